@@ -1,0 +1,12 @@
+# What every file of the project is compiled with.
+add_library(kxwcmn_flags INTERFACE)
+target_compile_options(kxwcmn_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+  # Two builds give the same pixels: doubles are computed as written.
+  -ffp-contract=off
+  $<$<BOOL:${KXWCMN_WERROR}>:-Werror>)
+if(KXWCMN_SANITIZE)
+  target_compile_options(kxwcmn_flags INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kxwcmn_flags INTERFACE -fsanitize=address,undefined)
+endif()
