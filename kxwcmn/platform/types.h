@@ -21,8 +21,16 @@ using HWND = struct HWND__*;
 using HDC = struct HDC__*;
 using HINSTANCE = struct HINSTANCE__*;
 
+// A rectangle hands out its corners as points in place, so a store through a point structure must
+// not be taken as unable to change a rectangle.
+#if defined(__GNUC__)
+#define KX_MAY_ALIAS __attribute__((may_alias))
+#else
+#define KX_MAY_ALIAS
+#endif
+
 /// A point in pixels.
-struct tagPOINT {
+struct KX_MAY_ALIAS tagPOINT {
   LONG x, y;
 };
 
