@@ -1,0 +1,54 @@
+#pragma once
+
+#include "kxwcmn/memory/blocklist.h"
+#include "kxwcmn/memory/vmchunk.h"
+#include "kxwcmn/platform/export.h"
+#include "kxwcmn/platform/types.h"
+
+namespace kxw {
+
+/// Where the walks of KXVMCache::Request may begin.
+///
+/// A request walks the blocks on memory from the oldest on, in two passes, and most walks would
+/// meet the same thousands of blocks that may not go: locked, protected, or, in pass 0, not
+/// temporary. For each pass the front stands before the first block not yet known to be of that
+/// kind. A block behind which the front stands and that may go again, alone or with its chunk,
+/// calls it back. So the order of eviction is that of a walk from the head, and its cost is that of
+/// what changed.
+class EvictionFront {
+ public:
+  static constexpr int kPasses = 2;
+
+  /// The item at which the walk of `pass` begins, null behind the last one.
+  KXVMCacheListItem* Get(int pass) const { return item_[pass]; }
+
+  /// The item at which the front of `pass` stands may not go: moves on to the next.
+  void Advance(int pass) { Stand(pass, item_[pass]->next); }
+
+  /// `item`, the new last one of the list, belongs to a block that enters; returns the order number
+  /// of that block. Numbers ascend along the list.
+  u64 Enter(KXVMCacheListItem* item);
+
+  /// `item` is about to leave the list.
+  void Leave(const KXVMCacheListItem* item);
+
+  /// The list is empty.
+  void Reset();
+
+  /// Something that kept `block`, or the chunk it sits in, from being evicted has gone.
+  inline void Reconsider(const KXSwapBlock& block);
+
+ private:
+  /// Moves the front of `pass` to the oldest block of the unit that `block` belongs to, if it has
+  /// gone past it.
+  KX_EXPORT void CallBack(int pass, const KXSwapBlock& block);
+  void Stand(int pass, KXVMCacheListItem* item);
+
+  KXVMCacheListItem* item_[kPasses] = {};
+  // The order number of the front's block; behind the last item, the number that the next block to
+  // enter will have.
+  u64 order_[kPasses] = {};
+  u64 next_ = 0;
+};
+
+}  // namespace kxw
