@@ -13,10 +13,11 @@ enum ErrorCode : int {
   kErrorAccessDenied = 5,
   kErrorInvalidHandle = 6,
   kErrorNotEnoughMemory = 8,
+  kErrorNotSameDevice = 17,
   kErrorNoMoreFiles = 18,
   kErrorWriteProtect = 19,
-  kErrorReadFault = 30,
   kErrorWriteFault = 29,
+  kErrorReadFault = 30,
   kErrorSharingViolation = 32,
   kErrorHandleEof = 38,
   kErrorDiskFull = 39,
@@ -24,10 +25,14 @@ enum ErrorCode : int {
   kErrorFileExists = 80,
   kErrorInvalidParameter = 87,
   kErrorInvalidName = 123,
+  kErrorNegativeSeek = 131,
+  kErrorSeekOnDevice = 132,
   kErrorDirNotEmpty = 145,
   kErrorAlreadyExists = 183,
   kErrorNameTooLong = 206,
+  kErrorFileTooLarge = 223,
   kErrorIoDevice = 1117,
+  kErrorCannotResolveName = 1921,
 };
 }  // namespace kxw
 

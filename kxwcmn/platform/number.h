@@ -1,14 +1,48 @@
 #pragma once
 
+#include <limits>
+
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
 
+namespace kxw {
+
+/// The conversion toward zero that the library calls truncation; saturates at the ends, NaN gives
+/// 0.
+inline int Truncate(double value) {
+  if (value >= std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
+  if (value <= std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
+  return value == value ? static_cast<int>(value) : 0;
+}
+
+}  // namespace kxw
+
 /// Rounds to the nearest integer, halves away from zero; saturates at the ends; NaN gives 0. The
 /// library's one rounding.
-KX_EXPORT int qmDouble2Int(double value);
-KX_EXPORT short qmDouble2Short(double value);
+inline int qmDouble2Int(double value) {
+  const int whole = kxw::Truncate(value);
+  // Exact: a double and its whole part are close enough that their difference has no rounding.
+  const double rest = value - whole;
+  if (rest >= 0.5 && whole < std::numeric_limits<int>::max()) return whole + 1;
+  if (rest <= -0.5 && whole > std::numeric_limits<int>::min()) return whole - 1;
+  return whole;
+}
 
-namespace kxw {
-/// The conversion toward zero that the library calls truncation; saturates at the ends, NaN gives 0.
-KX_EXPORT int Truncate(double value);
-}  // namespace kxw
+/// The same to 16 bits.
+inline short qmDouble2Short(double value) {
+  const int whole = qmDouble2Int(value);
+  if (whole > std::numeric_limits<short>::max()) return std::numeric_limits<short>::max();
+  if (whole < std::numeric_limits<short>::min()) return std::numeric_limits<short>::min();
+  return static_cast<short>(whole);
+}
+
+/// `value` x `numerator` / `denominator` through 64 bits, rounded with halves away from zero. A
+/// denominator of 0 or a result that does not fit gives -1.
+KX_EXPORT int qmMulDiv(int value, int numerator, int denominator);
+
+/// Turns `point` (x, y) around `centre` by `degrees`, from the x axis towards the y axis. Multiples
+/// of 90 degrees are exact.
+KX_EXPORT void qmRotatePointD(double point[2], double degrees, const double centre[2]);
+
+/// Fills a rectangle. Null does nothing.
+KX_EXPORT void qmSetRect(tagRECT* rect, int left, int top, int right, int bottom);

@@ -1,0 +1,293 @@
+#include "kxwcmn/platform/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <string>
+
+#include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/posix/host_internal.h"
+
+namespace {
+
+using kxw::CodeOfHostError;
+using kxw::Report;
+using kxw::detail::Fault;
+using kxw::detail::FaultAt;
+using kxw::detail::FaultPoint;
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kNewFolderMode = 0777;
+
+/// An open file. The position is kept here and not by the host, so that a seek costs nothing and
+/// paging a block is one host call.
+struct OpenFile {
+  int descriptor;
+  i64 position;
+  bool readable, writable;
+  bool unbuffered;
+  std::string deletedPath;  // host form; empty unless the file is deleted on closing
+};
+
+OpenFile* FileOf(kxw::FileHandle file) {
+  if (file == kxw::kNoFile || file == 0) return nullptr;
+  return reinterpret_cast<OpenFile*>(file);
+}
+
+int OpenRetrying(const char* path, int flags) {
+  int descriptor;
+  do {
+    descriptor = open(path, flags, kNewFileMode);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+/// The host's flags for a disposition, -1 for an unknown one.
+int FlagsOfDisposition(DWORD disposition) {
+  switch (disposition) {
+    case kxw::kCreateNew:
+      return O_CREAT | O_EXCL;
+    case kxw::kCreateAlways:
+      return O_CREAT | O_TRUNC;
+    case kxw::kOpenExisting:
+      return 0;
+    case kxw::kOpenAlways:
+      return O_CREAT;
+    case kxw::kTruncateExisting:
+      return O_TRUNC;
+    default:
+      return -1;
+  }
+}
+
+/// Opens, and drops the wish for unbuffered access where the file system refuses it. Returns the
+/// descriptor, or -1 with errno set.
+int OpenOnHost(const char* path, int flags, bool* unbuffered) {
+#ifdef O_DIRECT
+  if (*unbuffered) {
+    const int descriptor = OpenRetrying(path, flags | O_DIRECT);
+    if (descriptor >= 0 || errno != EINVAL) return descriptor;
+    flags &= ~O_EXCL;  // the refused call may have made the file
+  }
+#endif
+  *unbuffered = false;
+  return OpenRetrying(path, flags);
+}
+
+/// After a transfer that was refused for its alignment or by the file system, goes on through the
+/// host's cache. Returns whether another try makes sense.
+bool DropUnbuffered(OpenFile* file) {
+#ifdef O_DIRECT
+  if (file->unbuffered) {
+    file->unbuffered = false;
+    const int flags = fcntl(file->descriptor, F_GETFL);
+    return flags >= 0 && fcntl(file->descriptor, F_SETFL, flags & ~O_DIRECT) == 0;
+  }
+#endif
+  return false;
+}
+
+/// Removes a file that was to be deleted on closing, unless its name has gone to another file
+/// meanwhile.
+void RemoveNameOf(const OpenFile& file) {
+  struct stat ours, named;
+  if (fstat(file.descriptor, &ours) != 0) return;
+  if (lstat(file.deletedPath.c_str(), &named) != 0) return;
+  if (ours.st_dev == named.st_dev && ours.st_ino == named.st_ino) unlink(file.deletedPath.c_str());
+}
+
+/// Moves `size` bytes with `transfer(at, part, position)`, one host call, until all are moved, the
+/// file ends or the host fails. Returns the code.
+template <class Transfer>
+int TransferAll(OpenFile* file, DWORD size, u64 hostLimit, DWORD* done, Transfer transfer) {
+  *done = 0;
+  while (*done < size) {
+    const auto part = static_cast<std::size_t>(std::min<u64>(size - *done, hostLimit));
+    const ssize_t moved = transfer(*done, part, file->position);
+    if (moved < 0) {
+      if (errno == EINTR || (errno == EINVAL && DropUnbuffered(file))) continue;
+      return CodeOfHostError(errno);
+    }
+    if (moved == 0) break;
+    *done += static_cast<DWORD>(moved);
+    file->position += moved;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access, DWORD /*share*/,
+               DWORD disposition, DWORD flags, kxw::FileHandle* file) {
+  if (!file) return Report(kxw::kErrorInvalidParameter);
+  *file = kxw::kNoFile;
+  if (const Fault fault = FaultAt(FaultPoint::kOpen); fault.code) return Report(fault.code);
+
+  const bool readable = access & kxw::kFileRead;
+  const bool writable = access & kxw::kFileWrite;
+  int hostFlags = FlagsOfDisposition(disposition);
+  if (hostFlags < 0 || (!readable && !writable)) return Report(kxw::kErrorInvalidParameter);
+  if (hostFlags & O_TRUNC && !writable) {
+    // The host leaves open what emptying a file without the right to write does.
+    if (disposition == kxw::kTruncateExisting) return Report(kxw::kErrorInvalidParameter);
+    hostFlags |= O_RDWR;
+  } else {
+    hostFlags |= writable ? (readable ? O_RDWR : O_WRONLY) : O_RDONLY;
+  }
+
+  const std::string hostPath = kxw::HostPath(path);
+  if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
+  bool unbuffered = flags & kxw::kFileNoBuffering;
+  const int descriptor =
+      OpenOnHost(hostPath.c_str(), hostFlags | O_CLOEXEC | O_NOCTTY, &unbuffered);
+  if (descriptor < 0) return Report(CodeOfHostError(errno));
+
+  struct stat status;
+  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    close(descriptor);
+    return Report(kxw::kErrorAccessDenied);
+  }
+
+  auto* opened = new (std::nothrow) OpenFile{descriptor, 0, readable, writable, unbuffered, {}};
+  if (!opened) {
+    close(descriptor);
+    return Report(kxw::kErrorNotEnoughMemory);
+  }
+  if (flags & kxw::kFileDeleteOnClose) opened->deletedPath = hostPath;
+  *file = reinterpret_cast<kxw::FileHandle>(opened);
+  return Report(0);
+}
+
+int qmCloseFile(kxw::FileHandle handle) {
+  OpenFile* file = FileOf(handle);
+  if (!file) return Report(kxw::kErrorInvalidHandle);
+  if (!file->deletedPath.empty()) RemoveNameOf(*file);
+  // Never repeated: the descriptor is gone even when the host says that it was interrupted.
+  const int result = close(file->descriptor);
+  const int code = result == 0 || errno == EINTR ? 0 : CodeOfHostError(errno);
+  delete file;
+  return Report(code);
+}
+
+int qmReadFile(kxw::FileHandle handle, void* data, DWORD size, DWORD* done) {
+  if (done) *done = 0;
+  OpenFile* file = FileOf(handle);
+  if (!file) return Report(kxw::kErrorInvalidHandle);
+  if (!file->readable) return Report(kxw::kErrorAccessDenied);
+  if (!data && size > 0) return Report(kxw::kErrorInvalidParameter);
+  const Fault fault = FaultAt(FaultPoint::kRead);
+  if (fault.code) return Report(fault.code);
+  if (fault.endsEarly) size = static_cast<DWORD>(std::min<u64>(size, fault.bytes));
+
+  DWORD moved = 0;
+  const int code = TransferAll(
+      file, size, fault.hostBytes, &moved, [&](DWORD at, std::size_t part, i64 position) {
+        return pread(file->descriptor, static_cast<BYTE*>(data) + at, part, position);
+      });
+  if (done) *done = moved;
+  return Report(code);
+}
+
+int qmWriteFile(kxw::FileHandle handle, const void* data, DWORD size, DWORD* done) {
+  if (done) *done = 0;
+  OpenFile* file = FileOf(handle);
+  if (!file) return Report(kxw::kErrorInvalidHandle);
+  if (!file->writable) return Report(kxw::kErrorAccessDenied);
+  if (!data && size > 0) return Report(kxw::kErrorInvalidParameter);
+  const Fault fault = FaultAt(FaultPoint::kWrite);
+  if (fault.code) size = static_cast<DWORD>(std::min<u64>(size, fault.bytes));
+
+  DWORD moved = 0;
+  int code = TransferAll(
+      file, size, fault.hostBytes, &moved, [&](DWORD at, std::size_t part, i64 position) {
+        return pwrite(file->descriptor, static_cast<const BYTE*>(data) + at, part, position);
+      });
+  if (code == 0 && moved < size) code = kxw::kErrorWriteFault;
+  if (code == 0) code = fault.code;
+  if (done) *done = moved;
+  return Report(code);
+}
+
+int qmSeekFile(kxw::FileHandle handle, i64 offset, DWORD origin) {
+  OpenFile* file = FileOf(handle);
+  if (!file) return Report(kxw::kErrorInvalidHandle);
+  if (const Fault fault = FaultAt(FaultPoint::kSeek); fault.code) return Report(fault.code);
+  i64 base = 0;
+  if (origin == kxw::kFromCurrent) {
+    base = file->position;
+  } else if (origin == kxw::kFromEnd) {
+    base = qmGetFileSize(handle);
+    if (base < 0) return qmGetLastError();
+  } else if (origin != kxw::kFromBegin) {
+    return Report(kxw::kErrorInvalidParameter);
+  }
+  if (offset > std::numeric_limits<i64>::max() - base) return Report(kxw::kErrorInvalidParameter);
+  if (base + offset < 0) return Report(kxw::kErrorNegativeSeek);
+  file->position = base + offset;
+  return Report(0);
+}
+
+i64 qmGetFilePointer(kxw::FileHandle handle) {
+  const OpenFile* file = FileOf(handle);
+  Report(file ? 0 : kxw::kErrorInvalidHandle);
+  return file ? file->position : -1;
+}
+
+i64 qmGetFileSize(kxw::FileHandle handle) {
+  const OpenFile* file = FileOf(handle);
+  struct stat status;
+  const bool known = file && fstat(file->descriptor, &status) == 0;
+  Report(known ? 0 : file ? CodeOfHostError(errno) : kxw::kErrorInvalidHandle);
+  return known ? status.st_size : -1;
+}
+
+int qmSetEndOfFile(kxw::FileHandle handle) {
+  const OpenFile* file = FileOf(handle);
+  if (!file) return Report(kxw::kErrorInvalidHandle);
+  if (!file->writable) return Report(kxw::kErrorAccessDenied);
+  if (const Fault fault = FaultAt(FaultPoint::kSetEnd); fault.code) return Report(fault.code);
+  int result;
+  do {
+    result = ftruncate(file->descriptor, file->position);
+  } while (result != 0 && errno == EINTR);
+  return Report(result == 0 ? 0 : CodeOfHostError(errno));
+}
+
+int qmDeleteFile(const char* path) {
+  const std::string hostPath = kxw::HostPath(path);
+  if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
+  return Report(unlink(hostPath.c_str()) == 0 ? 0 : CodeOfHostError(errno));
+}
+
+int qmChangeFileName(const char* from, const char* to) {
+  const std::string hostFrom = kxw::HostPath(from);
+  const std::string hostTo = kxw::HostPath(to);
+  if (hostFrom.empty() || hostTo.empty()) return Report(kxw::kErrorPathNotFound);
+#ifdef RENAME_NOREPLACE
+  if (renameat2(AT_FDCWD, hostFrom.c_str(), AT_FDCWD, hostTo.c_str(), RENAME_NOREPLACE) == 0) {
+    return Report(0);
+  }
+  if (errno == EEXIST) return Report(kxw::kErrorAlreadyExists);
+  if (errno != EINVAL && errno != ENOSYS) return Report(CodeOfHostError(errno));
+#endif
+  // A file system that cannot refuse to replace: look first.
+  struct stat status;
+  if (lstat(hostTo.c_str(), &status) == 0) return Report(kxw::kErrorAlreadyExists);
+  return Report(rename(hostFrom.c_str(), hostTo.c_str()) == 0 ? 0 : CodeOfHostError(errno));
+}
+
+int qmCreateFolder(const char* path) {
+  const std::string hostPath = kxw::HostPath(path);
+  if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
+  if (mkdir(hostPath.c_str(), kNewFolderMode) == 0) return Report(0);
+  if (errno == ENOENT) return Report(kxw::kErrorPathNotFound);  // of an element on the way
+  if (errno == EEXIST) return Report(kxw::kErrorAlreadyExists);
+  return Report(CodeOfHostError(errno));
+}
