@@ -1,0 +1,551 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "kxwcmn/core/array.h"
+#include "kxwcmn/core/geometry.h"
+#include "kxwcmn/offscreen/block.h"
+#include "kxwcmn/offscreen/cursor.h"
+#include "kxwcmn/platform/export.h"
+#include "kxwcmn/platform/types.h"
+
+class KXVirtualMemory;
+class KXSwapBlock;
+class KXVOffscreenCache;
+class KXVOffscreenBackup;
+class KXVOffPixelMixer;
+class KXVOffPixelMask;
+
+/// What a cell of the grid holds.
+enum AREA_TYPE : int {
+  kAreaNone = 0,      ///< Outside the image, or no memory was ever taken.
+  kAreaEmpty = 1,     ///< The cell's block has lost its contents, or never had any.
+  kAreaContents = 2,  ///< The block has contents, on memory or in the swap file.
+};
+
+/// The edge of the grid that `DeallocateBlock` removes.
+enum DEALLOCATE_BLOCK_TYPE : int {
+  kDeallocateLeft = 0,
+  kDeallocateTop = 1,
+  kDeallocateRight = 2,
+  kDeallocateBottom = 3,
+};
+
+/// A raster image of 256 by 256 pixel blocks, paged by a `KXVirtualMemory`.
+///
+/// The seven depths of 1, 2, 8, 16, 24, 32 and 64 bits are made by `CreateOffscreen`. A block that
+/// was never written has no memory; it reads as the depth's default and comes into being, filled
+/// with the clear colour, when a write lock reaches it.
+///
+/// All pixel access goes through the one cursor, between `Lock` and `Unlock`. Only the block under
+/// the cursor is held in memory: an address is good while the cursor stays in that block. Reads
+/// without `Fast` in the name give a default where there is no memory; writes there do nothing.
+///
+/// An image belongs to one thread at a time, as does its manager. Coordinates are in pixels.
+class KX_EXPORT KXVOffscreen {
+ public:
+  /// Pixels of a block's side; the shift and the mask that take a coordinate apart.
+  static constexpr int kBlockSize = 256;
+  static constexpr int kBlockShift = 8;
+  static constexpr int kBlockMask = 255;
+  /// The largest width and height: the last block must end inside 32 bits.
+  static constexpr int kMaxSize = 0x7FFFFF00;
+
+  /// How a change of resolution takes its samples.
+  enum CHANGE_RESOLUTION_MODE : int { kResolutionFast = 0, kResolutionArea = 1 };
+
+  /// The weights of one destination column or row: samples `start` to `end` of the source, the
+  /// first and the last weighted, those between counting in full.
+  struct _KXRESOLUTIONTABLE {
+    int start;
+    int end;
+    int count;  ///< end - start
+    double firstWeight;
+    double lastWeight;
+  };
+
+  /// Makes an empty image of `bitCount` bits a pixel, owned by the caller; null for a bit count
+  /// that is none of the seven.
+  static KXVOffscreen* CreateOffscreen(int bitCount);
+  /// Destroys an image made by `CreateOffscreen`. Null does nothing.
+  static void DeleteOffscreen(KXVOffscreen* offscreen);
+
+  // --- The virtual table. Its order is part of the interface. -----------------------------------
+
+  virtual ~KXVOffscreen();
+  virtual void Initialize();
+  /// Gives the image a manager (not owned; it must outlive the image's blocks), a size and a
+  /// resolution in pixels a unit. No memory is taken but that of the grid. Blocks of an earlier
+  /// `Create` are given back. Raises 0x20010008 for a null manager, a negative size or one above
+  /// `kMaxSize`, and 8 if the grid finds no memory; the image is then empty.
+  virtual void Create(KXVirtualMemory* memory, int width, int height, double resolution);
+  /// Frees all blocks and returns to the state before `Create`. The break permission, the protect
+  /// area and the specialty flag stay.
+  virtual void Destroy();
+  /// Grows the image so that `rect`, in its present coordinates, lies inside: to the left and on
+  /// top by whole blocks, to the right and below by pixels. `out`, if not null, gets the shift of
+  /// old coordinates as its left and top; its right and bottom are that shift plus the new size.
+  /// Returns 1; 0 if the image is locked or would pass `kMaxSize` (it is unchanged), or if memory
+  /// ran out: the image is then destroyed.
+  virtual int AllocateRect(const KXRect& rect, KXRect* out);
+  /// Removes one edge of the grid with its blocks. Returns 1; 0 if it is the last column or row, or
+  /// the image is locked.
+  virtual int DeallocateBlock(DEALLOCATE_BLOCK_TYPE type);
+  /// Removes the block columns and rows that lie wholly outside `rect`; `shift` gets what is to be
+  /// taken from old coordinates. Returns 0 if a removal failed, with what was removed gone.
+  virtual int DeallocateRect(KXRect rect, KXPoint& shift);
+  virtual void ChangeResolution(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                                int sw, int sh, CHANGE_RESOLUTION_MODE mode, int behind,
+                                int skipTransparent);
+  virtual void CreateRotationImage(KXVOffscreen& src, int degrees, int smooth);
+  /// Fills a whole block with the clear colour; null stands for the block under the cursor.
+  virtual void ClearBlock(BYTE* address);
+
+  // Checked steps leave the image at its edge and come back in by themselves. `Fastest` steps know
+  // no edges and no seams: the caller stays inside a block that has memory.
+  virtual void NextCursorX();
+  virtual void NextCursorXFastest();
+  virtual void PrevCursorX();
+  virtual void PrevCursorXFastest();
+
+  // Reads of the pixel under the cursor, in the terms of every depth.
+  virtual DWORD GetColor();
+  virtual BYTE Get1BitColorFast();
+  virtual BYTE Get1BitColor();
+  virtual BYTE Get2BitColorFast();
+  virtual BYTE Get2BitColor();
+  virtual BYTE Get8BitColorFast();
+  virtual BYTE Get8BitColor();
+  virtual DWORD Get16BitColorFast();
+  virtual DWORD Get16BitColor();
+  virtual DWORD Get24BitColorFast();
+  virtual DWORD Get24BitColor();
+  virtual DWORD Get32BitColorFast();
+  virtual DWORD Get32BitColor();
+
+  // Writes of the pixel under the cursor; they need a write lock.
+  virtual void SetColor(DWORD color);
+  virtual void Set1BitColor(BYTE value);
+  virtual void Set2BitColor(BYTE value);
+  virtual void Set8BitColor(BYTE value);
+  virtual void Set16BitColor(DWORD color);
+  virtual void Set24BitColor(DWORD color);
+  virtual void Set32BitColor(BYTE a, BYTE r, BYTE g, BYTE b);
+  virtual void Set32BitColor(DWORD color);
+
+  /// Whether the pixel counts as empty; a non-zero `flag` makes white count as empty too.
+  virtual int IsTransparentFast(int flag);
+  virtual int IsTransparent(int flag);
+  /// The value that this depth's `SetColor` stores for a colour.
+  virtual DWORD MakeNativeColor(DWORD color);
+
+  virtual u64 Get64BitColorFast();
+  virtual u64 Get64BitColor();
+  virtual u64 Get48BitColorFast();
+  virtual u64 Get48BitColor();
+  virtual void Set48BitColor(u64 color);
+  virtual void Set64BitColor(WORD a, WORD r, WORD g, WORD b);
+  virtual void Set64BitColor(u64 color);
+  virtual u64 MakeNativeColor64(u64 color);
+
+  // The image without its alpha, and the alpha as a mask.
+  virtual BYTE Get8BitImageFast();
+  virtual BYTE Get8BitImage();
+  virtual DWORD Get24BitImageFast();
+  virtual DWORD Get24BitImage();
+  virtual BYTE Get8BitMaskFast();
+  virtual BYTE Get8BitMask();
+  virtual int Get16BitMaskFast();
+  virtual int Get16BitMask();
+  virtual void Set8BitMask(BYTE value);
+  virtual void Set16BitMask(int value);
+
+  virtual void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX,
+                    int srcY, int clearMode);
+  virtual void StretchCopy(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
+                           int sh);
+
+  virtual void RectFill(const KXRect& rect, int useClear, DWORD color);
+  virtual void DrawSimpleLine(int orientation, int position, DWORD color);
+  virtual void DrawSimpleSegment(int orientation, int position, int start, int length, DWORD color);
+  virtual void DrawSegment(int x1, int y1, int x2, int y2, int width, DWORD color, int behind,
+                           int adjustWidth);
+  virtual void DrawSegment2(int x1, int y1, int x2, int y2, int width, DWORD color, int behind,
+                            int adjustWidth);
+
+  virtual void RectFill64(const KXRect& rect, int useClear, u64 color);
+  virtual void RectFill64(const KXRect& rect, int useClear, u64 color, int behind);
+  virtual void DrawSimpleLine64(int orientation, int position, u64 color);
+  virtual void DrawSimpleSegment64(int orientation, int position, int start, int length, u64 color);
+  virtual void DrawSegment64(int x1, int y1, int x2, int y2, int width, u64 color, int behind,
+                             int adjustWidth);
+  virtual void DrawSegment642(int x1, int y1, int x2, int y2, int width, u64 color, int behind,
+                              int adjustWidth);
+  virtual void FillPolygon64(const KXPoint* points, int count, tagRECT* clip, u64 color,
+                             int closed);
+  virtual void ArcFill64(int left, int top, int right, int bottom, u64 color, const tagRECT* clip);
+  virtual void CircleFill64(int left, int top, int diameter, const u64& color, int fillMode,
+                            KXVOffscreen* clip1Bit, const tagPOINT& clipOffset, const tagRECT* clip,
+                            BYTE* pattern);
+
+  virtual KXVOffscreen* CreateAndCopyAll();
+  virtual KXVOffscreen* CreateAndRotate90();
+  virtual KXVOffscreen* CreateAndRotate90R();
+  virtual KXVOffscreen* CreateSameSizeOffscr();
+  virtual KXVOffscreen* CreateAndReverseHorz();
+  virtual KXVOffscreen* CreateAndReverseVert();
+
+  /// Points the current address at (x, y), which must lie in the current block.
+  virtual void SetCurrentCursorAddress(int x, int y);
+
+  /// Frees the blocks in which no pixel is in use. Does nothing while the image is locked.
+  virtual void Optimize();
+  /// The same for the one block that holds `rect`, also inside a lock; the cursor stays where the
+  /// test left it. A rectangle that leaves its block does nothing.
+  virtual void OptimizeBlock(tagRECT rect);
+
+  virtual void FillLineRowForPolygon(int x1, int x2, DWORD color, int fillMode,
+                                     KXVOffscreen* clip1Bit, int clipOffset, const BYTE* pattern);
+  virtual void FillLineRow(int x1, int x2, int y, DWORD color, const tagRECT* clip);
+  virtual int SearchLineRowForPolygon(int x1, int x2);
+
+  virtual void ChangeResolutionLow(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                                   int sw, int sh, int behind, int skipTransparent);
+  virtual void ChangeResolutionHalf(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                                    int behind);
+  virtual void ChangeResolutionQuarter(int x, int y, int w, int h, KXVOffscreen* src, int sx,
+                                       int sy, int behind);
+  virtual void ChangeResolutionDouble(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                                      int behind);
+  virtual void ChangeResolutionFourfold(int x, int y, int w, int h, KXVOffscreen* src, int sx,
+                                        int sy, int behind);
+  virtual void ChangeResolutionHalfAll(KXVOffscreen* src);
+  virtual void ChangeResolutionQuarterAll(KXVOffscreen* src);
+  virtual void ChangeResolutionDoubleAll(KXVOffscreen* src);
+  virtual void ChangeResolutionFourfoldAll(KXVOffscreen* src);
+
+  virtual void CalcPixelValue(_KXRESOLUTIONTABLE* xTable, _KXRESOLUTIONTABLE* yTable, int baseX,
+                              int baseY, double scale, DWORD& result);
+  virtual void FillLineRowForPolygon64(int x1, int x2, u64 color, int fillMode,
+                                       KXVOffscreen* clip1Bit, int clipOffset, const BYTE* pattern);
+  virtual void FillLineRow64(int x1, int x2, int y, u64 color, const tagRECT* clip);
+  virtual void CalcPixelValue64(_KXRESOLUTIONTABLE* xTable, _KXRESOLUTIONTABLE* yTable, int baseX,
+                                int baseY, double scale, u64& result);
+  /// `FloodFill` with a 64-bit colour; every depth but 64 narrows it.
+  virtual int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,
+                          KXVOffscreen* second, const KXPoint& origin, const KXRect& clip,
+                          int margin, int* count, int abortable);
+
+  // --- Geometry and marks -----------------------------------------------------------------------
+
+  KXVOffscreen(const KXVOffscreen&) = delete;
+  KXVOffscreen& operator=(const KXVOffscreen&) = delete;
+
+  int GetWidth() const { return width_; }
+  int GetHeight() const { return height_; }
+  int GetBitCount() const { return bitCount_; }
+  /// Bytes from one row of a block to the next.
+  int GetBlockRowBytes() const { return blockRowBytes_; }
+  KXRect GetRect() const { return KXRect(0, 0, width_, height_); }
+  void GetRect(KXRect& rect) const { rect = GetRect(); }
+  /// The position of the image's own (0, 0) in the document.
+  KXPoint GetOffset() const { return offset_; }
+  void SetOffset(const KXPoint& offset) { offset_ = offset; }
+  /// Pixels a unit.
+  double GetResolution() const { return resolution_; }
+  void SetResolution(double resolution) { resolution_ = resolution; }
+  /// The manager, not owned; null before `Create`.
+  KXVirtualMemory* GetVirtualMemory() const { return memory_; }
+
+  /// Maps a point of `source` into this image by resolution and offset. The three forms differ in
+  /// the signs of the offsets and in their rounding; mask alignment is defined by them as they are.
+  void ConvertPoint(KXPoint& out, const KXVOffscreen* source, const KXPoint& point) const;
+  int ConvertPointX(const KXVOffscreen* source, int x) const;
+  int ConvertPointY(const KXVOffscreen* source, int y) const;
+
+  /// Whether new blocks are filled with the clear colour; otherwise their memory stays as it comes.
+  int IsEnableClear() const { return enableClear_ == 1; }
+  void EnableClear(int enable) { enableClear_ = enable; }
+  /// The clear value of the 1-bit and 8-bit depths.
+  void GetClearColor(BYTE* value) const { *value = byteClearColor_; }
+  void SetClearColor(BYTE value) { byteClearColor_ = value; }
+  /// The clear value of the 16-, 24- and 32-bit depths.
+  void GetClearColor(DWORD* color) const { *color = clearColor_; }
+  void SetClearColor(DWORD color) { clearColor_ = color; }
+  /// Stored only: 256 is opaque, 65536 in the 64-bit depth.
+  int GetTransparency() const { return transparency_; }
+  void SetTransparency(int transparency) { transparency_ = transparency; }
+  /// The application's own mark; the library never reads it.
+  int GetSpecialtyOffscr() const { return specialty_; }
+  void SetSpecialtyOffscr(int flag) { specialty_ = flag; }
+  /// Non-zero makes new blocks temporary: they may be dropped under memory pressure, and only those
+  /// in the protect area are held fast.
+  void AllowBreak(int allow) { allowBreak_ = allow; }
+
+  // --- The grid ---------------------------------------------------------------------------------
+
+  /// Returns the number of cells, and the columns and rows through pointers that are not null.
+  int GetBlockCount(int* x, int* y) const;
+  /// The cell of a pixel, -1 outside the image.
+  int GetBlockIndex(int x, int y) const {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_) return -1;
+    return GetBlockIndexFast(x, y);
+  }
+  int GetBlockIndexFast(int x, int y) const {
+    return static_cast<int>(static_cast<i64>(y >> kBlockShift) * blockCountX_ + (x >> kBlockShift));
+  }
+  /// The pixels that a cell stands for; empty for an index outside the grid.
+  KXRect GetBlockByIndex(int index) const;
+  /// Non-zero if the cell has a block; the number is the block's address.
+  std::intptr_t GetBlockExist(int x, int y) const { return GetBlockExist(GetBlockIndex(x, y)); }
+  std::intptr_t GetBlockExist(int index) const;
+  /// The same by column and row, 0 outside the grid.
+  int IsCreatedBlockByIndex(int bx, int by) const;
+  /// True also where there is nothing to wait for: outside the image, and where no block is.
+  int IsBlockOnMemory(int x, int y) const { return IsBlockOnMemory(GetBlockIndex(x, y)); }
+  int IsBlockOnMemory(int index) const;
+  int IsBlockAbsoluteProtect(int x, int y) const {
+    return IsBlockAbsoluteProtect(GetBlockIndex(x, y));
+  }
+  int IsBlockAbsoluteProtect(int index) const;
+  int CheckBlockLock(int index) const;
+  /// The block under the cursor and its memory, which may be null. Returns 0 off the image.
+  int GetCurrentBlock(KXRect& rect, BYTE*& address) const;
+  /// Frees a cell's block, which reads as unwritten from then on. Returns 1 if there was one.
+  int DestroyBlock(int index);
+  int DestroyBlock(int x, int y) { return DestroyBlock(GetBlockIndex(x, y)); }
+  int DestroyBlockByIndex(int bx, int by);
+  void DestroyAllBlock();
+  /// Moves every block out of memory, changed ones into the swap file; a locked block stays.
+  void UnloadAllBlock();
+
+  // --- Locking ----------------------------------------------------------------------------------
+
+  /// Begins work on the image with the cursor at (x, y), which may lie outside. Locks nest; a lock
+  /// with a non-zero `edit` inside a read lock makes blocks writable that are reached from then on.
+  /// Raises what a new block raises: 8 if it finds no room.
+  void Lock(int x, int y, int edit);
+  void Unlock();
+  unsigned int GetLockCount() const { return lockCount_; }
+
+  // --- Areas (block iteration) ------------------------------------------------------------------
+
+  /// The block columns and rows that `rect` touches inside the image, last ones included. Returns
+  /// their number of blocks; 0, with the outputs left alone, if there is none.
+  int GetBlockAreaIndex(const KXRect& rect, int& firstColumn, int& lastColumn, int& firstRow,
+                        int& lastRow) const;
+  /// The blocks that `rect` touches, in row order, cut to `rect` or, with `clip` 0, only to the
+  /// image. Returns their number.
+  int GetBlockArea(const KXRect& rect, KXTArray<tagRECT, 0>& out, int clip) const;
+  /// The same for one cell. Returns 0, with `out` left alone, if `rect` does not touch it.
+  int GetBlockArea(const KXRect& rect, int index, tagRECT* out, int clip) const;
+  AREA_TYPE CheckAreaType(int x, int y) const { return CheckAreaType(GetBlockIndex(x, y)); }
+  AREA_TYPE CheckAreaType(int index) const;
+  /// Holds the existing blocks of `rect` fast and makes all others temporary.
+  void SetProtectArea(const KXRect& rect);
+  /// Adds the block under the top left corner of `rect` to the protected ones.
+  void SetProtectBlockArea(const KXRect& rect);
+  void ClearProtectArea();
+
+  // --- The cursor -------------------------------------------------------------------------------
+
+  // Checked: anywhere, with the block under the cursor changed as needed.
+  void MoveCursor(int x, int y);
+  void MoveCursorX(int x) { MoveCursor(x, cursor_.y); }
+  void MoveCursorY(int y) { MoveCursor(cursor_.x, y); }
+  void OffsetCursor(int dx, int dy);
+  void OffsetCursorX(int dx) { OffsetCursor(dx, 0); }
+  void OffsetCursorY(int dy) { OffsetCursor(0, dy); }
+  void NextCursorY();
+  void PrevCursorY();
+  // Fast: the point lies in the image.
+  void MoveCursorFast(int x, int y);
+  void MoveCursorXFast(int x) { MoveCursorFast(x, cursor_.y); }
+  void MoveCursorYFast(int y) { MoveCursorFast(cursor_.x, y); }
+  void OffsetCursorFast(int dx, int dy) { MoveCursorFast(cursor_.x + dx, cursor_.y + dy); }
+  void OffsetCursorXFast(int dx) { MoveCursorFast(cursor_.x + dx, cursor_.y); }
+  void OffsetCursorYFast(int dy) { MoveCursorFast(cursor_.x, cursor_.y + dy); }
+  // Fastest: the point lies in the current block.
+  void MoveCursorFastest(int x, int y) {
+    SetCurrentCursorAddress(x, y);
+    cursor_.x = x;
+    cursor_.y = y;
+  }
+  void MoveCursorXFastest(int x) { MoveCursorFastest(x, cursor_.y); }
+  void MoveCursorYFastest(int y) { MoveCursorFastest(cursor_.x, y); }
+  void OffsetCursorFastest(int dx, int dy) { MoveCursorFastest(cursor_.x + dx, cursor_.y + dy); }
+  void OffsetCursorXFastest(int dx) { MoveCursorFastest(cursor_.x + dx, cursor_.y); }
+  void OffsetCursorYFastest(int dy) { MoveCursorFastest(cursor_.x, cursor_.y + dy); }
+  void NextCursorYFastest() {
+    ++cursor_.y;
+    cursor_.current += blockRowBytes_;
+  }
+  void PrevCursorYFastest() {
+    --cursor_.y;
+    cursor_.current -= blockRowBytes_;
+  }
+
+  /// For 32-bit images: the address of (x, y), with no virtual call and, inside the current block,
+  /// without moving the cursor. Another block is moved into. The point lies in the image.
+  BYTE* MoveCursorFake32(int x, int y);
+  /// For 32-bit images: the address of (x, y) in the current block; null if that has no memory.
+  BYTE* SetCurrentCursorAddressFake32(int x, int y) const;
+
+  /// Locks the block under the stored position, which must not be locked yet.
+  void SetCurrentBlock();
+  void GetCursorPos(int& x, int& y) const {
+    x = cursor_.x;
+    y = cursor_.y;
+  }
+  int GetCursorPosX() const { return cursor_.x; }
+  int GetCursorPosY() const { return cursor_.y; }
+  BYTE* GetCurrentAddress() const { return cursor_.current; }
+  BYTE* GetBaseAddress() const { return cursor_.base; }
+
+  // --- Colours ----------------------------------------------------------------------------------
+
+  // For 8-bit images: four neighbouring pixels of one block as a word, the leftmost in its low
+  // byte.
+  DWORD Get8BitColorOnlyQuad() const;
+  void Set8BitColorOnlyQuad(DWORD pixels);
+
+  static BYTE QMCOLORREFtoBYTE1(DWORD color) { return (color & 0x80808080) != 0; }
+  static BYTE QMCOLORREFtoBYTE2(DWORD color) {
+    if (color >> 24 < 129) return 0;
+    return (color & 0x808080) != 0 ? 2 : 3;
+  }
+  static BYTE QMCOLORREFtoBYTE8(DWORD color) { return static_cast<BYTE>(255 - (color & 255)); }
+  static DWORD BYTE1toQMCOLORREF(BYTE value) { return value ? 0 : 0x00FFFFFF; }
+  static DWORD BYTE8toQMCOLORREF(BYTE value) { return (255u - value) * 0x010101u; }
+  /// Takes the high byte of each channel, without rounding.
+  static DWORD QMCOLORREF64to32(u64 color) {
+    return static_cast<DWORD>((color >> 8 & 0xFF) | (color >> 16 & 0xFF00) |
+                              (color >> 24 & 0xFF0000) | (color >> 32 & 0xFF000000));
+  }
+  /// Widens each byte b to b * 257.
+  static u64 QMCOLORREF32to64(DWORD color) {
+    const u64 spread = (color & 0xFFull) | (color & 0xFF00ull) << 8 | (color & 0xFF0000ull) << 16 |
+                       (color & 0xFF000000ull) << 24;
+    return spread * 257;
+  }
+
+  // Comparison with a tolerance, inclusive: b - margin <= a <= b + margin, channel by channel.
+  static bool IsEqualB(BYTE a, BYTE b, int margin);
+  static bool IsEqual2B(WORD a, WORD b, int margin);
+  static bool IsEqualRGB(DWORD a, DWORD b, int margin);
+  /// All four channels; two transparent colours are equal whatever they hold.
+  static bool IsEqualRGBA(DWORD a, DWORD b, int margin);
+  static bool IsEqualRGB64(u64 a, u64 b, int margin);
+  static bool IsEqualQMCOLORREF64(u64 a, u64 b, int margin);
+
+  /// Composites one 64-bit pixel in place; both point at four words: blue, green, red, alpha.
+  /// Colours darken as ink on paper does, and alpha only grows.
+  static void RenderPixelColor64Alpha(WORD* destination, WORD* source);
+
+  // The values that stand for nothing, black and white in each depth.
+  static constexpr BYTE cbTransmit = 0, cbNotTransmit = 0xFF, cbBlack = 0, cbWhite = 0xFF;
+  static constexpr BYTE cbTransmit1Bit = 0, cbNotTransmit1Bit = 1;
+  static constexpr BYTE cbTransmit1BitFill = 0, cbNotTransmit1BitFill = 0xFF;
+  static constexpr BYTE cbNotDefine2Bit = 1, cbTransmit2Bit = 0, cbNotTransmit2Bit = 2;
+  static constexpr BYTE cbBlack2Bit = 3, cbWhite2Bit = 2;
+  static constexpr BYTE cbBlack2BitFill = 0xFF, cbWhite2BitFill = 0xAA;
+  static constexpr BYTE cbTransmit2BitFill = 0, cbNotTransmit2BitFill = 0xFF;
+  static constexpr BYTE cbTransmit8Bit = 0, cbNotTransmit8Bit = 0xFF;
+  static constexpr WORD cu16Transmit = 0, cu16NotTransmit = 0xFFFF;
+  static constexpr WORD cu16Black = 0, cu16White = 0xFFFF;
+  static constexpr DWORD ccrTransmit16Bit = 0, ccrNotTransmit16Bit = 0xFF000000;
+  static constexpr DWORD ccrBlack16Bit = 0xFF000000, ccrWhite16Bit = 0xFFFFFFFF;
+  static constexpr DWORD ccrBlack24Bit = 0, ccrWhite24Bit = 0x00FFFFFF;
+  static constexpr DWORD ccrTransmit32Bit = 0, ccrNotTransmit32Bit = 0xFF000000;
+  static constexpr DWORD ccrBlack32Bit = 0xFF000000, ccrWhite32Bit = 0xFFFFFFFF;
+  static constexpr DWORD ccrSelect32Bit = 0xFF000000, ccrNotSelect32Bit = 0;
+  static constexpr u64 ccrBlack48Bit = 0, ccrWhite48Bit = 0x0000FFFFFFFFFFFF;
+  static constexpr u64 ccrTransmit64Bit = 0, ccrNotTransmit64Bit = 0xFFFF000000000000;
+  static constexpr u64 ccrBlack64Bit = 0xFFFF000000000000, ccrWhite64Bit = 0xFFFFFFFFFFFFFFFF;
+  static constexpr u64 ccrSelect64Bit = 0xFFFF000000000000, ccrNotSelect64Bit = 0;
+  /// The inverted bits of a pixel in its byte, and how far they are from the low end, leftmost
+  /// first.
+  static constexpr BYTE cb1BitMask[8] = {0x7F, 0xBF, 0xDF, 0xEF, 0xF7, 0xFB, 0xFD, 0xFE};
+  static constexpr BYTE cb1BitShift[8] = {7, 6, 5, 4, 3, 2, 1, 0};
+  static constexpr BYTE cb2BitMask[4] = {0x3F, 0xCF, 0xF3, 0xFC};
+  static constexpr BYTE cb2BitShift[4] = {6, 4, 2, 0};
+
+  // --- Extents (optimise) -----------------------------------------------------------------------
+
+  /// The tight box of the pixels in use. Returns 0, with an all-zero box, if there is none.
+  int GetExtentRect(tagRECT& out);
+  /// The box of the blocks that have memory, cut to the image. Returns 0, with `out` left alone, if
+  /// there is none.
+  int GetExtentBlock(tagRECT& out);
+  /// Bytes of the image's blocks: of all, or of those on memory only.
+  u64 GetUsedMemory(int onMemoryOnly) const;
+
+  // --- Flood fill (drawing) ---------------------------------------------------------------------
+
+  /// Paints the connected region around `seed` with `color`.
+  ///
+  /// Connectedness is judged on `reference`, whose pixel lies at this image's coordinates minus
+  /// `origin`, and on `second` where the depth of the reference provides for one. A null reference
+  /// gives its place to `second`. Only `clip` is painted, save for one row below it under a seed on
+  /// its last row. `margin` is the tolerance of the comparison, 0 for exact. `result` gets the box
+  /// of what was painted, `count` (may be null) the number of pixels. With `abortable` 1 the fill
+  /// polls `KXAbort` and raises 0x20010004 when the user asks for it; what was painted stays.
+  ///
+  /// Returns 1, or 0 with `result` and `count` left alone if there is nothing to do: no reference,
+  /// a seed outside this image, or one that holds the fill value already.
+  int FloodFill(KXRect& result, const KXPoint& seed, DWORD color, KXVOffscreen* reference,
+                KXVOffscreen* second, const KXPoint& origin, const KXRect& clip, int margin,
+                int* count, int abortable);
+
+ protected:
+  KXVOffscreen();
+
+  /// Sets what `Initialize` sets in every depth.
+  void ResetFields(int bitCount, DWORD clearColor, int transparency);
+
+  /// Brings a cell's block in and returns its memory. A block comes into being in edit mode only;
+  /// null otherwise, and where a block cannot be brought in.
+  void* LockBlock(int index);
+  void UnlockBlock(int index);
+  /// Fills the array of cells anew, all without memory. Blocks are not freed.
+  void InitBlock();
+  /// Whether a new block of that index would be held fast.
+  int IsProtected(int index) const;
+
+  /// Leaves the current block, if any, and takes the cursor off the image.
+  void LeaveBlock();
+  /// Enters the block `index`, or none for -1, at the stored position.
+  void EnterBlock(int index);
+
+  KXVirtualMemory* memory_ = nullptr;
+  int width_ = 0;
+  int height_ = 0;
+  int bitCount_ = 0;
+  double resolution_ = 0;
+  KXPoint offset_;
+  int blockRowBytes_ = 0;
+  int blockCountX_ = 0;
+  int blockCountY_ = 0;
+  std::vector<KXVOffscreenBlock> blocks_;  // row by row
+  unsigned int lockCount_ = 0;
+  int editMode_ = 0;
+  int allowBreak_ = 0;
+  KXRect protectArea_;
+  KXVOffscreenCursor cursor_;
+  BYTE byteClearColor_ = 0;
+  DWORD clearColor_ = 0;
+  u64 clearColor64_ = 0;  // shown by the 64-bit depth alone; here so that all depths clear alike
+  int enableClear_ = 1;
+  int transparency_ = 0;
+  int specialty_ = 0;
+
+ private:
+  friend class KXVOffscreenAutoLock;
+
+  int GridIndex(int bx, int by) const;
+  KXSwapBlock* SwapBlockAt(int index) const;
+  /// Gives the grid `countX` by `countY` cells and moves each block by (`dx`, `dy`) cells; blocks
+  /// that fall outside are freed. Raises 8 with the grid as it was.
+  void RebuildGrid(int countX, int countY, int dx, int dy);
+};

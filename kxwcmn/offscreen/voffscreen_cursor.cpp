@@ -1,0 +1,160 @@
+#include <cstring>
+
+#include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/offscreen/voffscreen.h"
+
+// --- Locking ------------------------------------------------------------------------------------
+
+void KXVOffscreen::Lock(int x, int y, int edit) {
+  const int outerEditMode = editMode_;
+  if (edit) editMode_ = 1;
+  ++lockCount_;
+  try {
+    if (lockCount_ == 1) LeaveBlock();
+    MoveCursor(x, y);
+  } catch (...) {
+    // A lock that was not granted must not need an unlock.
+    Unlock();
+    editMode_ = outerEditMode;
+    throw;
+  }
+}
+
+void KXVOffscreen::Unlock() {
+  if (lockCount_ == 0) return;
+  if (--lockCount_ > 0) return;
+  LeaveBlock();
+  editMode_ = 0;
+}
+
+void* KXVOffscreen::LockBlock(int index) {
+  KXVOffscreenBlock& cell = blocks_[static_cast<std::size_t>(index)];
+  KXSwapBlock* block = cell.GetSwapBlock();
+  // A block that comes back without its contents is cleared like a new one.
+  bool hasContents =
+      block && (block->IsOnMemory() || (block->IsSwapped() && !block->IsTemporary()));
+  if (!block) {
+    if (!editMode_) return nullptr;
+    block = memory_->Allocate(static_cast<unsigned>(blockRowBytes_) * kBlockSize);
+    if (!block) return nullptr;
+    cell.SetSwapBlock(block);
+    if (allowBreak_) {
+      const bool protect = !protectArea_.IsRectEmpty() && IsProtected(index);
+      block->SetTemporary(!protect);
+      block->SetAbsoluteProtect(protect);
+    }
+    hasContents = false;
+  }
+  int loaded = 0;
+  void* address = memory_->Lock(block, editMode_, &loaded);
+  if (address && !hasContents && !loaded && enableClear_ == 1) {
+    ClearBlock(static_cast<BYTE*>(address));
+  }
+  return address;
+}
+
+void KXVOffscreen::UnlockBlock(int index) {
+  if (KXSwapBlock* block = SwapBlockAt(index)) memory_->Unlock(block);
+}
+
+KXSwapBlock* KXVOffscreen::SwapBlockAt(int index) const {
+  if (static_cast<std::size_t>(index) >= blocks_.size()) return nullptr;
+  return blocks_[static_cast<std::size_t>(index)].GetSwapBlock();
+}
+
+void KXVOffscreen::LeaveBlock() {
+  if (cursor_.blockIndex >= 0) UnlockBlock(cursor_.blockIndex);
+  cursor_.blockIndex = -1;
+  cursor_.base = nullptr;
+  cursor_.current = nullptr;
+}
+
+void KXVOffscreen::EnterBlock(int index) {
+  // Off the image until the block is in: a new block that finds no room raises from here.
+  cursor_.blockIndex = -1;
+  cursor_.base = nullptr;
+  cursor_.current = nullptr;
+  if (static_cast<std::size_t>(index) >= blocks_.size()) return;
+  cursor_.base = static_cast<BYTE*>(LockBlock(index));
+  cursor_.blockIndex = index;
+  SetCurrentCursorAddress(cursor_.x, cursor_.y);
+}
+
+// --- Moves --------------------------------------------------------------------------------------
+
+void KXVOffscreen::SetCurrentBlock() { EnterBlock(GetBlockIndex(cursor_.x, cursor_.y)); }
+
+void KXVOffscreen::MoveCursor(int x, int y) {
+  const int index = GetBlockIndex(x, y);
+  const bool stays = index == cursor_.blockIndex;
+  if (!stays) LeaveBlock();
+  cursor_.x = x;
+  cursor_.y = y;
+  if (!stays) {
+    EnterBlock(index);
+  } else if (index >= 0) {
+    SetCurrentCursorAddress(x, y);
+  }
+}
+
+void KXVOffscreen::MoveCursorFast(int x, int y) {
+  const int index = GetBlockIndexFast(x, y);
+  const bool stays = index == cursor_.blockIndex;
+  if (!stays) LeaveBlock();
+  cursor_.x = x;
+  cursor_.y = y;
+  if (stays) {
+    SetCurrentCursorAddress(x, y);
+  } else {
+    EnterBlock(index);
+  }
+}
+
+void KXVOffscreen::OffsetCursor(int dx, int dy) {
+  MoveCursor(kxw::IntGeometry::Add(cursor_.x, dx), kxw::IntGeometry::Add(cursor_.y, dy));
+}
+
+void KXVOffscreen::NextCursorY() {
+  cursor_.y = kxw::IntGeometry::Add(cursor_.y, 1);
+  if (cursor_.blockIndex < 0) {
+    SetCurrentBlock();
+  } else if ((cursor_.y & kBlockMask) != 0 && cursor_.y < height_) {
+    if (cursor_.current) cursor_.current += blockRowBytes_;
+  } else {
+    UnlockBlock(cursor_.blockIndex);
+    SetCurrentBlock();
+  }
+}
+
+void KXVOffscreen::PrevCursorY() {
+  cursor_.y = kxw::IntGeometry::Add(cursor_.y, -1);
+  if (cursor_.blockIndex < 0) {
+    SetCurrentBlock();
+  } else if ((cursor_.y & kBlockMask) != kBlockMask) {
+    if (cursor_.current) cursor_.current -= blockRowBytes_;
+  } else {
+    UnlockBlock(cursor_.blockIndex);
+    SetCurrentBlock();
+  }
+}
+
+BYTE* KXVOffscreen::SetCurrentCursorAddressFake32(int x, int y) const {
+  if (!cursor_.base) return nullptr;
+  return cursor_.base + (y & kBlockMask) * blockRowBytes_ + (x & kBlockMask) * 4;
+}
+
+BYTE* KXVOffscreen::MoveCursorFake32(int x, int y) {
+  if (GetBlockIndexFast(x, y) == cursor_.blockIndex) return SetCurrentCursorAddressFake32(x, y);
+  MoveCursorFast(x, y);
+  return cursor_.current;
+}
+
+DWORD KXVOffscreen::Get8BitColorOnlyQuad() const {
+  DWORD pixels = 0;
+  if (cursor_.current) std::memcpy(&pixels, cursor_.current, sizeof pixels);
+  return pixels;
+}
+
+void KXVOffscreen::Set8BitColorOnlyQuad(DWORD pixels) {
+  if (cursor_.current) std::memcpy(cursor_.current, &pixels, sizeof pixels);
+}

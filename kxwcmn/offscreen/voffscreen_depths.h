@@ -1,0 +1,137 @@
+#pragma once
+
+#include "kxwcmn/offscreen/voffscreen.h"
+
+namespace kxw {
+
+struct Depth1;
+struct Depth2;
+struct Depth8;
+struct Depth16;
+struct Depth24;
+struct Depth32;
+struct Depth64;
+
+/// What the seven depth classes share: every operation of a depth, written once over the struct
+/// that describes it.
+template <class Depth>
+class KX_EXPORT DepthOffscreen : public KXVOffscreen {
+ public:
+  DepthOffscreen();
+  ~DepthOffscreen() override;
+
+  void Initialize() override;
+  void ClearBlock(BYTE* address) override;
+
+  void NextCursorX() override;
+  void NextCursorXFastest() override;
+  void PrevCursorX() override;
+  void PrevCursorXFastest() override;
+  void SetCurrentCursorAddress(int x, int y) override;
+
+  BYTE Get1BitColorFast() override;
+  BYTE Get1BitColor() override;
+  BYTE Get2BitColorFast() override;
+  BYTE Get2BitColor() override;
+  BYTE Get8BitColorFast() override;
+  BYTE Get8BitColor() override;
+  DWORD Get16BitColorFast() override;
+  DWORD Get16BitColor() override;
+  DWORD Get24BitColorFast() override;
+  DWORD Get24BitColor() override;
+  DWORD Get32BitColorFast() override;
+  DWORD Get32BitColor() override;
+  u64 Get48BitColorFast() override;
+  u64 Get48BitColor() override;
+  u64 Get64BitColorFast() override;
+  u64 Get64BitColor() override;
+  BYTE Get8BitImageFast() override;
+  BYTE Get8BitImage() override;
+  DWORD Get24BitImageFast() override;
+  DWORD Get24BitImage() override;
+  BYTE Get8BitMaskFast() override;
+  BYTE Get8BitMask() override;
+  int Get16BitMaskFast() override;
+  int Get16BitMask() override;
+
+  void Set1BitColor(BYTE value) override;
+  void Set2BitColor(BYTE value) override;
+  void Set8BitColor(BYTE value) override;
+  void Set16BitColor(DWORD color) override;
+  void Set24BitColor(DWORD color) override;
+  void Set32BitColor(BYTE a, BYTE r, BYTE g, BYTE b) override;
+  void Set32BitColor(DWORD color) override;
+  void Set48BitColor(u64 color) override;
+  void Set64BitColor(u64 color) override;
+  using KXVOffscreen::Set64BitColor;
+  void Set8BitMask(BYTE value) override;
+  void Set16BitMask(int value) override;
+
+  int IsTransparentFast(int flag) override;
+  int IsTransparent(int flag) override;
+  DWORD MakeNativeColor(DWORD color) override;
+  u64 MakeNativeColor64(u64 color) override;
+
+  void Optimize() override;
+  void OptimizeBlock(tagRECT rect) override;
+};
+
+/// The six depths whose native values fit 32 bits. The 64-bit depth has no such value: its
+/// `GetColor` reads 0 and its `SetColor` does nothing.
+template <class Depth>
+class KX_EXPORT NarrowDepthOffscreen : public DepthOffscreen<Depth> {
+ public:
+  DWORD GetColor() override;
+  void SetColor(DWORD color) override;
+};
+
+}  // namespace kxw
+
+class KX_EXPORT KXVOffscreen1Bit : public kxw::NarrowDepthOffscreen<kxw::Depth1> {
+ public:
+  ~KXVOffscreen1Bit() override;
+};
+
+class KX_EXPORT KXVOffscreen2Bit : public kxw::NarrowDepthOffscreen<kxw::Depth2> {
+ public:
+  ~KXVOffscreen2Bit() override;
+};
+
+class KX_EXPORT KXVOffscreen8Bit : public kxw::NarrowDepthOffscreen<kxw::Depth8> {
+ public:
+  ~KXVOffscreen8Bit() override;
+};
+
+class KX_EXPORT KXVOffscreen16Bit : public kxw::NarrowDepthOffscreen<kxw::Depth16> {
+ public:
+  ~KXVOffscreen16Bit() override;
+};
+
+class KX_EXPORT KXVOffscreen24Bit : public kxw::NarrowDepthOffscreen<kxw::Depth24> {
+ public:
+  ~KXVOffscreen24Bit() override;
+};
+
+class KX_EXPORT KXVOffscreen32Bit : public kxw::NarrowDepthOffscreen<kxw::Depth32> {
+ public:
+  ~KXVOffscreen32Bit() override;
+};
+
+class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
+ public:
+  ~KXVOffscreen64Bit() override;
+
+  /// The clear value of this depth.
+  u64 GetClearQMCOLORREF64() const { return clearColor64_; }
+  void SetClearQMCOLORREF64(u64 color) { clearColor64_ = color; }
+
+  void Set32BitColor(BYTE a, BYTE r, BYTE g, BYTE b) override;
+  using kxw::DepthOffscreen<kxw::Depth64>::Set32BitColor;
+  void Set64BitColor(WORD a, WORD r, WORD g, WORD b) override;
+  using kxw::DepthOffscreen<kxw::Depth64>::Set64BitColor;
+
+  /// A fill of 64 bits keeps the colour whole where the reference has 64 bits.
+  int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,
+                  KXVOffscreen* second, const KXPoint& origin, const KXRect& clip, int margin,
+                  int* count, int abortable) override;
+};
