@@ -78,8 +78,7 @@ class KXTArray {
       kxThrowError(kxw::kErrorNotEnoughMemory);
     }
     const auto size = static_cast<DWORD>(bytes);
-    QMHANDLE__* memory =
-        memory_ ? qmReAlloc(memory_, size, 0, nullptr) : qmAlloc(size, 0, nullptr);
+    QMHANDLE__* memory = memory_ ? qmReAlloc(memory_, size, 0, nullptr) : qmAlloc(size, 0, nullptr);
     if (!memory) kxThrowError(kxw::kErrorNotEnoughMemory);
     memory_ = memory;
     capacity_ = static_cast<int>(capacity);

@@ -539,8 +539,9 @@ class KXRect : public kxw::RectOf<kxw::IntGeometry> {
   using RectOf::RectOf;
 
   /// Fits a source of the size of `src` into `dst`, keeping its aspect ratio and centred, and
-  /// stores the result here. It can be a pixel wider or higher than the ratio asks for. A source
-  /// or target without width or height gives a rectangle without width or height.
+  /// stores the result here. It can be a pixel wider or higher than the ratio asks for, and a
+  /// source higher than wide takes the full height even where its width then overflows `dst`. A
+  /// source or target without width or height gives a rectangle without width or height.
   KX_EXPORT void CalcDestRect(const tagRECT& src, const tagRECT& dst);
 };
 
