@@ -75,6 +75,12 @@ struct Regions::Region {
   }
 };
 
+Regions::Regions() = default;
+
+Regions::~Regions() {
+  for (const auto& [key, region] : regions_) munmap(region->start, region->mapped);
+}
+
 Regions& Regions::Get() {
   static Regions& regions = *new Regions;
   return regions;

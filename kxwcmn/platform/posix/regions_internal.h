@@ -25,6 +25,12 @@ class Regions {
   /// The smallest block served.
   static constexpr std::size_t kSmallest = std::size_t{128} << 10;
 
+  Regions();
+  /// Gives all regions back, with the blocks in them.
+  ~Regions();
+  Regions(const Regions&) = delete;
+  Regions& operator=(const Regions&) = delete;
+
   /// A block of `size` bytes, at least `kSmallest`, aligned to 4096; null if the host has no
   /// memory.
   void* Allocate(std::size_t size, bool zeroed);
