@@ -1,0 +1,350 @@
+// The paged memory and the image's plain services beside what the machine can do at best.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/table.h"
+#include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/voffscreen.h"
+
+namespace {
+
+using benchmark::DoNotOptimize;
+using benchmark::State;
+
+constexpr unsigned kBlock = 262144;
+
+std::unique_ptr<KXVirtualMemory> Manager(unsigned budget) {
+  auto manager = std::make_unique<KXVirtualMemory>();
+  manager->Create(budget, nullptr);
+  return manager;
+}
+
+struct DeleteImage {
+  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
+};
+using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
+
+ImagePtr Image(KXVirtualMemory* manager, int bits, int width, int height) {
+  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
+  image->Create(manager, width, height, 72);
+  return image;
+}
+
+// --- A lock of a block on memory -----------------------------------------------------------------
+
+void LockPair(State& state) {
+  auto manager = Manager(64 << 20);
+  KXSwapBlock* block = manager->Allocate(kBlock);
+  for (auto _ : state) {
+    DoNotOptimize(manager->Lock(block, 0, nullptr));
+    manager->Unlock(block);
+    benchmark::ClobberMemory();
+  }
+}
+
+struct Flagged {
+  void* address;
+  int locked, chunkLocks;
+};
+__attribute__((noinline)) void* RaiseLock(Flagged* f) {
+  f->locked = 1;
+  ++f->chunkLocks;
+  return f->address;
+}
+__attribute__((noinline)) void LowerLock(Flagged* f) {
+  f->locked = 0;
+  --f->chunkLocks;
+}
+void LockFloor(State& state) {
+  Flagged f{&f, 0, 0};
+  for (auto _ : state) {
+    DoNotOptimize(RaiseLock(&f));
+    LowerLock(&f);
+    benchmark::ClobberMemory();
+  }
+}
+
+// --- Walking the cursor over a resident image ----------------------------------------------------
+
+constexpr int kWalk = 2048;  // pixels of a side
+
+struct Resident {
+  std::unique_ptr<KXVirtualMemory> manager = Manager(64 << 20);
+  ImagePtr image = Image(manager.get(), 32, kWalk, kWalk);
+  Resident() {
+    KXVOffscreenAutoLock lock(image.get(), 1);
+    for (int y = 0; y < kWalk; ++y) {
+      image->MoveCursor(0, y);
+      for (int x = 0; x < kWalk; ++x, image->NextCursorX()) {
+        image->Set32BitColor(static_cast<DWORD>(x * 31 + y));
+      }
+    }
+  }
+};
+
+void WalkChecked(State& state) {
+  Resident r;
+  KXVOffscreen* o = r.image.get();
+  KXVOffscreenAutoLock lock(o, 0);
+  for (auto _ : state) {
+    DWORD sum = 0;
+    for (int y = 0; y < kWalk; ++y) {
+      o->MoveCursor(0, y);
+      for (int x = 0; x < kWalk; ++x, o->NextCursorX()) sum += o->Get32BitColor();
+    }
+    DoNotOptimize(sum);
+  }
+  state.SetItemsProcessed(state.iterations() * kWalk * kWalk);
+}
+
+void WalkFastest(State& state) {
+  Resident r;
+  KXVOffscreen* o = r.image.get();
+  KXVOffscreenAutoLock lock(o, 0);
+  for (auto _ : state) {
+    DWORD sum = 0;
+    for (int y = 0; y < kWalk; ++y) {
+      for (int left = 0; left < kWalk; left += 256) {
+        o->MoveCursor(left, y);
+        for (int x = 0; x < 256; ++x, o->NextCursorXFastest()) sum += o->Get32BitColorFast();
+      }
+    }
+    DoNotOptimize(sum);
+  }
+  state.SetItemsProcessed(state.iterations() * kWalk * kWalk);
+}
+
+void WalkArray(State& state) {
+  std::vector<DWORD> pixels(kWalk * kWalk, 3);
+  DoNotOptimize(pixels.data());
+  for (auto _ : state) {
+    DWORD sum = 0;
+    for (DWORD pixel : pixels) sum += pixel;
+    DoNotOptimize(sum);
+  }
+  state.SetItemsProcessed(state.iterations() * kWalk * kWalk);
+}
+
+// --- 1 GiB through a pool of 128 MiB -------------------------------------------------------------
+
+constexpr int kBlocks = 4096;
+
+void FillBlock(void* at, int i) { std::memset(at, i & 255, kBlock); }
+
+template <bool kMeasureRead>
+void PageThrough(State& state) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto manager = Manager(128 << 20);
+    std::vector<KXSwapBlock*> blocks(kBlocks);
+    if (!kMeasureRead) state.ResumeTiming();
+    for (int i = 0; i < kBlocks; ++i) {
+      blocks[static_cast<std::size_t>(i)] = manager->Allocate(kBlock);
+      KXSwapBlock* block = blocks[static_cast<std::size_t>(i)];
+      FillBlock(manager->Lock(block, 1, nullptr), i);
+      manager->Unlock(block);
+    }
+    if (kMeasureRead) state.ResumeTiming();
+    if (!kMeasureRead) state.PauseTiming();
+    int wrong = 0;
+    for (int i = 0; i < kBlocks; ++i) {
+      KXSwapBlock* block = blocks[static_cast<std::size_t>(i)];
+      const auto* at = static_cast<const BYTE*>(manager->Lock(block, 0, nullptr));
+      wrong += at[kBlock - 1] != (i & 255);
+      manager->Unlock(block);
+    }
+    if (wrong) state.SkipWithError("a block came back changed");
+    if (kMeasureRead) state.PauseTiming();
+    manager.reset();
+    state.ResumeTiming();
+  }
+  state.SetBytesProcessed(state.iterations() * i64{kBlocks} * kBlock);
+}
+
+// The same number of bytes that leave and enter the pool, with the same memory in use.
+template <bool kMeasureRead>
+void RawFile(State& state) {
+  constexpr int kPool = 512;
+  std::vector<BYTE> pool(std::size_t{kPool} * kBlock);
+  for (auto _ : state) {
+    state.PauseTiming();
+    char name[] = "/tmp/kxwcmn-bench-XXXXXX";
+    const int file = mkstemp(name);
+    unlink(name);
+    if (ftruncate(file, 128 << 20) != 0) state.SkipWithError("no room");
+    if (!kMeasureRead) state.ResumeTiming();
+    for (int i = 0; i < kBlocks; ++i) {
+      BYTE* at = pool.data() + std::size_t(i % kPool) * kBlock;
+      FillBlock(at, i);
+      if (pwrite(file, at, kBlock, off_t{i} * kBlock) != kBlock) state.SkipWithError("no room");
+    }
+    if (kMeasureRead) state.ResumeTiming();
+    if (!kMeasureRead) state.PauseTiming();
+    int wrong = 0;
+    for (int i = 0; i < kBlocks; ++i) {
+      BYTE* at = pool.data() + std::size_t(i % kPool) * kBlock;
+      if (pread(file, at, kBlock, off_t{i} * kBlock) != kBlock) state.SkipWithError("cut short");
+      wrong += at[kBlock - 1] != (i & 255);
+    }
+    if (wrong) state.SkipWithError("a block came back changed");
+    if (kMeasureRead) state.PauseTiming();
+    close(file);
+    state.ResumeTiming();
+  }
+  state.SetBytesProcessed(state.iterations() * i64{kBlocks} * kBlock);
+}
+
+// --- Eviction of clean blocks --------------------------------------------------------------------
+
+void DropAndRemake(State& state) {
+  auto manager = Manager(16 << 20);
+  std::vector<KXSwapBlock*> blocks;
+  for (int i = 0; i < 256; ++i) blocks.push_back(manager->Allocate(kBlock));
+  std::size_t next = 0;
+  for (auto _ : state) {
+    KXSwapBlock* block = blocks[next];
+    next = (next + 1) % blocks.size();
+    DoNotOptimize(manager->Lock(block, 0, nullptr));
+    manager->Unlock(block);
+  }
+  if (manager->GetStatistics().bytesWritten) state.SkipWithError("a clean block was written");
+  state.SetItemsProcessed(state.iterations());
+}
+
+// --- A sparse image ------------------------------------------------------------------------------
+
+void Sparse(State& state) {
+  auto manager = Manager(512u << 20);
+  u64 used = 0;
+  for (auto _ : state) {
+    ImagePtr image = Image(manager.get(), 32, 100000, 100000);
+    image->EnableClear(0);  // the clearing of blocks has a line of its own
+    image->Lock(-1, -1, 1);
+    for (int i = 0; i < 1000; ++i) {
+      image->MoveCursor(static_cast<int>(i * 7919LL % 391) * 256,
+                        static_cast<int>(i * 104729LL % 391) * 256);
+      std::memset(image->GetBaseAddress(), 0, 64);
+      image->Set32BitColor(0xFF000000 + static_cast<DWORD>(i));
+    }
+    image->Unlock();
+    tagRECT extent;
+    image->GetExtentBlock(extent);
+    image->Optimize();
+    used = image->GetUsedMemory(0);
+    image->Destroy();
+  }
+  state.counters["MiB of blocks"] = static_cast<double>(used >> 20);
+}
+
+// --- The first write of a new image --------------------------------------------------------------
+
+void FirstWrite(State& state) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto manager = Manager(128u << 20);
+    ImagePtr image = Image(manager.get(), 32, 4096, 4096);
+    state.ResumeTiming();
+    image->Lock(-1, -1, 1);
+    for (int y = 0; y < 4096; y += 256) {
+      for (int x = 0; x < 4096; x += 256) {
+        image->MoveCursor(x, y);
+        image->Set32BitColor(0xFF010203);
+      }
+    }
+    image->Unlock();
+    state.PauseTiming();
+    image.reset();
+    manager.reset();
+    state.ResumeTiming();
+  }
+}
+
+void MallocAndSet(State& state) {
+  for (auto _ : state) {
+    void* pixels = std::malloc(64u << 20);
+    std::memset(pixels, 0xFF, 64u << 20);
+    DoNotOptimize(pixels);
+    benchmark::ClobberMemory();
+    state.PauseTiming();
+    std::free(pixels);
+    state.ResumeTiming();
+  }
+}
+
+// --- Clearing and looking for empty blocks -------------------------------------------------------
+
+constexpr int kSide = 4096;
+
+void Clear(State& state) {
+  auto manager = Manager(128u << 20);
+  ImagePtr image = Image(manager.get(), 32, kSide, kSide);
+  image->Lock(-1, -1, 1);
+  for (auto _ : state) {
+    for (int y = 0; y < kSide; y += 256) {
+      for (int x = 0; x < kSide; x += 256) {
+        image->MoveCursor(x, y);
+        image->ClearBlock(nullptr);
+      }
+    }
+  }
+  image->Unlock();
+  state.SetBytesProcessed(state.iterations() * 4 * kSide * kSide);
+}
+
+void Set(State& state) {
+  std::vector<BYTE> pixels(4u * kSide * kSide);
+  for (auto _ : state) {
+    std::memset(pixels.data(), 0xFF, pixels.size());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * 4 * kSide * kSide);
+}
+
+void OptimizeFull(State& state) {
+  auto manager = Manager(128u << 20);
+  ImagePtr image = Image(manager.get(), 8, kSide, kSide);
+  image->Lock(-1, -1, 1);
+  for (int y = 0; y < kSide; y += 256) {
+    for (int x = 0; x < kSide; x += 256) {
+      image->MoveCursor(x + 255, y + 255);  // the last pixel that the test looks at
+      image->Set8BitColor(1);
+    }
+  }
+  image->Unlock();
+  for (auto _ : state) image->Optimize();
+  state.SetBytesProcessed(state.iterations() * kSide * kSide);
+}
+
+void Memchr(State& state) {
+  std::vector<BYTE> pixels(std::size_t{kSide} * kSide);
+  pixels.back() = 1;
+  for (auto _ : state) DoNotOptimize(std::memchr(pixels.data(), 1, pixels.size()));
+  state.SetBytesProcessed(state.iterations() * kSide * kSide);
+}
+
+using kxw::bench::Add;
+using kxw::bench::AddSide;
+
+const bool kAdded = [] {
+  Add("Lock and Unlock of a resident block", 0, LockPair, "two function calls", LockFloor);
+  Add("walk, NextCursorX + Get32BitColor, 2048 x 2048", 0, WalkChecked, "array", WalkArray);
+  Add("walk, NextCursorXFastest + Get32BitColorFast", 0, WalkFastest, "array", WalkArray);
+  Add("1 GiB of blocks out, 128 MiB budget", 0.9, PageThrough<false>, "pwrite", RawFile<false>);
+  Add("1 GiB of blocks in, 128 MiB budget", 0.9, PageThrough<true>, "pread", RawFile<true>);
+  Add("first write of a 4096 x 4096 image", 2, FirstWrite, "malloc and memset", MallocAndSet);
+  Add("ClearBlock, 4096 x 4096, 32 bits", 0.8, Clear, "memset", Set);
+  Add("Optimize of full blocks, 4096 x 4096, 8 bits", 0.8, OptimizeFull, "memchr", Memchr);
+  benchmark::RegisterBenchmark("clean block dropped and remade|ours", DropAndRemake);
+  benchmark::RegisterBenchmark("sparse 100,000 x 100,000, 1000 blocks|ours", Sparse);
+  return true;
+}();
+
+}  // namespace

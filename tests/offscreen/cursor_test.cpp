@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include "kxwcmn/offscreen/autolock.h"
+#include "tests/support/images.h"
+
+namespace {
+
+using namespace testing_kxw;
+
+// A picture in which each pixel tells its place, at depths that can hold enough of it.
+u64 PlaceColor(int bits, int x, int y) {
+  const u64 mix = (static_cast<u64>(x) * 73 + static_cast<u64>(y) * 151 + 1) ^ 0x5A;
+  return bits == 1 ? (mix >> 2) % 2 * 3 : bits == 2 ? 2 + (mix >> 2) % 2 : mix * 0x9E3779B9;
+}
+
+void PaintPlaces(KXVOffscreen& image) {
+  KXVOffscreenAutoLock lock(&image, 1);
+  for (int y = 0; y < image.GetHeight(); ++y) {
+    image.MoveCursor(0, y);
+    for (int x = 0; x < image.GetWidth(); ++x, image.NextCursorX()) {
+      const u64 c = PlaceColor(image.GetBitCount(), x, y);
+      image.GetBitCount() <= 2 ? image.Set2BitColor(BYTE(c)) : image.Set32BitColor(DWORD(c));
+    }
+  }
+}
+
+// Every way to a pixel must read the same value: a walk of random moves at all grades over an image
+// of four blocks with partial edges, the reads beside those of a fresh checked move in a twin.
+TEST(Cursor, EveryMoveReachesItsPixel) {
+  for (int bits : kAllDepths) {
+    ImagePtr image = MakeImage(bits, 300, 270), twin = MakeImage(bits, 300, 270);
+    PaintPlaces(*image);
+    PaintPlaces(*twin);
+    Random random(static_cast<unsigned>(bits));
+    KXVOffscreenAutoLock lock(image.get(), 0, 0, 0), twinLock(twin.get(), 0);
+    int x = 0, y = 0;
+    const auto inside = [&] { return x >= 0 && y >= 0 && x < 300 && y < 270; };
+    for (int step = 0; step < 20000; ++step) {
+      const int nx = random.Edge(-2, 301), ny = random.Edge(-2, 271);
+      const bool sameBlock = inside() && nx >= 0 && ny >= 0 && nx < 300 && ny < 270 &&
+                             nx / 256 == x / 256 && ny / 256 == y / 256;
+      switch (random.Int(0, 9)) {
+        case 0:
+          image->MoveCursor(x = nx, y = ny);
+          break;
+        case 1:
+          image->NextCursorX(), ++x;
+          break;
+        case 2:
+          image->PrevCursorX(), --x;
+          break;
+        case 3:
+          image->NextCursorY(), ++y;
+          break;
+        case 4:
+          image->PrevCursorY(), --y;
+          break;
+        case 5:
+          image->OffsetCursor(nx - x, ny - y), x = nx, y = ny;
+          break;
+        case 6:
+          if (nx >= 0 && ny >= 0 && nx < 300 && ny < 270) image->MoveCursorFast(x = nx, y = ny);
+          break;
+        case 7:
+          if (sameBlock) image->MoveCursorFastest(x = nx, y = ny);
+          break;
+        case 8:
+          if (inside() && x % 256 < 255 && x < 299) image->NextCursorXFastest(), ++x;
+          break;
+        case 9:
+          if (inside() && x % 256 > 0) image->PrevCursorXFastest(), --x;
+          break;
+      }
+      ASSERT_EQ(image->GetCursorPosX(), x);
+      ASSERT_EQ(image->GetCursorPosY(), y);
+      twin->MoveCursor(x, y);
+      ASSERT_EQ(image->Get64BitColor(), twin->Get64BitColor()) << bits << ": " << x << "," << y;
+      ASSERT_EQ(image->GetCurrentAddress() == nullptr, !inside());
+    }
+  }
+}
+
+TEST(Cursor, LeavesTheImageAtItsEdgeAndComesBack) {
+  ImagePtr image = MakeImage(32, 300, 10);
+  image->Lock(299, 9, 1);
+  image->Set32BitColor(0xFF112233);
+  KXRect rect;
+  BYTE* base = nullptr;
+  image->NextCursorX();  // in the middle of the block, yet off the image
+  EXPECT_EQ(image->GetCurrentBlock(rect, base), 0);
+  EXPECT_EQ(image->Get32BitColor(), 0u);
+  image->PrevCursorX();
+  EXPECT_EQ(image->Get32BitColor(), 0xFF112233);
+  image->NextCursorY();
+  EXPECT_EQ(image->Get32BitColor(), 0u);
+  // Far outside, and over the ends of the numbers.
+  image->MoveCursor(0x7FFFFFFF, -0x7FFFFFFF - 1);
+  image->NextCursorX();
+  image->PrevCursorY();
+  image->OffsetCursor(0x7FFFFFFF, 0x7FFFFFFF);
+  image->Set32BitColor(1);
+  image->MoveCursorFast(-1, -1);
+  image->Set32BitColor(1);
+  image->Unlock();
+  EXPECT_EQ(image->GetUsedMemory(0), 262144u);
+}
+
+TEST(Cursor, HoldsOneBlockAtATime) {
+  ImagePtr image = MakeImage(8, 600, 10);
+  image->Lock(255, 0, 1);
+  EXPECT_EQ(image->CheckBlockLock(0), 1);
+  image->NextCursorX();
+  EXPECT_EQ(image->CheckBlockLock(0), 0);
+  EXPECT_EQ(image->CheckBlockLock(1), 1);
+  image->Unlock();
+  EXPECT_EQ(image->CheckBlockLock(1), 0);
+  EXPECT_EQ(image->GetBlockExist(2), 0);
+}
+
+TEST(Cursor, Fake32MovesOnlyBetweenBlocks) {
+  ImagePtr image = MakeImage(32, 600, 10);
+  image->Lock(3, 3, 1);
+  BYTE* const at = image->MoveCursorFake32(5, 4);
+  EXPECT_EQ(at, image->GetBaseAddress() + 4 * 1024 + 5 * 4);
+  EXPECT_EQ(image->GetCursorPosX(), 3);
+  EXPECT_EQ(image->MoveCursorFake32(300, 4), image->GetCurrentAddress());
+  EXPECT_EQ(image->GetCursorPosX(), 300);
+  image->Unlock();
+}
+
+TEST(Locks, NestAndTurnWritingOn) {
+  ImagePtr image = MakeImage(8, 600, 600);
+  image->Unlock();  // none is held: nothing happens
+  image->Lock(0, 0, 0);
+  EXPECT_EQ(image->GetBaseAddress(), nullptr);
+  image->Lock(0, 0, 1);
+  // The block was locked for reading; it does not come into being until it is locked anew.
+  EXPECT_EQ(image->GetBaseAddress(), nullptr);
+  image->MoveCursor(300, 0);
+  EXPECT_NE(image->GetBaseAddress(), nullptr);
+  image->MoveCursor(0, 0);
+  EXPECT_NE(image->GetBaseAddress(), nullptr);
+  image->Unlock();
+  EXPECT_EQ(image->CheckBlockLock(0), 1);  // the outer lock still holds the block
+  image->Unlock();
+  EXPECT_EQ(image->CheckBlockLock(0), 0);
+  EXPECT_EQ(image->GetLockCount(), 0u);
+}
+
+TEST(Locks, ScopedOnesGiveTheOuterLockBack) {
+  ImagePtr image = MakeImage(8, 600, 600);
+  image->Lock(1, 1, 0);
+  {
+    KXVOffscreenAutoLock inner(image.get(), 305, 305, 1);
+    image->Set8BitColor(7);
+  }
+  EXPECT_EQ(image->GetCursorPosX(), 1);
+  image->MoveCursor(600 - 1, 1);
+  EXPECT_EQ(image->GetBaseAddress(), nullptr) << "the outer lock reads only";
+  {
+    KXVOffscreenAutoLock inner(image.get(), 305, 305, 1);
+    inner.Unlock();
+  }
+  EXPECT_EQ(image->GetCursorPosX(), 305) << "an explicit unlock puts nothing back";
+  image->Unlock();
+  EXPECT_EQ(image->GetLockCount(), 0u);
+  KXVOffscreenAutoLock none(nullptr, 1);
+  none.Unlock();
+}
+
+// The same picture under every memory budget: paging must not show.
+TEST(Locks, PicturesSurviveEviction) {
+  static KXVirtualMemory roomy;
+  roomy.Create(64 << 20, nullptr);
+  for (int bits : kAllDepths) {
+    ImagePtr image = MakeImage(bits, 1100, 1030), twin = MakeImage(bits, 1100, 1030, 72, &roomy);
+    PaintPlaces(*image);
+    PaintPlaces(*twin);
+    image->UnloadAllBlock();
+    EXPECT_EQ(image->GetUsedMemory(1), 0u);
+    KXVOffscreenAutoLock lock(image.get(), 0), twinLock(twin.get(), 0);
+    Random random(9);
+    for (int i = 0; i < 5000; ++i) {
+      const int x = random.Int(0, 1099), y = random.Int(0, 1029);
+      image->MoveCursor(x, y);
+      twin->MoveCursor(x, y);
+      ASSERT_EQ(image->Get64BitColor(), twin->Get64BitColor()) << bits << ": " << x << "," << y;
+    }
+  }
+}
+
+}  // namespace

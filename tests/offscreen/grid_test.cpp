@@ -1,0 +1,258 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/blockgetter.h"
+#include "tests/support/images.h"
+
+namespace {
+
+using namespace testing_kxw;
+
+int CodeOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const KXException& e) {
+    return e.GetErrorCode();
+  }
+  return 0;
+}
+
+void Mark(KXVOffscreen& image, int x, int y, BYTE value) {
+  KXVOffscreenAutoLock lock(&image, x, y, 1);
+  image.Set8BitColor(value);
+}
+
+BYTE At(KXVOffscreen& image, int x, int y) {
+  KXVOffscreenAutoLock lock(&image, x, y, 0);
+  return image.Get8BitColor();
+}
+
+TEST(Grid, IsCreatedWithoutMemory) {
+  EXPECT_EQ(KXVOffscreen::CreateOffscreen(4), nullptr);
+  for (int bits : kAllDepths) {
+    ImagePtr image = MakeImage(bits, 100000, 100000);
+    int columns = 0, rows = 0;
+    EXPECT_EQ(image->GetBlockCount(&columns, &rows), 391 * 391);
+    EXPECT_EQ(image->GetBlockRowBytes(), bits * 32);
+    EXPECT_EQ(image->GetUsedMemory(0), 0u);
+    EXPECT_EQ(image->GetBlockIndex(99999, 256), 391 + 390);
+    EXPECT_EQ(image->GetBlockIndex(-1, 0), -1);
+    EXPECT_EQ(image->GetBlockIndex(100000, 0), -1);
+    EXPECT_EQ(image->GetBlockByIndex(392), KXRect(256, 256, 512, 512));
+    EXPECT_EQ(image->IsBlockOnMemory(-1, -1), 1);
+    EXPECT_EQ(image->IsBlockAbsoluteProtect(5, 5), 1);
+    EXPECT_EQ(image->IsCreatedBlockByIndex(391, 0), 0);
+    EXPECT_EQ(image->CheckAreaType(-1, 0), kAreaNone);
+  }
+}
+
+TEST(Grid, RefusesSizesAndManagersThatAreNone) {
+  ImagePtr image(KXVOffscreen::CreateOffscreen(8));
+  EXPECT_EQ(CodeOf([&] { image->Create(nullptr, 10, 10, 72); }), 0x20010008);
+  EXPECT_EQ(CodeOf([&] { image->Create(SmallManager(), -1, 10, 72); }), 0x20010008);
+  EXPECT_EQ(CodeOf([&] { image->Create(SmallManager(), 10, 0x7FFFFFFF, 72); }), 0x20010008);
+  EXPECT_EQ(CodeOf([&] { image->Create(SmallManager(), 0x7FFFFF00, 0x7FFFFF00, 72); }), 8);
+  EXPECT_EQ(image->GetWidth(), 0);
+  image->Create(SmallManager(), 0, 10, 72);
+  image->Lock(0, 0, 1);
+  image->Set8BitColor(1);
+  image->Unlock();
+  image->Destroy();
+  image->Destroy();
+}
+
+TEST(Grid, CreatedTwiceOrDestroyedUnderALockLeaksNothing) {
+  const unsigned before = SmallManager()->GetUsedBlockCount();
+  {
+    ImagePtr image = MakeImage(8, 600, 600);
+    Mark(*image, 300, 300, 5);
+    image->Create(SmallManager(), 100, 100, 72);
+    EXPECT_EQ(SmallManager()->GetUsedBlockCount(), before);
+    image->AllowBreak(1);
+    image->SetSpecialtyOffscr(9);
+    Mark(*image, 1, 1, 5);
+    {
+      KXVOffscreenAutoLock outer(image.get(), 1, 1, 1);
+      KXVOffscreenAutoLock inner(image.get(), 1, 1, 1);
+      image->Destroy();
+    }
+    EXPECT_EQ(image->GetLockCount(), 0u);
+    EXPECT_EQ(image->GetSpecialtyOffscr(), 9);
+    image->Create(SmallManager(), 100, 100, 72);
+    Mark(*image, 1, 1, 6);
+    image->Lock(1, 1, 1);
+    EXPECT_EQ(image->DestroyBlock(0), 1);
+    image->Set8BitColor(9);  // the block went from under the cursor
+    EXPECT_EQ(image->Get8BitColor(), 0);
+    image->Unlock();
+    EXPECT_EQ(image->DestroyBlock(1, 1), 0);
+    EXPECT_EQ(image->DestroyBlockByIndex(7, 7), 0);
+  }
+  EXPECT_EQ(SmallManager()->GetUsedBlockCount(), before);
+}
+
+// Random growth and shrinking against the positions of a few marks in document coordinates.
+TEST(Grid, GrowthAndShrinkingKeepThePicture) {
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    Random random(seed);
+    ImagePtr image = MakeImage(8, random.Edge(1, 700), random.Edge(1, 700));
+    std::map<std::pair<int, int>, BYTE> marks;  // by document position
+    const auto check = [&] {
+      for (auto it = marks.begin(); it != marks.end();) {
+        const int x = it->first.first - image->GetOffset().x;
+        const int y = it->first.second - image->GetOffset().y;
+        if (image->GetBlockIndex(x, y) < 0) {
+          it = marks.erase(it);
+          continue;
+        }
+        ASSERT_EQ(At(*image, x, y), it->second) << "seed " << seed;
+        ++it;
+      }
+    };
+    for (int step = 0; step < 12; ++step) {
+      for (int i = 0; i < 4; ++i) {
+        const int x = random.Edge(0, image->GetWidth() - 1),
+                  y = random.Edge(0, image->GetHeight() - 1);
+        const BYTE value = static_cast<BYTE>(random.Int(1, 255));
+        Mark(*image, x, y, value);
+        marks[{x + image->GetOffset().x, y + image->GetOffset().y}] = value;
+      }
+      const int width = image->GetWidth(), height = image->GetHeight();
+      const KXPoint offset = image->GetOffset();
+      if (random.OneIn(2)) {
+        const KXRect rect(random.Edge(-600, 100), random.Edge(-600, 100), random.Edge(1, 1200),
+                          random.Edge(1, 1200));
+        KXRect out;
+        ASSERT_EQ(image->AllocateRect(rect, &out), 1);
+        ASSERT_EQ(out.left, rect.left < 0 ? (255 - rect.left) / 256 * 256 : 0);
+        ASSERT_EQ(image->GetWidth(), out.left + std::max(width, rect.right));
+        ASSERT_EQ(image->GetHeight(), out.top + std::max(height, rect.bottom));
+        ASSERT_EQ(out, KXRect(out.left, out.top, out.left + image->GetWidth(),
+                              out.top + image->GetHeight()));
+        ASSERT_EQ(image->GetOffset(), KXPoint(offset.x - out.left, offset.y - out.top));
+      } else if (random.OneIn(2)) {
+        const int type = random.Int(0, 4);
+        const bool column = type % 2 == 0, isLast = (column ? width : height) <= 256;
+        ASSERT_EQ(image->DeallocateBlock(static_cast<DEALLOCATE_BLOCK_TYPE>(type)),
+                  type < 4 && !isLast);
+        if (type == 2 && !isLast) ASSERT_EQ(image->GetWidth(), (width - 1) / 256 * 256);
+        if (type == 1 && !isLast) ASSERT_EQ(image->GetHeight(), height - 256);
+      } else {
+        const KXRect keep(random.Edge(0, width - 1), random.Edge(0, height - 1), width, height);
+        KXPoint shift;
+        ASSERT_EQ(image->DeallocateRect(keep, shift), 1);
+        ASSERT_EQ(shift, KXPoint(keep.left / 256 * 256, keep.top / 256 * 256));
+      }
+      check();
+    }
+  }
+}
+
+TEST(Grid, GrowthTellsItsShiftAndRefusesTheImpossible) {
+  ImagePtr image = MakeImage(8, 100, 100);
+  KXRect out;
+  EXPECT_EQ(image->AllocateRect(KXRect(-1, 0, 10, 10), &out), 1);
+  EXPECT_EQ(out, KXRect(256, 0, 612, 100));
+  EXPECT_EQ(image->AllocateRect(KXRect(-0x7FFFFFFF - 1, 0, 10, 10), &out), 0);
+  EXPECT_EQ(image->AllocateRect(KXRect(0, 0, 0x7FFFFFFF, 10), &out), 0);
+  EXPECT_EQ(image->GetRect(), KXRect(0, 0, 356, 100));
+  image->Lock(0, 0, 0);
+  EXPECT_EQ(image->AllocateRect(KXRect(0, 0, 900, 900), &out), 0);
+  EXPECT_EQ(image->DeallocateBlock(kDeallocateLeft), 0);
+  image->Unlock();
+}
+
+TEST(Grid, PositionsConvertByTheirThreeFormulas) {
+  ImagePtr image = MakeImage(8, 10, 10, 72), other = MakeImage(8, 10, 10, 144);
+  image->SetOffset(KXPoint(5, 7));
+  other->SetOffset(KXPoint(-3, 11));
+  KXPoint out;
+  image->ConvertPoint(out, other.get(), KXPoint(10, 20));
+  EXPECT_EQ(out, KXPoint((-3 + 10) * 2 - 5, (11 + 20) * 2 - 7));
+  EXPECT_EQ(image->ConvertPointX(other.get(), 10), 2 * (10 - 5) - 3);
+  EXPECT_EQ(image->ConvertPointY(other.get(), 20), (11 + 20) * 2 - 7);
+  other->SetResolution(36);
+  EXPECT_EQ(image->ConvertPointX(other.get(), 6), 0 - 3) << "half is cut off";
+  EXPECT_EQ(image->ConvertPointY(other.get(), 0), 6 - 7) << "five and a half is rounded";
+  image->SetResolution(0);
+  image->ConvertPoint(out, other.get(), KXPoint(0x7FFFFFFF, -0x7FFFFFFF));
+}
+
+TEST(BlockIteration, GivesEachBlockOnceCutAsAsked) {
+  ImagePtr image = MakeImage(1, 600, 300);
+  KXTArray<tagRECT, 0> parts;
+  EXPECT_EQ(image->GetBlockArea(KXRect(600, 0, 700, 10), parts, 1), 0);
+  EXPECT_EQ(image->GetBlockArea(KXRect(250, 0, 260, 10), parts, 1), 2);
+  EXPECT_EQ(KXRect(parts[0]), KXRect(250, 0, 256, 10));
+  EXPECT_EQ(KXRect(parts[1]), KXRect(256, 0, 260, 10));
+  EXPECT_EQ(image->GetBlockArea(KXRect(500, 250, 520, 260), parts, 0), 4);
+  EXPECT_EQ(KXRect(parts[3]), KXRect(512, 256, 600, 300));
+  tagRECT one = {};
+  EXPECT_EQ(image->GetBlockArea(KXRect(0, 0, 10, 10), 1, &one, 1), 0);
+  EXPECT_EQ(image->GetBlockArea(KXRect(0, 0, 300, 10), 1, &one, 1), 1);
+  EXPECT_EQ(KXRect(one), KXRect(256, 0, 300, 10));
+
+  for (int clip : {0, 1}) {
+    Random random(5);
+    for (int i = 0; i < 200; ++i) {
+      const KXRect rect(random.Edge(-50, 650), random.Edge(-50, 350), random.Edge(-50, 650),
+                        random.Edge(-50, 350));
+      image->GetBlockArea(rect, parts, clip);
+      KXBlockGetter getter(image.get(), rect, clip);
+      KXRect part;
+      for (const tagRECT& expected : parts) {
+        ASSERT_TRUE(getter.IsExist());
+        ASSERT_EQ(getter.GetNextBlock(part), 1);
+        ASSERT_EQ(part, KXRect(expected));
+      }
+      ASSERT_EQ(getter.GetNextBlock(part), 0);
+      ASSERT_FALSE(getter.IsExist());
+    }
+  }
+}
+
+TEST(ProtectArea, DecidesWhatOldAndNewBlocksBecome) {
+  ImagePtr image = MakeImage(8, 1024, 1024);
+  image->AllowBreak(1);
+  for (int x : {10, 300, 600}) Mark(*image, x, 10, 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(10, 10), 0);
+  image->SetProtectArea(KXRect(0, 0, 512, 512));
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 10), 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(600, 10), 0);
+  // New blocks see the stored corner of the last block as half-open.
+  Mark(*image, 10, 300, 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(10, 300), 0);
+  image->SetProtectArea(KXRect(256, 256, 1024, 1024));
+  Mark(*image, 300, 300, 1);
+  Mark(*image, 800, 300, 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(800, 300), 0);
+  image->SetProtectArea(KXRect(0, 0, 100, 100));
+  image->SetProtectBlockArea(KXRect(300, 300, 310, 310));
+  image->SetProtectBlockArea(KXRect(2000, 300, 2010, 310));
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 1);
+  EXPECT_EQ(image->DestroyBlock(300, 300), 1);
+  Mark(*image, 300, 300, 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 1);
+  image->ClearProtectArea();
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 0);
+}
+
+TEST(ProtectArea, DroppedBlocksComeBackCleared) {
+  ImagePtr image = MakeImage(8, 600, 10);
+  image->SetClearColor(BYTE{0x11});
+  image->AllowBreak(1);
+  Mark(*image, 5, 5, 9);
+  image->UnloadAllBlock();
+  EXPECT_EQ(image->CheckAreaType(0), kAreaEmpty);
+  EXPECT_EQ(At(*image, 5, 5), 0x11);
+  EXPECT_EQ(image->CheckAreaType(0), kAreaContents);
+}
+
+}  // namespace
