@@ -19,6 +19,8 @@ int Report(int code) {
   return code;
 }
 
+int ReportHost(bool success) { return Report(success ? 0 : CodeOfHostError(errno)); }
+
 int CodeOfHostError(int hostError) {
   switch (hostError) {
     case 0:

@@ -13,12 +13,15 @@
 
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/filesystem.h"
+#include "kxwcmn/platform/posix/file_internal.h"
 #include "kxwcmn/platform/posix/host_internal.h"
 
 namespace {
 
 using kxw::CodeOfHostError;
 using kxw::Report;
+using kxw::ReportHost;
 using kxw::detail::Fault;
 using kxw::detail::FaultAt;
 using kxw::detail::FaultPoint;
@@ -123,6 +126,22 @@ int TransferAll(OpenFile* file, DWORD size, u64 hostLimit, DWORD* done, Transfer
 }
 
 }  // namespace
+
+int kxw::DescriptorOf(FileHandle handle) {
+  const OpenFile* file = FileOf(handle);
+  return file ? file->descriptor : -1;
+}
+
+int kxw::RenameWithoutReplacing(const char* from, const char* to) {
+#ifdef RENAME_NOREPLACE
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+#endif
+  // A file system that cannot refuse to replace: look first.
+  struct stat status;
+  if (lstat(to, &status) == 0) return EEXIST;
+  return rename(from, to) == 0 ? 0 : errno;
+}
 
 int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access, DWORD /*share*/,
                DWORD disposition, DWORD flags, kxw::FileHandle* file) {
@@ -257,30 +276,21 @@ int qmSetEndOfFile(kxw::FileHandle handle) {
   do {
     result = ftruncate(file->descriptor, file->position);
   } while (result != 0 && errno == EINTR);
-  return Report(result == 0 ? 0 : CodeOfHostError(errno));
+  return ReportHost(result == 0);
 }
 
 int qmDeleteFile(const char* path) {
   const std::string hostPath = kxw::HostPath(path);
   if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
-  return Report(unlink(hostPath.c_str()) == 0 ? 0 : CodeOfHostError(errno));
+  return ReportHost(unlink(hostPath.c_str()) == 0);
 }
 
 int qmChangeFileName(const char* from, const char* to) {
   const std::string hostFrom = kxw::HostPath(from);
   const std::string hostTo = kxw::HostPath(to);
   if (hostFrom.empty() || hostTo.empty()) return Report(kxw::kErrorPathNotFound);
-#ifdef RENAME_NOREPLACE
-  if (renameat2(AT_FDCWD, hostFrom.c_str(), AT_FDCWD, hostTo.c_str(), RENAME_NOREPLACE) == 0) {
-    return Report(0);
-  }
-  if (errno == EEXIST) return Report(kxw::kErrorAlreadyExists);
-  if (errno != EINVAL && errno != ENOSYS) return Report(CodeOfHostError(errno));
-#endif
-  // A file system that cannot refuse to replace: look first.
-  struct stat status;
-  if (lstat(hostTo.c_str(), &status) == 0) return Report(kxw::kErrorAlreadyExists);
-  return Report(rename(hostFrom.c_str(), hostTo.c_str()) == 0 ? 0 : CodeOfHostError(errno));
+  const int error = kxw::RenameWithoutReplacing(hostFrom.c_str(), hostTo.c_str());
+  return Report(error == EEXIST ? kxw::kErrorAlreadyExists : CodeOfHostError(error));
 }
 
 int qmCreateFolder(const char* path) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 // What the sources of this host share.
 
 namespace kxw {
@@ -12,10 +10,7 @@ int CodeOfHostError(int hostError);
 /// Stores `code` as last error and returns it.
 int Report(int code);
 
-/// The host's form of a path of the library: both delimiters become a slash. Null counts as empty.
-std::string HostPath(const char* path);
-
-/// The library's form of a path of the host: each slash becomes a backslash.
-std::string LibraryPath(const std::string& hostPath);
+/// Reports success, or the platform's code for errno.
+int ReportHost(bool success);
 
 }  // namespace kxw

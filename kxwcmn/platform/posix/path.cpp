@@ -1,19 +1,29 @@
 #include <algorithm>
 
-#include "kxwcmn/platform/posix/host_internal.h"
+#include "kxwcmn/platform/filesystem.h"
+#include "kxwcmn/platform/text.h"
 
 namespace kxw {
 
 std::string HostPath(const char* path) {
   std::string host = path ? path : "";
-  std::replace(host.begin(), host.end(), '\\', '/');
+  for (std::size_t at = 0; at < host.size();) {
+    const int size = CharacterSize(host.c_str() + at);
+    if (size == 1 && host[at] == '\\') host[at] = '/';
+    at += static_cast<std::size_t>(size);
+  }
+  ToUtf8(host, &host);
   return host;
 }
 
-std::string LibraryPath(const std::string& hostPath) {
-  std::string path = hostPath;
-  std::replace(path.begin(), path.end(), '/', '\\');
-  return path;
+bool LibraryPath(const std::string& hostPath, std::string* path) {
+  if (hostPath.find('\\') != std::string::npos) return false;
+  std::string result;
+  if (!FromUtf8(hostPath, &result)) return false;
+  // The slash is never the second byte of a pair, so no walk over characters is needed.
+  std::replace(result.begin(), result.end(), '/', '\\');
+  *path = std::move(result);
+  return true;
 }
 
 }  // namespace kxw

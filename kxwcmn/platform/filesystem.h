@@ -1,0 +1,71 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kxwcmn/platform/file.h"
+#include "kxwcmn/platform/types.h"
+
+// What files and folders are, apart from their contents. Paths are those of file.h; every operation
+// that returns a code returns 0 on success, and stores the code as last error.
+
+namespace kxw {
+
+/// The host's form of a path of the library: delimiters as the host has them, characters in UTF-8.
+/// A path that UTF-8 cannot hold keeps its bytes. Null counts as empty.
+std::string HostPath(const char* path);
+
+/// The library's form of a path of the host. False, with `*path` untouched, if there is none: a
+/// character is missing in the code page, or an element contains a backslash of its own.
+bool LibraryPath(const std::string& hostPath, std::string* path);
+
+/// What is known of a file or folder. Times are seconds since 1970, UTC.
+struct FileInfo {
+  DWORD attributes = 0;  // FileAttribute bits
+  i64 size = 0;          // bytes
+  i64 created = 0;       // on hosts that do not know: the last change of the file's state
+  i64 accessed = 0;
+  i64 written = 0;
+};
+
+/// Looks a file up; what a link points to, where that exists.
+int GetFileInfo(const char* path, FileInfo* info);
+int GetFileInfo(FileHandle file, FileInfo* info);
+
+/// Sets or takes away the right to write.
+int SetReadOnly(const char* path, bool readOnly);
+
+/// The names in a folder in byte order, "." and ".." among them. Names without a library form are
+/// left out.
+int ListFolder(const char* path, std::vector<std::string>* names);
+
+/// Deletes a file, or a folder with all that is in it. A link is deleted, never followed. What does
+/// not exist is deleted already; the current folder, its parent and the root are refused. After a
+/// failure the rest is still deleted, and the first code is returned.
+int RemoveTree(const char* path);
+
+/// Moves a file or folder to the user's trash, so that the desktop can bring it back. Fails with
+/// `kErrorNotSupported` where there is no trash.
+int MoveToTrash(const char* path);
+
+/// The process's folder for temporary files: private to the user, created when missing. Fails if
+/// somebody else has put something of its name in the place.
+int GetTemporaryFolder(std::string* path);
+
+/// Creates an empty file of a unique name, `prefix` + hexadecimal digits + ".tmp", in `folder`
+/// (empty: the current one). `prefix` must not contain a delimiter.
+int MakeTemporaryFile(const char* folder, const char* prefix, std::string* path);
+
+/// The disk that a path lies on.
+struct DiskFacts {
+  DWORD sectorSize = 0;   // bytes: 512 or 4096
+  DWORD clusterSize = 0;  // bytes, the unit in which files take space
+  u64 total = 0;          // bytes
+  u64 free = 0;           // bytes that this user may still take
+};
+
+/// Facts of the disk that holds the path, or would hold it: of a path that does not exist, the
+/// nearest folder above that does counts.
+int GetDiskFacts(const char* path, DiskFacts* facts);
+
+}  // namespace kxw

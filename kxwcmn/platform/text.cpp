@@ -1,0 +1,60 @@
+#include "kxwcmn/platform/text.h"
+
+#include <atomic>
+
+namespace kxw {
+
+namespace {
+
+std::atomic<int> codePage = kCodePageUtf8;
+
+unsigned char Lower(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + ('a' - 'A')) : byte;
+}
+
+}  // namespace
+
+void SetCodePage(int page) { codePage = page; }
+
+int GetCodePage() { return codePage.load(std::memory_order_relaxed); }
+
+bool IsLeadByte(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  switch (GetCodePage()) {
+    case kCodePageJapanese:
+      return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
+    case 936:
+    case 949:
+    case 950:
+      return byte >= 0x81 && byte <= 0xFE;
+    default:
+      return false;
+  }
+}
+
+int CompareNoCase(const char* a, const char* b) {
+  for (;;) {
+    const int size = CharacterSize(a) == 2 && CharacterSize(b) == 2 ? 2 : 1;
+    for (int i = 0; i < size; ++i, ++a, ++b) {
+      // The second byte of a pair is no letter, even where it looks like one.
+      const int difference = i == 0
+                                 ? Lower(*a) - Lower(*b)
+                                 : static_cast<unsigned char>(*a) - static_cast<unsigned char>(*b);
+      if (difference != 0) return difference;
+      if (!*a) return 0;
+    }
+  }
+}
+
+}  // namespace kxw
+
+int qmIsDoubleByteCheckEx(const char* text, int index) {
+  if (!text || index < 0) return 0;
+  for (int at = 0; at <= index && text[at];) {
+    const int size = kxw::CharacterSize(text + at);
+    if (size == 2 && index - at < 2) return index - at + 1;
+    at += size;
+  }
+  return 0;
+}

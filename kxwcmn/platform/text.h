@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "kxwcmn/platform/export.h"
+
+// Text of the library is multi-byte, in one code page for the whole process.
+
+namespace kxw {
+
+enum CodePage : int {
+  kCodePageJapanese = 932,
+  kCodePageUtf8 = 65001,
+};
+
+/// The process's code page; UTF-8 unless the application selects another. It is set once at
+/// start-up, before any text is handled. 932, 936, 949 and 950 have double-byte characters.
+KX_EXPORT void SetCodePage(int codePage);
+KX_EXPORT int GetCodePage();
+
+/// Whether `byte` can begin a double-byte character; never so in UTF-8.
+bool IsLeadByte(char byte);
+
+/// The length in bytes, 1 or 2, of the character at `text`, which stands before the text's end. A
+/// pair that the end cuts off is a single byte.
+inline int CharacterSize(const char* text) { return IsLeadByte(text[0]) && text[1] ? 2 : 1; }
+
+/// Compares two texts, single-byte letters a to z without case: negative, 0 or positive.
+int CompareNoCase(const char* a, const char* b);
+
+/// Conversion between the process's code page and UTF-8. False, with `*result` untouched, if a
+/// character has no counterpart or the text is malformed.
+bool ToUtf8(const std::string& text, std::string* result);
+bool FromUtf8(const std::string& text, std::string* result);
+
+}  // namespace kxw
+
+/// 1 if the byte at `index` is the first byte of a double-byte character, 2 if it is the second, 0
+/// otherwise; 0 also outside the text.
+KX_EXPORT int qmIsDoubleByteCheckEx(const char* text, int index);
