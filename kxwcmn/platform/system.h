@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
 
@@ -11,20 +9,23 @@ struct _MEMORYSTATUSEX {
   DWORD dwMemoryLoad;  // percent of the physical memory in use
   u64 ullTotalPhys;    // bytes, likewise below
   u64 ullAvailPhys;
-  u64 ullTotalPageFile;
+  u64 ullTotalPageFile;  // physical memory and the host's swap space together
   u64 ullAvailPageFile;
-  u64 ullTotalVirtual;
+  u64 ullTotalVirtual;  // the process's address space
   u64 ullAvailVirtual;
-  u64 ullAvailExtendedVirtual;
+  u64 ullAvailExtendedVirtual;  // always 0
 };
 
-/// Fills the memory report. A control group's limit counts as the machine's memory when it is below
-/// it.
+/// Fills the memory report; null does nothing. A control group's limit counts as the machine's
+/// memory when it is below it. What the host does not tell is 0.
 KX_EXPORT void kxwGlobalMemoryStatus(_MEMORYSTATUSEX* status);
 
 namespace kxw {
 
 /// The host's page size in bytes.
 DWORD PageSize();
+
+/// Milliseconds since some moment; they wrap after 49 days and never go back otherwise.
+DWORD MillisecondClock();
 
 }  // namespace kxw

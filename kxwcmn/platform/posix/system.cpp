@@ -2,11 +2,18 @@
 
 #include <unistd.h>
 
+#include <chrono>
+
 namespace kxw {
 
 DWORD PageSize() {
   static const auto size = static_cast<DWORD>(sysconf(_SC_PAGESIZE));
   return size;
+}
+
+DWORD MillisecondClock() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<DWORD>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
 }
 
 }  // namespace kxw

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+
+#include "kxwcmn/platform/export.h"
+#include "kxwcmn/platform/types.h"
+
+namespace kxw {
+
+/// What only an application with a desktop can supply. Each procedure may be missing; the library
+/// then does without, as told beside it. They are called on the thread whose operation asks.
+struct HostProcedures {
+  /// Whether the user wants the running operation to stop; non-zero for stop. Missing: 0.
+  std::function<int()> abort;
+
+  /// Dispatches every waiting message of this kind. Missing: there are none.
+  std::function<void(UINT message)> dispatchMessages;
+};
+
+/// The kinds of message that the library has dispatched.
+enum HostMessage : UINT { kMessagePaint = 15, kMessageEraseBackground = 20 };
+
+/// Sets the procedures of the process: once at start-up, before any work. Default-made procedures
+/// make the library headless again.
+KX_EXPORT void SetHostProcedures(const HostProcedures& procedures);
+
+KX_EXPORT const HostProcedures& GetHostProcedures();
+
+}  // namespace kxw
+
+/// Asks the host whether the running operation is to stop; non-zero for stop.
+KX_EXPORT int qmAbort();
