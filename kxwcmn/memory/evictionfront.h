@@ -19,14 +19,11 @@ class EvictionFront {
  public:
   static constexpr int kPasses = 2;
 
-  /// The item at which the walk of `pass` begins, null behind the last one.
-  KXVMCacheListItem* Get(int pass) const { return item_[pass]; }
+  /// The oldest block that `pass` may evict, alone or with its chunk; null if there is none.
+  KXSwapBlock* FirstToGo(int pass);
 
-  /// The item at which the front of `pass` stands may not go: moves on to the next.
-  void Advance(int pass) { Stand(pass, item_[pass]->next); }
-
-  /// `item`, the new last one of the list, belongs to a block that enters; returns the order number
-  /// of that block. Numbers ascend along the list.
+  /// `item`, the new last one of the list, belongs to a block that enters. Returns the block's
+  /// order number, to be stored in it; numbers ascend along the list.
   u64 Enter(KXVMCacheListItem* item);
 
   /// `item` is about to leave the list.

@@ -112,6 +112,10 @@ class KX_EXPORT KXVirtualMemory {
 
   KXVMStatistics GetStatistics() const;
 
+  /// Removes the swap file at the end of the process. Blocks on memory stay usable, no other one
+  /// can be locked from then on, and none is evicted that was changed.
+  void CloseSwapFile();
+
  private:
   static constexpr int kSizeClasses = 5;
 
@@ -122,11 +126,10 @@ class KX_EXPORT KXVirtualMemory {
   };
 
   static int FindSizeClass(unsigned int size);
-  KXVMChunk* MakeChunk(int sizeClass);
+  void MakeChunk(int index);
   void DestroyChunk(SizeClass& sizeClass, KXVMChunk* chunk);
   void SweepSwapFiles(const KXFilePath& swapFile);
   void* BringIn(KXSwapBlock* block, int edit, int* loaded);
-  KXVMHandle Load(KXSwapBlock* block, int* loaded);
 
   KXSwap* swap_;
   unsigned int physicalMemorySize_ = 0;
@@ -135,6 +138,7 @@ class KX_EXPORT KXVirtualMemory {
   KXVMCache cache_;
   SizeClass sizeClasses_[kSizeClasses];
   u64 chunksMade_ = 0;
+  bool created_ = false;
 };
 
 /// The budget for `type`, in bytes, never above 0x7FFFFFFF. 0: the default percent of the total or

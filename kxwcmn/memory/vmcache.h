@@ -58,8 +58,8 @@ class KX_EXPORT KXVMCache {
   const KXVMCacheListItem* GetFirst() const { return list_.GetFirst(); }
 
  private:
-  KXSwapBlock* FirstEvictable(int pass);
-  int Evict(KXSwap* swap, KXSwapBlock* block);
+  bool EvictUnit(KXSwap* swap, KXSwapBlock* block);
+  bool Evict(KXSwap* swap, KXSwapBlock* block);
   void Unlist(KXSwapBlock* block);
 
   KXVirtualMemory* owner_ = nullptr;

@@ -29,6 +29,11 @@ class KX_EXPORT KXVMChunk {
   int GetUnitCount() const { return unitCount_; }
   int GetFreeCount() const { return freeCount_; }
   u64 GetSerial() const { return serial_; }
+  bool IsEmpty() const { return freeCount_ == unitCount_; }
+  /// Whether an owner is locked or absolutely protected.
+  bool IsPinned() const { return pinned_ > 0; }
+  /// Whether an owner is not temporary.
+  bool IsLasting() const { return lasting_ > 0; }
   /// The block in unit `slot`, null for a unit that no block occupies.
   KXSwapBlock* GetOwner(int slot) const { return owners_[slot]; }
 
@@ -47,6 +52,8 @@ class KX_EXPORT KXVMChunk {
   /// Makes `block` the owner of unit `slot`.
   void Enter(int slot, KXSwapBlock* block);
   void Leave(int slot);
+  /// The owner that has been on memory longest; null without owners.
+  const KXSwapBlock* FindOldest() const;
 
   QMHANDLE__* memory_;
   DWORD unitSize_;
@@ -61,7 +68,7 @@ class KX_EXPORT KXVMChunk {
   // What eviction asks of all owners at once.
   int pinned_ = 0;   // owners that are locked or absolutely protected
   int lasting_ = 0;  // owners that are not temporary
-  u64 oldest_ = 0;   // no owner entered the pool before this
+  u64 oldest_ = 0;   // no owner has a lower order number
 };
 
 /// A piece of the pool: a unit of a chunk, an allocation of its own, or nothing. A plain value,

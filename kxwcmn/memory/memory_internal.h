@@ -1,0 +1,9 @@
+#pragma once
+
+namespace kxw {
+
+/// Pieces of memory that the pools of the process hold: plus one for each that comes from qmAlloc,
+/// minus one for each that goes back. A diagnostic.
+extern int liveAllocations;
+
+}  // namespace kxw

@@ -1,0 +1,278 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/filepath.h"
+#include "kxwcmn/memory/memory_internal.h"
+#include "kxwcmn/memory/swapblock.h"
+#include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/platform/detail/faults.h"
+#include "tests/memory/managermodel.h"
+#include "tests/memory/support.h"
+
+using kxw::detail::FaultPoint;
+using kxw::detail::ScopedFaults;
+
+namespace {
+
+/// The manager and its model, driven in step.
+class Pair {
+ public:
+  Pair(unsigned seed, std::uint32_t budget, std::vector<std::uint32_t> sizes)
+      : random_(seed), sizes_(std::move(sizes)), model_(budget) {
+    KXFilePath path(folder_.Path().c_str());
+    manager_.Create(budget, &path);
+  }
+
+  void Step() {
+    ScopedFaults faults;
+    model_.failingWrite = random_.OneIn(12) ? 1 + random_.Below(3) : 0;
+    if (model_.failingWrite) faults.Fail(FaultPoint::kWrite, model_.failingWrite, 39);
+    const int what = random_.Below(100);
+    if (what < 12 || live_.empty()) return Allocate();
+    const auto index = static_cast<std::size_t>(random_.Below(static_cast<int>(live_.size())));
+    auto [real, model] = live_[index];
+    if (what < 45) {
+      Lock(real, *model);
+    } else if (what < 78) {
+      manager_.Unlock(real);
+      model_.Unlock(*model);
+    } else if (what < 84) {
+      ASSERT_EQ(manager_.Purge(real), model_.Purge(*model));
+    } else if (what < 90) {
+      model->temporary = !model->temporary;
+      real->SetTemporary(model->temporary);
+    } else if (what < 94) {
+      model->protect = !model->protect && random_.Below(3) == 0;
+      real->SetAbsoluteProtect(model->protect);
+    } else {
+      manager_.Free(real);
+      model_.Free(*model);
+      live_.erase(live_.begin() + static_cast<long>(index));
+    }
+  }
+
+  void Compare() {
+    std::map<int, const KXVMChunk*> chunks;
+    std::set<const KXVMChunk*> distinct;
+    for (const auto& [real, model] : live_) {
+      ASSERT_EQ(real->IsOnMemory(), model->onMemory);
+      ASSERT_EQ(real->IsSwapped(), model->placed);
+      ASSERT_EQ(real->IsLocked() != 0, model->locked);
+      ASSERT_EQ(real->GetEditFlag() != 0, model->edit);
+      ASSERT_EQ(real->GetMemory().GetSlot(), model->slot);
+      const KXVMChunk* chunk = real->GetMemory().GetChunk();
+      ASSERT_EQ(chunk != nullptr, model->chunk >= 0);
+      if (!chunk) continue;
+      ASSERT_EQ(chunks.emplace(model->chunk, chunk).first->second, chunk);
+    }
+    for (const auto& [id, chunk] : chunks) ASSERT_TRUE(distinct.insert(chunk).second);
+    const KXVMStatistics statistics = manager_.GetStatistics();
+    ASSERT_EQ(statistics.chunks, model_.CountChunks());
+    ASSERT_EQ(statistics.blocksOnMemory, model_.CountOnMemory());
+    ASSERT_EQ(manager_.GetUsedPhysicalMemorySize(), model_.budget - model_.margin);
+    ASSERT_LE(manager_.GetFreePhysicalMemorySize(), model_.budget);
+  }
+
+ private:
+  void Allocate() {
+    const std::uint32_t size =
+        sizes_[static_cast<std::size_t>(random_.Below(static_cast<int>(sizes_.size())))];
+    ManagerModel::Block* model = model_.Allocate(size);
+    KXSwapBlock* real = nullptr;
+    const int code = CodeOf([&] { real = manager_.Allocate(size); });
+    ASSERT_EQ(code, model ? 0 : 8);
+    if (model) live_.emplace_back(real, model);
+  }
+
+  void Lock(KXSwapBlock* real, ManagerModel::Block& model) {
+    const bool edit = random_.Below(2) == 0;
+    int loaded = 7;
+    void* at = manager_.Lock(real, edit, &loaded);
+    ASSERT_TRUE(at);
+    ASSERT_EQ(loaded, model_.Lock(model, edit) ? 1 : 7);
+    ASSERT_TRUE(!model.memory || Holds(at, model.size, *model.memory));
+    if (edit) {
+      model.memory = random_.Below(1 << 30);
+      Fill(at, model.size, *model.memory);
+    }
+  }
+
+  Random random_;
+  std::vector<std::uint32_t> sizes_;
+  TestFolder folder_;
+  ManagerModel model_;
+  KXVirtualMemory manager_;
+  std::vector<std::pair<KXSwapBlock*, ManagerModel::Block*>> live_;
+};
+
+class Memory : public testing::Test {
+ protected:
+  void Create(unsigned int budget) {
+    KXFilePath path(folder.Path().c_str());
+    manager->Create(budget, &path);
+  }
+  KXSwapBlock* Painted(unsigned int size, std::uint32_t word) {
+    KXSwapBlock* block = manager->Allocate(size);
+    Fill(manager->Lock(block, 1, nullptr), size, word);
+    manager->Unlock(block);
+    return block;
+  }
+
+  TestFolder folder;
+  std::unique_ptr<KXVirtualMemory> manager = std::make_unique<KXVirtualMemory>();
+};
+
+}  // namespace
+
+// Which block is evicted when, which unit of which chunk serves, what a block holds: all equal to
+// the model's at every step, with writes that fail now and then.
+TEST(VirtualMemory, EqualsModel) {
+  const std::vector<std::vector<std::uint32_t>> menus = {
+      {8192}, {4096, 12288, 32768}, {65536, 131072}, {8192, 16384, 4096}, {262144, 65536, 196608}};
+  const int before = kxw::liveAllocations;
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    const auto& menu = menus[seed % menus.size()];
+    Pair pair(seed, menu.back() * (6 + seed), menu);
+    for (int step = 0; step < 1500; ++step) {
+      SCOPED_TRACE(testing::Message() << "seed " << seed << ", step " << step);
+      pair.Step();
+      pair.Compare();
+      if (testing::Test::HasFatalFailure()) return;
+    }
+  }
+  EXPECT_EQ(kxw::liveAllocations, before);
+}
+
+// Whatever fails, no picture is lost: an operation fails as a whole, and works once the fault is
+// over.
+TEST_F(Memory, KeepsContentsThroughFaults) {
+  constexpr FaultPoint kPoints[] = {FaultPoint::kAlloc, FaultPoint::kRead,   FaultPoint::kWrite,
+                                    FaultPoint::kSeek,  FaultPoint::kSetEnd, FaultPoint::kDiskFree};
+  Create(1 << 20);
+  Random random(1);
+  std::vector<std::pair<KXSwapBlock*, std::uint32_t>> blocks;
+  int refused = 0;
+  for (int step = 0; step < 6000; ++step) {
+    SCOPED_TRACE(step);
+    ScopedFaults faults;
+    const auto point = kPoints[random.Below(std::size(kPoints))];
+    if (step % 3 == 0)
+      faults.Fail(point, 1 + random.Below(3), 39, 1 + random.Below(9),
+                  static_cast<u64>(random.Below(9000)));
+    if (step % 64 == 0) faults.LimitDiskFree(static_cast<u64>(random.Below(4096)));
+    if (step % 7 == 0) faults.EndReadEarly(1, static_cast<u64>(random.Below(8192)));
+    const auto index = static_cast<std::size_t>(random.Below(static_cast<int>(blocks.size()) + 1));
+    if (index == blocks.size()) {
+      const unsigned int size = random.OneIn(2) ? 65536 : 20480;
+      const int code = CodeOf([&] { blocks.emplace_back(manager->Allocate(size), 0); });
+      EXPECT_TRUE(code == 0 || code == 8 || code == 39) << code;
+      if (code) continue;
+    }
+    auto& [block, word] = blocks[index];
+    const int action = word == 0 ? 0 : random.Below(10);
+    if (action == 9 && blocks.size() > 40) {
+      manager->Free(block);
+      blocks.erase(blocks.begin() + static_cast<long>(index));
+    } else if (action == 8) {
+      manager->Purge(block);
+    } else if (void* at = manager->Lock(block, action < 4, nullptr)) {
+      ASSERT_TRUE(word == 0 || Holds(at, block->GetSize(), word));
+      if (action < 4)
+        Fill(at, block->GetSize(), word = 1 + static_cast<std::uint32_t>(random.Below(1 << 30)));
+      manager->Unlock(block);
+    } else {
+      ++refused;
+      EXPECT_FALSE(block->IsOnMemory());
+    }
+  }
+  EXPECT_GT(refused, 50);
+  for (auto& [block, word] : blocks) {
+    void* at = manager->Lock(block, 0, nullptr);
+    ASSERT_TRUE(at);
+    EXPECT_TRUE(word == 0 || Holds(at, block->GetSize(), word));
+    manager->Unlock(block);
+  }
+}
+
+TEST_F(Memory, CreatesSweepsAndRemovesTheSwapFile) {
+  for (const char* name : {"xSwP1.tmp", "swp", "other.tmp"})
+    std::ofstream(folder.Host() / name) << 1;
+  std::filesystem::create_directory(folder.Host() / "SWPfolder");
+  Create(100000);
+  EXPECT_EQ(CountEntries(folder), 3);  // the file and the folder that are none, and the new one
+  EXPECT_TRUE(folder.Has("other.tmp"));
+  EXPECT_EQ(manager->GetPhysicalMemorySize() % 512, 0u);
+  EXPECT_EQ(manager->GetSwapFileSize(), manager->GetPhysicalMemorySize());
+  EXPECT_EQ(CodeOf([&] { Create(4096); }), kxw::kFailureBadArgument);
+  EXPECT_EQ(CountEntries(folder), 3);
+  EXPECT_GE(manager->GetPhysicalMemorySize(), 100000u);
+  manager.reset();
+  EXPECT_EQ(CountEntries(folder), 2);
+}
+
+TEST_F(Memory, FailedCreationLeavesNothingAndMayBeTriedAgain) {
+  EXPECT_EQ(CodeOf([&] { manager->Allocate(8192); }), kxw::kFailureNoSwapSpace);
+  for (const FaultPoint point : {FaultPoint::kDiskFree, FaultPoint::kOpen, FaultPoint::kSetEnd}) {
+    ScopedFaults faults;
+    faults.Fail(point, 1, 5);
+    EXPECT_EQ(CodeOf([&] { Create(100000); }), kxw::kFailureNoSwapSpace);
+    EXPECT_EQ(CountEntries(folder), 0);
+  }
+  KXFilePath missing(folder.Path("missing").c_str());
+  EXPECT_EQ(CodeOf([&] { manager->Create(100000, &missing); }), kxw::kFailureNoSwapName);
+  Create(100000);
+  EXPECT_EQ(CountEntries(folder), 1);
+}
+
+TEST_F(Memory, CountsWhatItDoes) {
+  Create(65536 * 2);
+  KXSwapBlock* changed = Painted(65536, 1);
+  KXSwapBlock* temporary = Painted(65536, 2);
+  temporary->SetTemporary(1);
+  EXPECT_EQ(manager->Purge(changed), 1);
+  EXPECT_EQ(manager->Purge(temporary), 1);
+  EXPECT_EQ(manager->GetUsedDiskSize(), 65536u);
+  manager->Lock(changed, 0, nullptr);
+  manager->Unlock(changed);
+  manager->Purge(changed);  // clean: nothing to write
+  const KXVMStatistics s = manager->GetStatistics();
+  EXPECT_EQ(s.blocksWritten, 1u);
+  EXPECT_EQ(s.blocksRead, 1u);
+  EXPECT_EQ(s.blocksDropped, 2u);
+  EXPECT_EQ(s.bytesWritten + s.bytesRead, 2 * 65536u);
+  EXPECT_EQ(s.peakBlocksOnMemory, 2);
+  EXPECT_EQ(s.blocksOnMemory + s.chunks, 0);
+}
+
+// A forced purge of a protected block makes it safe in the file and leaves it where it is.
+TEST_F(Memory, ProtectedBlockIsWrittenByPurgeAndStays) {
+  Create(1 << 20);
+  KXSwapBlock* block = Painted(8192, 3);
+  block->SetAbsoluteProtect(1);
+  EXPECT_EQ(manager->Purge(block), 0);
+  EXPECT_TRUE(block->IsOnMemory() && block->IsSwapped());
+  EXPECT_EQ(block->GetEditFlag(), 0);
+}
+
+TEST_F(Memory, BadArgumentsDoNothing) {
+  Create(1 << 20);
+  manager->Free(nullptr);
+  manager->Unlock(nullptr);
+  EXPECT_EQ(manager->Purge(nullptr), 1);
+  EXPECT_EQ(manager->Lock(nullptr, 1, nullptr), nullptr);
+  EXPECT_EQ(CodeOf([&] { manager->Allocate(0xFFFFFFFF); }), 8);
+  KXSwapBlock* empty = manager->Allocate(0);
+  EXPECT_TRUE(manager->Lock(empty, 1, nullptr));
+  manager->Unlock(empty);
+  EXPECT_EQ(manager->Purge(empty), 1);
+  EXPECT_TRUE(manager->Lock(empty, 0, nullptr));
+  KXVMHandle handle;
+  manager->AllocHandle(8192, handle);
+  manager->FreeHandle(handle, 1000);  // not the size of a class: the empty chunk stays
+  EXPECT_EQ(manager->GetStatistics().chunks, 1);
+  EXPECT_EQ(KXVMHandle().Lock(), nullptr);
+}

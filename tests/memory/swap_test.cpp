@@ -1,0 +1,183 @@
+#include "kxwcmn/memory/swap.h"
+
+#include <gtest/gtest.h>
+
+#include <list>
+#include <vector>
+
+#include "kxwcmn/core/filepath.h"
+#include "kxwcmn/memory/vmcache.h"
+#include "tests/memory/support.h"
+
+namespace {
+
+struct Gap {
+  u64 begin, end;
+  bool operator==(const Gap&) const = default;
+};
+
+std::vector<Gap> GapsOf(const KXGarbage& garbage) {
+  std::vector<Gap> gaps;
+  for (int i = 0; i < garbage.GetGapCount(); ++i) {
+    const KXGarbageBlock& gap = garbage.GetGap(i);
+    EXPECT_EQ(gap.GetEndPos() - gap.GetBeginPos(), gap.GetSize());
+    gaps.push_back({gap.GetBeginPos(), gap.GetEndPos()});
+  }
+  return gaps;
+}
+
+/// A swap with a file of its own; sizes count in sectors of its disk.
+class Swap : public testing::Test {
+ protected:
+  int Create(u64 bytes) {
+    size = static_cast<unsigned int>(bytes);
+    KXFilePath path(folder.Path("file").c_str());
+    sector = KXFilePath::GetDiskSectorSize(path);
+    return swap.Create(&size, path, 1);
+  }
+  KXSwapBlock* Written(unsigned int sectors) {
+    KXSwapBlock* block = swap.Allocate(sectors * sector);
+    std::vector<BYTE> data(sectors * sector);
+    EXPECT_EQ(swap.Write(data.data(), block), 1);
+    return block;
+  }
+
+  TestFolder folder;
+  KXSwap swap;
+  unsigned int size = 0, sector = 0;
+};
+
+}  // namespace
+
+// The model: free intervals in a list, the latest last; whatever touches is merged.
+TEST(Gaps, EqualListOfIntervals) {
+  for (unsigned seed = 0; seed < 30; ++seed) {
+    Random random(seed);
+    KXGarbage garbage;
+    garbage.Create(1000);
+    std::vector<Gap> model{{0, 1000}}, taken;
+    u64 length = 1000;
+    for (int step = 0; step < 3000; ++step) {
+      SCOPED_TRACE(testing::Message() << "seed " << seed << ", step " << step);
+      const int what = random.Below(20);
+      if (what < 10) {
+        const auto bytes = static_cast<u64>(1 + random.Below(what < 5 ? 4 : 40));
+        u64 position = 0;
+        const int found = garbage.Request(&position, bytes);
+        const auto gap = std::find_if(model.begin(), model.end(),
+                                      [&](Gap g) { return g.end - g.begin >= bytes; });
+        ASSERT_EQ(found, gap != model.end());
+        if (!found) continue;
+        ASSERT_EQ(position, gap->begin);
+        taken.push_back({position, position + bytes});
+        if ((gap->begin += bytes) == gap->end) model.erase(gap);
+      } else if (what < 19 && !taken.empty()) {
+        const auto place = taken.begin() + random.Below(static_cast<int>(taken.size()));
+        Gap merged = *place;
+        taken.erase(place);
+        garbage.Add(merged.begin, merged.end, merged.end - merged.begin);
+        const Gap given = merged;
+        std::erase_if(model, [&](Gap g) {
+          if (g.end == given.begin) merged.begin = g.begin;
+          if (g.begin == given.end) merged.end = g.end;
+          return g.end == given.begin || g.begin == given.end;
+        });
+        model.push_back(merged);
+      } else if (what == 19) {
+        garbage.Enlarge(60, length);
+        const auto last =
+            std::find_if(model.begin(), model.end(), [&](Gap g) { return g.end == length; });
+        length += 60;
+        if (last != model.end()) {
+          last->end = length;
+        } else {
+          model.push_back({length - 60, length});
+        }
+      }
+      ASSERT_EQ(GapsOf(garbage), model);
+    }
+    ASSERT_EQ(GapsOf(KXGarbage(garbage)), model);
+  }
+}
+
+TEST_F(Swap, RoundsSizesToSectors) {
+  EXPECT_EQ(swap.Allocate(100), nullptr);
+  ASSERT_EQ(Create(1000), 1);
+  EXPECT_EQ(size, (999 / sector + 1) * sector);
+  const KXSwapBlock* block = swap.Allocate(100);
+  EXPECT_EQ(block->GetSize(), sector);
+  EXPECT_FALSE(block->IsSwapped() || block->IsOnMemory() || block->IsEnable());
+  EXPECT_EQ(Create(1000), 0);  // one file at a time
+  EXPECT_TRUE(folder.Has("file"));
+
+  swap.Destroy();
+  EXPECT_FALSE(folder.Has("file"));
+  if (KXFilePath::GetDiskFreeSpaceA(folder.Path().c_str()) < 0x80000000) return;
+  ASSERT_EQ(Create(0x7FFFFFFF), 1);
+  EXPECT_EQ(size, 0x80000000 - 2 * sector);
+}
+
+TEST_F(Swap, BlockKeepsItsPlaceAndTheFileGrowsByMultiplesOfItsFirstSize) {
+  ASSERT_EQ(Create(1), 1);
+  KXSwapBlock* first = Written(1);
+  Create(1);
+  KXSwapBlock* large = Written(3);
+  EXPECT_EQ(first->GetBeginPos(), 0u);
+  EXPECT_EQ(large->GetBeginPos(), sector);
+  EXPECT_EQ(swap.GetSwapSize(), 4 * sector);
+  swap.Deallocate(large);
+  EXPECT_EQ(swap.GetUsedTotalSize(), sector);
+  const KXSwapBlock* larger =
+      Written(5);  // goes into the gap at the end, which grows with the file
+  EXPECT_EQ(larger->GetBeginPos(), sector);
+  EXPECT_EQ(swap.GetSwapSize(), std::filesystem::file_size(folder.Host() / "file"));
+  EXPECT_EQ(swap.GetUsedTotalSize(), 6 * sector);
+
+  std::vector<std::uint32_t> data(sector / 4, 11);
+  EXPECT_EQ(swap.Write(data.data(), first), 1);
+  EXPECT_EQ(first->GetBeginPos(), 0u);
+  std::fill(data.begin(), data.end(), 0u);
+  EXPECT_EQ(swap.Read(data.data(), first), 1);
+  EXPECT_TRUE(Holds(data.data(), sector, 11));
+  KXSwapBlock* fresh = swap.Allocate(sector);
+  EXPECT_EQ(swap.Read(data.data(), fresh), 0);
+  swap.Deallocate(fresh);
+  EXPECT_EQ(swap.GetUsedTotalSize(), 6 * sector);
+  EXPECT_EQ(swap.GetUsedBlockCount(), 2u);
+}
+
+// More entries than a page holds, removed and added in any order.
+TEST(BlockList, EqualsStdList) {
+  Random random(5);
+  std::vector<KXSwapBlock> blocks(5000);
+  kxw::BlockList<KXSwapListItem> list;
+  std::list<KXSwapListItem*> model;
+  for (int step = 0; step < 40000; ++step) {
+    if (random.Below(40000) > step || model.empty()) {
+      KXSwapBlock* block = &blocks[static_cast<std::size_t>(random.Below(5000))];
+      model.push_back(list.Append(block));
+      ASSERT_EQ(model.back()->block, block);
+    } else {
+      auto item = model.begin();
+      std::advance(item, random.Below(std::min(40, static_cast<int>(model.size()))));
+      list.Remove(*item);
+      EXPECT_EQ((*item)->block, nullptr);
+      model.erase(item);
+    }
+    ASSERT_EQ(list.GetCount(), static_cast<int>(model.size()));
+  }
+  std::list<KXSwapListItem*> forward, backward;
+  for (auto* item = list.GetFirst(); item; item = item->next) forward.push_back(item);
+  for (auto* item = list.GetLast(); item; item = item->previous) backward.push_front(item);
+  EXPECT_EQ(forward, model);
+  EXPECT_EQ(backward, model);
+}
+
+TEST(Cache, ServesRequestsWithinTheMarginAlone) {
+  KXVMCache cache;
+  EXPECT_EQ(cache.Request(nullptr, 0), 1);
+  EXPECT_EQ(cache.Request(nullptr, 1), 0);
+  cache.Create(100);
+  EXPECT_EQ(cache.Request(nullptr, 100), 1);
+  EXPECT_EQ(cache.GetMarginSize(), 100u);
+}
