@@ -1,28 +1,10 @@
 #include <cstring>
 
 #include "kxwcmn/offscreen/detail/depths.h"
+#include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
 
 namespace kxw {
-
-namespace {
-
-/// Fills `bytes` bytes with a pattern of `length` bytes, by doubling what is there.
-void FillPattern(BYTE* at, std::size_t bytes, const BYTE* pattern, int length) {
-  if (length == 1) {
-    std::memset(at, pattern[0], bytes);
-    return;
-  }
-  std::size_t filled = static_cast<std::size_t>(length);
-  std::memcpy(at, pattern, filled);
-  while (filled < bytes) {
-    const std::size_t more = filled < bytes - filled ? filled : bytes - filled;
-    std::memcpy(at + filled, at, more);
-    filled += more;
-  }
-}
-
-}  // namespace
 
 template <class Depth>
 DepthOffscreen<Depth>::DepthOffscreen() {

@@ -170,7 +170,9 @@ void KXVOffscreen::DrawSegment2(int, int, int, int, int, DWORD, int, int) {}
 void KXVOffscreen::RectFill64(const KXRect& rect, int useClear, u64 color) {
   RectFill(rect, useClear, QMCOLORREF64to32(color));
 }
-void KXVOffscreen::RectFill64(const KXRect&, int, u64, int) {}
+void KXVOffscreen::RectFill64(const KXRect& rect, int useClear, u64 color, int behind) {
+  RectFill(rect, useClear, QMCOLORREF64to32(color), behind);
+}
 void KXVOffscreen::DrawSimpleLine64(int, int, u64) {}
 void KXVOffscreen::DrawSimpleSegment64(int, int, int, int, u64) {}
 void KXVOffscreen::DrawSegment64(int, int, int, int, int, u64, int, int) {}

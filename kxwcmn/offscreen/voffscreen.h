@@ -166,6 +166,8 @@ class KX_EXPORT KXVOffscreen {
   virtual void StretchCopy(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
                            int sh);
 
+  /// Fills `rect`, cut to the image, with `color` or, with a non-zero `useClear`, with the clear
+  /// colour.
   virtual void RectFill(const KXRect& rect, int useClear, DWORD color);
   virtual void DrawSimpleLine(int orientation, int position, DWORD color);
   virtual void DrawSimpleSegment(int orientation, int position, int start, int length, DWORD color);
@@ -497,6 +499,15 @@ class KX_EXPORT KXVOffscreen {
   int FloodFill(KXRect& result, const KXPoint& seed, DWORD color, KXVOffscreen* reference,
                 KXVOffscreen* second, const KXPoint& origin, const KXRect& clip, int margin,
                 int* count, int abortable);
+
+  // --- Shapes (drawing) -------------------------------------------------------------------------
+
+  /// With `behind` 0 the virtual `RectFill`. Otherwise lays `color` under what `rect` holds, as ink
+  /// under a sheet, without a look at `useClear`.
+  void RectFill(const KXRect& rect, int useClear, DWORD color, int behind);
+  /// Clears `rect`: blocks that lie in it whole are given back, the others' parts are filled with
+  /// the clear colour. Blocks without memory stay without.
+  void ClrRect(const tagRECT& rect);
 
  protected:
   KXVOffscreen();

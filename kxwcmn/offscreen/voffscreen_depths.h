@@ -74,6 +74,9 @@ class KX_EXPORT DepthOffscreen : public KXVOffscreen {
 
   void Optimize() override;
   void OptimizeBlock(tagRECT rect) override;
+
+  void RectFill(const KXRect& rect, int useClear, DWORD color) override;
+  using KXVOffscreen::RectFill;
 };
 
 /// The six depths whose native values fit 32 bits. The 64-bit depth has no such value: its
@@ -129,6 +132,9 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
   using kxw::DepthOffscreen<kxw::Depth64>::Set32BitColor;
   void Set64BitColor(WORD a, WORD r, WORD g, WORD b) override;
   using kxw::DepthOffscreen<kxw::Depth64>::Set64BitColor;
+
+  void RectFill64(const KXRect& rect, int useClear, u64 color) override;
+  void RectFill64(const KXRect& rect, int useClear, u64 color, int behind) override;
 
   /// A fill of 64 bits keeps the colour whole where the reference has 64 bits.
   int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,

@@ -12,6 +12,8 @@
 /// `Load` and `Store` move a pixel between memory and its value; `mask` picks the pixel's bits in
 /// its byte below 8 bits and means nothing above. `To…` are the reads and `From…` the writes, by
 /// the depth in whose terms they speak; `k…Default` is what a read gives where there is no memory.
+/// A `Fill` is what a run of equal pixels is written with: below 8 bits a byte full of them, above
+/// the pixel itself; `ClearFill` is that of the clear value.
 /// Thresholds of reading and writing differ, and several cells break the pattern of their
 /// neighbours: they define the pixels of existing images and are all meant.
 namespace kxw {
@@ -104,6 +106,9 @@ struct Depth1 {
     bytes[0] = clear.byte;
     return 1;
   }
+  using Fill = BYTE;
+  static Fill FillOf(Pixel p) { return p ? 0xFF : 0; }
+  static Fill ClearFill(const ClearColors& clear) { return clear.byte; }
 
   static bool IsTransparent(Pixel p, int) { return p == 0; }
   static DWORD MakeNative(DWORD c) {
@@ -176,6 +181,9 @@ struct Depth2 {
     bytes[0] = 0;
     return 1;
   }
+  using Fill = BYTE;
+  static Fill FillOf(Pixel p) { return static_cast<BYTE>(p * 0x55); }
+  static Fill ClearFill(const ClearColors&) { return 0; }
 
   static bool IsTransparent(Pixel p, int flag) { return flag ? p != 3 : p == 0; }
   static DWORD MakeNative(DWORD c) {
@@ -234,6 +242,9 @@ struct Depth8 {
     bytes[0] = clear.byte;
     return 1;
   }
+  using Fill = Pixel;
+  static Fill FillOf(Pixel p) { return p; }
+  static Fill ClearFill(const ClearColors& clear) { return clear.byte; }
 
   static bool IsTransparent(Pixel p, int) { return p == 0; }
   static DWORD MakeNative(DWORD c) { return WeighedDensity(c); }
@@ -298,6 +309,9 @@ struct Depth16 {
     bytes[1] = BlueOf(clear.color);
     return 2;
   }
+  using Fill = Pixel;
+  static Fill FillOf(Pixel p) { return p; }
+  static Fill ClearFill(const ClearColors& clear) { return From16(clear.color); }
 
   static bool IsTransparent(Pixel p, int) { return p.alpha == 0; }
   static DWORD MakeNative(DWORD c) {
@@ -358,6 +372,9 @@ struct Depth24 {
     Store(bytes, 0, clear.color);
     return 3;
   }
+  using Fill = Pixel;
+  static Fill FillOf(Pixel p) { return p; }
+  static Fill ClearFill(const ClearColors& clear) { return From24(clear.color); }
 
   static bool IsTransparent(Pixel p, int flag) { return flag && p == 0x00FFFFFF; }
   static DWORD MakeNative(DWORD c) { return c & 0x00FFFFFF; }
@@ -436,6 +453,9 @@ struct Depth32 {
     std::memcpy(bytes, &clear.color, sizeof clear.color);
     return sizeof clear.color;
   }
+  using Fill = Pixel;
+  static Fill FillOf(Pixel p) { return p; }
+  static Fill ClearFill(const ClearColors& clear) { return From32(clear.color); }
 
   static bool IsTransparent(Pixel p, int flag) {
     return AlphaOf(p) == 0 || (flag && (p & 0x00FFFFFF) == 0x00FFFFFF);
@@ -510,6 +530,9 @@ struct Depth64 {
     std::memcpy(bytes, &clear.color64, sizeof clear.color64);
     return sizeof clear.color64;
   }
+  using Fill = Pixel;
+  static Fill FillOf(Pixel p) { return p; }
+  static Fill ClearFill(const ClearColors& clear) { return From64(clear.color64); }
 
   static bool IsTransparent(Pixel p, int flag) {
     return Alpha64Of(p) == 0 || (flag && (p & 0x0000FFFFFFFFFFFF) == 0x0000FFFFFFFFFFFF);
@@ -519,6 +542,29 @@ struct Depth64 {
   static constexpr u64 kUsedBits = 0xFFFF000000000000;
   static constexpr u64 kExtentBits = kUsedBits;
 };
+
+/// Calls `op` with the struct of the depth of `bitCount` bits; not at all for any other number.
+template <class Op>
+void WithDepth(int bitCount, Op op) {
+  switch (bitCount) {
+    case 1:
+      return op(Depth1{});
+    case 2:
+      return op(Depth2{});
+    case 8:
+      return op(Depth8{});
+    case 16:
+      return op(Depth16{});
+    case 24:
+      return op(Depth24{});
+    case 32:
+      return op(Depth32{});
+    case 64:
+      return op(Depth64{});
+    default:
+      return;
+  }
+}
 
 /// Where a pixel stands in a row of a block: `column` counts from the block's left.
 template <class Depth>

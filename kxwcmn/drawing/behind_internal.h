@@ -1,0 +1,54 @@
+#pragma once
+
+#include "kxwcmn/offscreen/detail/depths.h"
+
+namespace kxw {
+
+/// The channels of a 32-bit colour, and of a 64-bit one, for rules that differ in nothing else.
+/// `kFull` is an opaque alpha; `kShift` stands for a division by one more than it.
+struct Channels8 {
+  using Color = DWORD;
+  static constexpr u64 kFull = 255;
+  static constexpr int kShift = 8;
+  static constexpr u64 Alpha(Color c) { return AlphaOf(c); }
+  static constexpr u64 Red(Color c) { return RedOf(c); }
+  static constexpr u64 Green(Color c) { return GreenOf(c); }
+  static constexpr u64 Blue(Color c) { return BlueOf(c); }
+  static constexpr Color Pack(u64 a, u64 r, u64 g, u64 b) {
+    return PackColor(static_cast<unsigned>(a), static_cast<unsigned>(r), static_cast<unsigned>(g),
+                     static_cast<unsigned>(b));
+  }
+};
+
+struct Channels16 {
+  using Color = u64;
+  static constexpr u64 kFull = 65535;
+  static constexpr int kShift = 16;
+  static constexpr u64 Alpha(Color c) { return Alpha64Of(c); }
+  static constexpr u64 Red(Color c) { return Red64Of(c); }
+  static constexpr u64 Green(Color c) { return Green64Of(c); }
+  static constexpr u64 Blue(Color c) { return Blue64Of(c); }
+  static constexpr Color Pack(u64 a, u64 r, u64 g, u64 b) { return PackColor64(a, r, g, b); }
+};
+
+/// Lays `color` under the pixel `p`: each darkens by what the other lets through.
+///
+/// It shifts where the copies' rule for the same divides, so that alpha can come out one higher
+/// than there, even under a transparent colour; the two are meant to differ.
+template <class Channels>
+constexpr typename Channels::Color LaidBehind(typename Channels::Color p,
+                                              typename Channels::Color color) {
+  using C = Channels;
+  const u64 clear = C::kFull - C::Alpha(p);
+  const u64 weight = (C::Alpha(color) + 1) * clear >> C::kShift;
+  const auto darken = [&](u64 channel, u64 ink) {
+    if (C::Alpha(p) == 0) channel = C::kFull;
+    const u64 part = (C::kFull - ink) * weight >> C::kShift;
+    return channel > part ? channel - part : 0;
+  };
+  return C::Pack(C::kFull - (clear * (C::kFull - C::Alpha(color)) >> C::kShift),
+                 darken(C::Red(p), C::Red(color)), darken(C::Green(p), C::Green(color)),
+                 darken(C::Blue(p), C::Blue(color)));
+}
+
+}  // namespace kxw

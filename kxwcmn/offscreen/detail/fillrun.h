@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+#include "kxwcmn/offscreen/detail/depths.h"
+
+namespace kxw {
+
+/// Fills `bytes` bytes, at least `length`, with a pattern of `length` bytes, by doubling what is
+/// there.
+inline void FillPattern(BYTE* at, std::size_t bytes, const BYTE* pattern, int length) {
+  if (length == 1) {
+    std::memset(at, pattern[0], bytes);
+    return;
+  }
+  std::size_t filled = static_cast<std::size_t>(length);
+  std::memcpy(at, pattern, filled);
+  while (filled < bytes) {
+    const std::size_t more = filled < bytes - filled ? filled : bytes - filled;
+    std::memcpy(at + filled, at, more);
+    filled += more;
+  }
+}
+
+/// Writes `fill` to the `count` pixels from `column` of the row of a block at `row`. Rows of a
+/// block follow each other without a gap, so a run over whole rows may go on into the next ones.
+template <class Depth>
+inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill) {
+  if (count <= 0) return;
+  if constexpr (Depth::kBits < 8) {
+    const int first = column * Depth::kBits, last = (column + count) * Depth::kBits;
+    BYTE* at = row + first / 8;
+    BYTE* const end = row + last / 8;
+    const auto merge = [fill](BYTE* byte, int mask) {
+      *byte = static_cast<BYTE>((*byte & ~mask) | (fill & mask));
+    };
+    const int head = 0xFF >> (first & 7), tail = 0xFF & ~(0xFF >> (last & 7));
+    if (at == end) {
+      merge(at, head & tail);
+      return;
+    }
+    if (head != 0xFF) merge(at++, head);
+    std::memset(at, fill, static_cast<std::size_t>(end - at));
+    if (tail) merge(end, tail);
+  } else if constexpr (Depth::kBits == 8) {
+    std::memset(row + column, fill, static_cast<std::size_t>(count));
+  } else if constexpr (Depth::kBits == 24) {
+    // Eight pixels are three words of eight bytes.
+    constexpr int kPixels = 8, kBytes = 24;
+    BYTE* at = row + ByteOfColumn<Depth>(column);
+    if (count >= kPixels) {
+      BYTE pattern[kBytes];
+      for (int i = 0; i < kPixels; ++i) Depth::Store(pattern + i * 3, 0, fill);
+      for (; count >= kPixels; count -= kPixels, at += kBytes) std::memcpy(at, pattern, kBytes);
+    }
+    for (; count > 0; --count, at += 3) Depth::Store(at, 0, fill);
+  } else {
+    constexpr int kBytes = Depth::kBits / 8;
+    BYTE* at = row + ByteOfColumn<Depth>(column);
+    for (BYTE* const end = at + count * kBytes; at != end; at += kBytes) Depth::Store(at, 0, fill);
+  }
+}
+
+}  // namespace kxw
