@@ -67,7 +67,7 @@ void DrawBird(Sheet& sheet) {
   const auto at = [](double x, double y) { return kBird + Point{x, y}; };
   const auto place = [](std::string_view knots) { return Place(Closed(knots), kBird); };
 
-  DrawWing(sheet, {at(30, -60), -134, -88, 350, 5}, kTealDark, kTeal, 0.12);
+  DrawWing(sheet, {at(20, -40), -126, -82, 350, 5}, kTealDark, kTeal, 0.12);
   for (int i = 0; i < 5; ++i) {
     Feather(sheet, at(50, 60), 230 - 14 * std::fabs(i - 2.0), 16 + i * 16.0, 58,
             i % 2 ? kTeal : kTealLight);
@@ -139,7 +139,7 @@ void DrawBird(Sheet& sheet) {
   for (int i = 0; i < 3; ++i)
     sheet.Shape(Ellipse(at(-4 - 7.0 * i, -92 - 30.0 * i), 5.5, 5.5), kBrass, kFine);
 
-  DrawWing(sheet, {at(36, -22), -80, 20, 335, 7}, kTeal, kTealLight, 0);
+  DrawWing(sheet, {at(36, -22), -62, 26, 335, 7}, kTeal, kTealLight, 0);
   sheet.Shape(Gear(at(36, -22), 34, 12, 9), kBrass, kForm);
   sheet.Shape(Ellipse(at(36, -22), 22, 22), kTan, kDetail);
   sheet.Shape(Ellipse(at(36, -22), 9, 9), kLeatherDark, kDetail);
