@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "kxwcmn/platform/export.h"
 
 /// The platform's error codes that the library names itself. Any other code passes through as a
@@ -34,6 +36,10 @@ enum ErrorCode : int {
   kErrorIoDevice = 1117,
   kErrorCannotResolveName = 1921,
 };
+
+/// The host's words for a code; empty for one that it does not know.
+std::string ErrorMessage(int code);
+
 }  // namespace kxw
 
 /// Stores the calling thread's last error; 0 clears it.

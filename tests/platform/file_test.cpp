@@ -166,6 +166,12 @@ TEST(File, NamesChangeWithoutReplacing) {
   EXPECT_EQ(qmCreateFolder(folder.Path("missing\\d").c_str()), 3);
 }
 
+TEST(Error, HasTheHostsWords) {
+  EXPECT_EQ(kxw::ErrorMessage(kxw::kErrorFileNotFound), kxw::ErrorMessage(kxw::kErrorPathNotFound));
+  EXPECT_NE(kxw::ErrorMessage(kxw::kErrorNotEnoughMemory), "");
+  EXPECT_EQ(kxw::ErrorMessage(0x2001000B), "");
+}
+
 TEST(Faults, HitTheChosenOperationOnly) {
   const TestFolder folder;
   const FileHandle file = Create(folder.Path("f"));

@@ -1,16 +1,65 @@
 #include "kxwcmn/platform/error.h"
 
 #include <cerrno>
+#include <system_error>
 
 #include "kxwcmn/platform/posix/host_internal.h"
 
+namespace kxw {
+
 namespace {
+
 thread_local int lastError = 0;
-}
 
-void qmSetLastError(int code) { lastError = code; }
+struct HostError {
+  int hostError;
+  int code;
+};
 
-int qmGetLastError() { return lastError; }
+// The first row of an error gives its code; the first row of a code gives its words.
+constexpr HostError kHostErrors[] = {
+    {ENOENT, kErrorFileNotFound},
+    {ENOENT, kErrorPathNotFound},
+    {ENOTDIR, kErrorPathNotFound},
+    {EMFILE, kErrorTooManyOpenFiles},
+    {ENFILE, kErrorTooManyOpenFiles},
+    {EACCES, kErrorAccessDenied},
+    {EPERM, kErrorAccessDenied},
+    {EISDIR, kErrorAccessDenied},
+    {EBADF, kErrorInvalidHandle},
+    {ENOMEM, kErrorNotEnoughMemory},
+    {EROFS, kErrorWriteProtect},
+    {EXDEV, kErrorNotSameDevice},
+    {EBUSY, kErrorSharingViolation},
+    {ETXTBSY, kErrorSharingViolation},
+    {EAGAIN, kErrorSharingViolation},
+    {ENOSPC, kErrorDiskFull},
+    {EDQUOT, kErrorDiskFull},
+    {EOPNOTSUPP, kErrorNotSupported},
+    {ENOSYS, kErrorNotSupported},
+    {EEXIST, kErrorFileExists},
+    {EEXIST, kErrorAlreadyExists},
+    {EINVAL, kErrorInvalidParameter},
+    {EFAULT, kErrorInvalidParameter},
+    {EILSEQ, kErrorInvalidName},
+    {ESPIPE, kErrorSeekOnDevice},
+    {ENOTEMPTY, kErrorDirNotEmpty},
+    {ENAMETOOLONG, kErrorNameTooLong},
+    {EFBIG, kErrorFileTooLarge},
+    {EOVERFLOW, kErrorFileTooLarge},
+    {ELOOP, kErrorCannotResolveName},
+    {EIO, kErrorIoDevice},
+    {EIO, kErrorReadFault},
+    {EIO, kErrorWriteFault},
+};
+
+}  // namespace
+
+}  // namespace kxw
+
+void qmSetLastError(int code) { kxw::lastError = code; }
+
+int qmGetLastError() { return kxw::lastError; }
 
 namespace kxw {
 
@@ -22,59 +71,18 @@ int Report(int code) {
 int ReportHost(bool success) { return Report(success ? 0 : CodeOfHostError(errno)); }
 
 int CodeOfHostError(int hostError) {
-  switch (hostError) {
-    case 0:
-      return kErrorNone;
-    case ENOENT:
-      return kErrorFileNotFound;
-    case ENOTDIR:
-      return kErrorPathNotFound;
-    case EMFILE:
-    case ENFILE:
-      return kErrorTooManyOpenFiles;
-    case EACCES:
-    case EPERM:
-    case EISDIR:
-      return kErrorAccessDenied;
-    case EBADF:
-      return kErrorInvalidHandle;
-    case ENOMEM:
-      return kErrorNotEnoughMemory;
-    case EROFS:
-      return kErrorWriteProtect;
-    case EXDEV:
-      return kErrorNotSameDevice;
-    case EBUSY:
-    case ETXTBSY:
-    case EAGAIN:
-      return kErrorSharingViolation;
-    case ENOSPC:
-    case EDQUOT:
-      return kErrorDiskFull;
-    case ENOSYS:
-    case EOPNOTSUPP:
-      return kErrorNotSupported;
-    case EEXIST:
-      return kErrorFileExists;
-    case EINVAL:
-    case EFAULT:
-      return kErrorInvalidParameter;
-    case EILSEQ:
-      return kErrorInvalidName;
-    case ESPIPE:
-      return kErrorSeekOnDevice;
-    case ENOTEMPTY:
-      return kErrorDirNotEmpty;
-    case ENAMETOOLONG:
-      return kErrorNameTooLong;
-    case EFBIG:
-    case EOVERFLOW:
-      return kErrorFileTooLarge;
-    case ELOOP:
-      return kErrorCannotResolveName;
-    default:
-      return kErrorIoDevice;
+  if (hostError == 0) return kErrorNone;
+  for (const HostError& entry : kHostErrors) {
+    if (entry.hostError == hostError) return entry.code;
   }
+  return kErrorIoDevice;
+}
+
+std::string ErrorMessage(int code) {
+  for (const HostError& entry : kHostErrors) {
+    if (entry.code == code) return std::generic_category().message(entry.hostError);
+  }
+  return "";
 }
 
 }  // namespace kxw

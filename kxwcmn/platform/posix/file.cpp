@@ -28,6 +28,7 @@ using kxw::detail::FaultPoint;
 
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kNewFolderMode = 0777;
+constexpr u64 kMostPerHostCall = u64{1} << 30;  // some hosts refuse 2 GiB and more
 
 /// An open file. The position is kept here and not by the host, so that a seek costs nothing and
 /// paging a block is one host call.
@@ -110,6 +111,7 @@ void RemoveNameOf(const OpenFile& file) {
 /// file ends or the host fails. Returns the code.
 template <class Transfer>
 int TransferAll(OpenFile* file, DWORD size, u64 hostLimit, DWORD* done, Transfer transfer) {
+  hostLimit = std::min(hostLimit, kMostPerHostCall);
   *done = 0;
   while (*done < size) {
     const auto part = static_cast<std::size_t>(std::min<u64>(size - *done, hostLimit));

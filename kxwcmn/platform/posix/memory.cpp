@@ -13,7 +13,7 @@
 // - below 4096 bytes: on the heap, behind a Head; never at a multiple of 4096;
 // - 4096 bytes and more: on the heap at a multiple of 4096, with a Head at the end of the page in
 //   front of it;
-// - 128 KiB and more: in a region, without a Head.
+// - 128 KiB and more: in a region, without a Head, unless there is no room for one.
 
 namespace {
 
@@ -79,7 +79,8 @@ void* Allocate(DWORD size, DWORD flags) {
   const bool zeroed = !(flags & kxw::kAllocUninitialized);
   if (size < kPage) return AllocateSmall(size, zeroed);
   if (kUseRegions && size >= kxw::Regions::kSmallest) {
-    return kxw::Regions::Get().Allocate(size, zeroed);
+    // Where the host has no room for another region, the heap may still have some for a block.
+    if (void* block = kxw::Regions::Get().Allocate(size, zeroed)) return block;
   }
   return AllocatePages(size, zeroed);
 }

@@ -118,19 +118,15 @@ Regions::Region* Regions::Map(std::size_t size) {
   }
 }
 
-void Regions::Unmap(Region* region) {
-  munmap(region->start, region->mapped);
-  mapped_ -= region->mapped;
-  regions_.erase(reinterpret_cast<std::uintptr_t>(region->start) / kRegionSize);
-}
-
-/// Takes a region without blocks out of service.
-void Regions::Release(Region* region) {
+/// Takes a region without blocks out of service. Returns it if it is to go back to the host.
+std::unique_ptr<Regions::Region> Regions::Release(Region* region) {
   if (region->sizeClass != kOwnRegion && !reserve_) {
     reserve_ = region;
-  } else {
-    Unmap(region);
+    return nullptr;
   }
+  mapped_ -= region->mapped;
+  auto node = regions_.extract(reinterpret_cast<std::uintptr_t>(region->start) / kRegionSize);
+  return std::move(node.mapped());
 }
 
 void Regions::Link(Region* region) {
@@ -193,20 +189,23 @@ Regions::Region* Regions::Find(const void* address, std::size_t* slot) {
 }
 
 bool Regions::Free(void* address) {
-  const std::lock_guard guard(mutex_);
-  std::size_t slot;
-  Region* region = Find(address, &slot);
-  if (!region) return false;
-  const bool wasFull = !region->HasRoom();
-  region->Give(static_cast<DWORD>(slot));
-  if (region->sizeClass == kOwnRegion) {
-    Release(region);
-  } else if (region->used == 0) {
-    if (!wasFull) Unlink(region);
-    Release(region);
-  } else if (wasFull) {
-    Link(region);
+  std::unique_ptr<Region> gone;
+  {
+    const std::lock_guard guard(mutex_);
+    std::size_t slot;
+    Region* region = Find(address, &slot);
+    if (!region) return false;
+    const bool wasFull = !region->HasRoom();
+    region->Give(static_cast<DWORD>(slot));
+    if (region->used == 0) {
+      if (!wasFull) Unlink(region);
+      gone = Release(region);
+    } else if (wasFull) {
+      Link(region);
+    }
   }
+  // Outside the lock, for the host takes its time over a large one.
+  if (gone) munmap(gone->start, gone->mapped);
   return true;
 }
 

@@ -63,8 +63,7 @@ class Regions {
   static std::size_t SizeOfClass(int sizeClass);
 
   Region* Map(std::size_t size);
-  void Unmap(Region* region);
-  void Release(Region* region);
+  std::unique_ptr<Region> Release(Region* region);
   Region* RegionWithRoom(int sizeClass);
   Region* Find(const void* address, std::size_t* slot);
   void Link(Region* region);
