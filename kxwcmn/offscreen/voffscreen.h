@@ -500,6 +500,46 @@ class KX_EXPORT KXVOffscreen {
                 KXVOffscreen* second, const KXPoint& origin, const KXRect& clip, int margin,
                 int* count, int abortable);
 
+  // One variant of the fill each, by the terms in which it reads and writes; `FloodFill` chooses
+  // among them by the reference's depth and the margin. They take images of any depth and do
+  // nothing, returning 0, for a null `paint` or `reference`.
+
+  static int FloodFillFrom1Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                               DWORD color, KXVOffscreen* reference, KXVOffscreen* second,
+                               const KXPoint& origin, const KXRect& clip, int* count,
+                               int abortable);
+  static int FloodFillFrom2Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                               DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                               const KXRect& clip, int* count, int abortable);
+  static int FloodFillFrom8Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                               DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                               const KXRect& clip, int margin, int* count, int abortable);
+  static int FloodFillFrom16Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                                const KXRect& clip, int margin, int* count, int abortable);
+  static int FloodFillFrom32Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                                const KXRect& clip, int margin, int* count, int abortable);
+  static int FloodFillFrom64Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed, u64 color,
+                                KXVOffscreen* reference, const KXPoint& origin, const KXRect& clip,
+                                int margin, int* count, int abortable);
+  static int FloodFillFrom8BitNoMargin(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                       DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                                       const KXRect& clip, int* count, int abortable);
+  static int FloodFillFrom16BitNoMargin(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                        DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                                        const KXRect& clip, int* count, int abortable);
+  static int FloodFillFrom32BitNoMargin(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                        DWORD color, KXVOffscreen* reference, const KXPoint& origin,
+                                        const KXRect& clip, int* count, int abortable);
+  static int FloodFillFrom64BitNoMargin(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                        u64 color, KXVOffscreen* reference, const KXPoint& origin,
+                                        const KXRect& clip, int* count, int abortable);
+  /// Knows no clip: the whole of `paint` may be painted.
+  static int FloodFillFromGeneric(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
+                                  DWORD color, KXVOffscreen* reference, KXVOffscreen* second,
+                                  const KXPoint& origin, int margin, int* count, int abortable);
+
   // --- Shapes (drawing) -------------------------------------------------------------------------
 
   /// With `behind` 0 the virtual `RectFill`. Otherwise lays `color` under what `rect` holds, as ink
