@@ -21,7 +21,8 @@ class KX_EXPORT KXAbort {
   static void SetCallback(Callback callback);
 
  protected:
-  /// The answer to one question, as the callback gives it; every other wish of the host is 1.
+  /// The answer to one question: the callback's as it stands, or 1 for any wish of the host to
+  /// stop.
   int InternalAbort();
 
  private:

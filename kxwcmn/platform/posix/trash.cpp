@@ -85,13 +85,13 @@ std::string PercentEncoded(const std::string& path) {
   return result;
 }
 
-std::string InfoText(const std::string& originalPath) {
+std::string InfoText(const std::string& formerPath) {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
   char date[32];
   std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
-  return "[Trash Info]\nPath=" + PercentEncoded(originalPath) + "\nDeletionDate=" + date + "\n";
+  return "[Trash Info]\nPath=" + PercentEncoded(formerPath) + "\nDeletionDate=" + date + "\n";
 }
 
 bool WriteAll(int descriptor, const std::string& text) {
@@ -104,9 +104,9 @@ bool WriteAll(int descriptor, const std::string& text) {
   return true;
 }
 
-/// Moves `path` into `trash`, noting `originalPath`. The text comes first: creating it exclusively
+/// Moves `path` into `trash`, noting `formerPath`. The text comes first: creating it exclusively
 /// reserves the name. Returns 0 or errno.
-int MoveInto(const std::string& trash, const std::string& path, const std::string& originalPath) {
+int MoveInto(const std::string& trash, const std::string& path, const std::string& formerPath) {
   if (!MakeOwnFolder(trash + "/files") || !MakeOwnFolder(trash + "/info")) return errno;
   const std::string name = path.substr(path.rfind('/') + 1);
   for (int number = 1; number < INT_MAX; ++number) {
@@ -115,7 +115,7 @@ int MoveInto(const std::string& trash, const std::string& path, const std::strin
     const int descriptor = open(info.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (descriptor < 0 && errno == EEXIST) continue;
     if (descriptor < 0) return errno;
-    int error = WriteAll(descriptor, InfoText(originalPath)) ? 0 : errno;
+    int error = WriteAll(descriptor, InfoText(formerPath)) ? 0 : errno;
     if (close(descriptor) != 0 && error == 0) error = errno;
     const std::string target = trash + "/files/" + unique;
     if (error == 0) error = RenameWithoutReplacing(path.c_str(), target.c_str());
