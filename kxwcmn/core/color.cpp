@@ -48,8 +48,8 @@ WORD UnitToWord(double unit) { return static_cast<WORD>(unit * 65535.0); }
 }  // namespace
 
 KXColor::KXColor(const tagQMRGBCOLOR16& rgb)
-    : color_(kxw::MakeColor(kxw::Narrow(rgb.red), kxw::Narrow(rgb.green), kxw::Narrow(rgb.blue),
-                            kxw::Narrow(rgb.alpha))) {}
+    : color_(kxw::MakeColor(kxw::NarrowWord(rgb.red), kxw::NarrowWord(rgb.green),
+                            kxw::NarrowWord(rgb.blue), kxw::NarrowWord(rgb.alpha))) {}
 
 KXColor::KXColor(const tagQMHSVCOLOR16& hsv) {
   const UnitRgb rgb = FromHsv(hsv.hue, hsv.saturation * 0.01, hsv.value * 0.01);
@@ -66,8 +66,8 @@ void KXColor::SetChannel(int channel, BYTE value) {
 }
 
 KXRgbColor::KXRgbColor(QMCOLORREF color)
-    : KXRgbColor(kxw::Widen(kxw::Alpha(color)), kxw::Widen(kxw::Red(color)),
-                 kxw::Widen(kxw::Green(color)), kxw::Widen(kxw::Blue(color))) {}
+    : KXRgbColor(kxw::WidenByte(kxw::Alpha(color)), kxw::WidenByte(kxw::Red(color)),
+                 kxw::WidenByte(kxw::Green(color)), kxw::WidenByte(kxw::Blue(color))) {}
 
 KXRgbColor::KXRgbColor(const tagQMHSVCOLOR16& hsv) {
   const UnitRgb rgb =

@@ -41,17 +41,17 @@ constexpr WORD Blue64(u64 color) { return static_cast<WORD>(color >> 32); }
 constexpr WORD Alpha64(u64 color) { return static_cast<WORD>(color >> 48); }
 
 /// A byte spread over the range of a word: 0xAB becomes 0xABAB.
-constexpr WORD Widen(BYTE channel) { return static_cast<WORD>(channel * 257); }
+constexpr WORD WidenByte(BYTE channel) { return static_cast<WORD>(channel * 257); }
 /// The high byte, without rounding: 0x01FF becomes 0x01.
-constexpr BYTE Narrow(WORD channel) { return static_cast<BYTE>(channel >> 8); }
+constexpr BYTE NarrowWord(WORD channel) { return static_cast<BYTE>(channel >> 8); }
 
 constexpr u64 WidenColor(QMCOLORREF color) {
-  return MakeColor64(Widen(Red(color)), Widen(Green(color)), Widen(Blue(color)),
-                     Widen(Alpha(color)));
+  return MakeColor64(WidenByte(Red(color)), WidenByte(Green(color)), WidenByte(Blue(color)),
+                     WidenByte(Alpha(color)));
 }
 constexpr QMCOLORREF NarrowColor(u64 color) {
-  return MakeColor(Narrow(Red64(color)), Narrow(Green64(color)), Narrow(Blue64(color)),
-                   Narrow(Alpha64(color)));
+  return MakeColor(NarrowWord(Red64(color)), NarrowWord(Green64(color)), NarrowWord(Blue64(color)),
+                   NarrowWord(Alpha64(color)));
 }
 
 }  // namespace kxw
