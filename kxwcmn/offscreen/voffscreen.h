@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -482,6 +483,35 @@ class KX_EXPORT KXVOffscreen {
   int GetExtentBlock(tagRECT& out);
   /// Bytes of the image's blocks: of all, or of those on memory only.
   u64 GetUsedMemory(int onMemoryOnly) const;
+
+  // --- Mixing rows (compositing) ----------------------------------------------------------------
+
+  /// Passes the pixels `x1` to `x2`, both inclusive, of the cursor's row to `mixer`, which usually
+  /// has this image as its destination. Skipped are those that `mask`, if not null, holds back, and
+  /// those whose byte in `pattern`, if not null, is 0: four bytes, picked by the low two bits of x.
+  ///
+  /// The caller has set the row: this cursor's y under a write lock, the mask's by `MoveCursorY`,
+  /// and the source's cursor, if there is one, at the pixel that goes to `x1`. The cursors end one
+  /// pixel behind `x2`. Raises 0x20010008 for a null `mixer`.
+  void FillLineRowForPolygon(int x1, int x2, KXVOffPixelMixer* mixer, KXVOffPixelMask* mask,
+                             const BYTE* pattern);
+
+  // --- Ordered dither (compositing) -------------------------------------------------------------
+
+  /// 17 levels of a pattern of 4 by 4 cells: in level n the first n cells of the fill order are 1.
+  using DitherLevels = std::array<std::array<std::array<BYTE, 4>, 4>, 17>;
+  static const DitherLevels cbDitherTable;   ///< All other cells are 0.
+  static const DitherLevels cbDitherTable2;  ///< The next cell is 0 and all others are 2.
+  /// Thresholds of 16 by 16 cells, row by row.
+  static const std::array<BYTE, 256> cbDitherTable256;
+
+  // Whether the pixel under the cursor is set, 1 or 0, in an area of a given density. Densities
+  // beyond the range count as its ends.
+  int GetDitherValue(int value) const;     ///< 0 to 256, over 16 by 16 pixels.
+  int GetDitherValue16(int value) const;   ///< 0 to 16, over 4 by 4 pixels.
+  int GetDitherValue255(int value) const;  ///< 0 to 255, over 16 by 16 pixels.
+  /// The threshold of a pixel.
+  static BYTE GetDitherOrgValue255(int x, int y);
 
   // --- Flood fill (drawing) ---------------------------------------------------------------------
 

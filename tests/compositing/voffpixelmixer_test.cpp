@@ -1,0 +1,202 @@
+#include "kxwcmn/compositing/voffpixelmixer.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "kxwcmn/compositing/pixelmixer.h"
+#include "kxwcmn/compositing/voffpixelmask.h"
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "tests/support/images.h"
+
+namespace {
+
+using namespace testing_kxw;
+
+struct Call {
+  int bits, x;
+  u64 color;
+  int weight;
+  bool operator==(const Call&) const = default;
+};
+
+class Recorder : public KXPixelMixer {
+ public:
+  void Do1Bit(KXVOffscreen* o, BYTE v) override { Add(o, 1, v, -1); }
+  void Do2Bit(KXVOffscreen* o, BYTE v) override { Add(o, 2, v, -1); }
+  void Do8Bit(KXVOffscreen* o, BYTE v) override { Add(o, 8, v, -1); }
+  void Do24Bit(KXVOffscreen* o, DWORD c) override { Add(o, 24, c, -1); }
+  void Do32Bit(KXVOffscreen* o, DWORD c, BYTE w) override { Add(o, 32, c, w); }
+  void Do48Bit(KXVOffscreen* o, u64 c, WORD w) override { Add(o, 48, c, w); }
+  void Do64Bit(KXVOffscreen* o, u64 c, WORD w) override { Add(o, 64, c, w); }
+
+  std::vector<Call> calls;
+
+ private:
+  void Add(KXVOffscreen* o, int bits, u64 color, int weight) {
+    calls.push_back({bits, o->GetCursorPosX(), color, weight});
+  }
+};
+
+TEST(VOffPixelMixer, DepthSelectsTheOperation) {
+  ImagePtr image = MakeImage(64, 4, 4);
+  Recorder node;
+  KXVOffPixelMixer mixer;
+  mixer.SetColor(KXComplexColor(64, u64{0x8070000000000000}));
+  mixer.SetDstOffscreen(64, image.get());
+  mixer.Do();  // no node: nothing
+  EXPECT_EQ(mixer.SetNode(&node), nullptr);
+  const KXComplexColor laid(8, BYTE{9});  // the weight stays that of the mixer's own colour
+  for (int depth : {1, 2, 8, 16, 24, 32, 48, 64, 7}) {
+    mixer.SetDstOffscreen(depth, image.get());
+    mixer.Do(laid);
+  }
+  const std::vector<Call> expected = {{8, 0, 9, -1},
+                                      {8, 0, 9, -1},
+                                      {8, 0, 9, -1},
+                                      {24, 0, 0xFFF6F6F6, -1},
+                                      {24, 0, 0xFFF6F6F6, -1},
+                                      {32, 0, 0xFFF6F6F6, 0x80},
+                                      {48, 0, 0xFFFFF6F6F6F6F6F6, 0x8070},
+                                      {64, 0, 0xFFFFF6F6F6F6F6F6, 0x8070}};
+  EXPECT_EQ(node.calls, expected);
+  mixer.SetDstOffscreen(image.get());
+  mixer.Do();
+  EXPECT_EQ(node.calls.back(), (Call{64, 0, 0x8070000000000000, 0x8070}));
+}
+
+TEST(VOffPixelMixer, ChainGrowsAtItsTail) {
+  Recorder a, b, c;
+  KXVOffPixelMixer mixer;
+  EXPECT_EQ(mixer.PushNode(&a), nullptr);
+  EXPECT_EQ(mixer.PushNode(&b), &a);
+  EXPECT_EQ(mixer.PushNode(&c), &b);
+  EXPECT_EQ(b.GetNext(), &c);
+  EXPECT_THROW(mixer.PushNode(&a), KXException);  // it would never end
+  EXPECT_EQ(mixer.SetNode(&c), &a);
+}
+
+TEST(VOffPixelMixer, SourceWithoutMemoryErases) {
+  ImagePtr image = MakeImage(32, 4, 4), source = MakeImage(8, 600, 8);
+  source->Lock(300, 5, 1);
+  source->Set8BitColor(0x40);
+  source->Unlock();
+  KXVOffscreenAutoLock lock(image.get(), 0, 0, 1), sourceLock(source.get(), 0);
+  Recorder node;
+  KXVOffPixelMixer mixer;
+  mixer.SetColor(KXComplexColor::cWhite);
+  mixer.SetDstOffscreen(image.get());
+  mixer.SetNode(&node);
+  mixer.SetSrcOffscreen(source.get(), {290, 4});
+  mixer.RelativeSrcCursor(10, 1);
+  mixer.DoSrc();
+  mixer.RelativeSrcCursorX(-290);
+  mixer.DoSrc();
+  mixer.RelativeSrcCursorY(0);
+  mixer.NextSrcCursorX();
+  EXPECT_EQ(source->GetCursorPosX(), 1);
+  EXPECT_EQ(source->GetCursorPosY(), 4);
+  const std::vector<Call> expected = {{32, 0, 0x40000000, 255}, {32, 0, 0x00FFFFFF, 255}};
+  EXPECT_EQ(node.calls, expected);
+}
+
+TEST(VOffPixelMask, Comparisons) {
+  const struct {
+    DWORD a, b;
+    int whiteEqual;
+    bool sameColor, sameAlpha;
+  } cases[] = {
+      {0x80123456, 0x80123456, 0, true, true},  {0x80123456, 0x81123456, 0, false, false},
+      {0x00123456, 0x00654321, 0, true, true},  {0x00FFFFFF, 0xFFFFFFFF, 0, false, false},
+      {0x00FFFFFF, 0xFFFFFFFF, 1, true, false}, {0xFFFFFFFF, 0xFFFFFFFE, 1, false, true},
+  };
+  const KXVOffPixelMask mask;
+  for (const auto& c : cases) {
+    EXPECT_EQ(mask.IsMaskCompare(0, c.a, c.b, c.whiteEqual), c.sameColor);
+    EXPECT_EQ(mask.IsMaskCompare(1, c.a, c.b, c.whiteEqual), !c.sameColor);
+    EXPECT_EQ(mask.IsMaskCompare(2, c.a, c.b, c.whiteEqual), c.sameAlpha);
+    EXPECT_EQ(mask.IsMaskCompare(3, c.a, c.b, c.whiteEqual), !c.sameAlpha);
+    EXPECT_EQ(mask.IsMaskCompare(96, c.a, c.b, c.whiteEqual), 0);
+    EXPECT_EQ(mask.IsMaskCompare(-1, c.a, c.b, c.whiteEqual), 0);
+  }
+}
+
+TEST(VOffPixelMask, ListEndsAtTheFirstEmptyEntry) {
+  ImagePtr image = MakeImage(32, 20, 20), first = MakeImage(8, 20, 20),
+           third = MakeImage(8, 20, 20);
+  KXVOffscreenAutoLock lock(image.get(), 0), lock1(first.get(), 1), lock3(third.get(), 1);
+  KXVOffPixelMask mask;
+  EXPECT_FALSE(mask.IsMaskEnable());
+  EXPECT_EQ(mask.IsMaskFree(image.get(), 3, 3), 1);
+  mask.SetMaskInfo(0, {2, first.get(), 0xFF000000, {2, 1}, 0});
+  mask.SetMaskInfo(2, {3, third.get(), 0x12000000, {0, 0}, 0});  // would hold all back
+  EXPECT_TRUE(mask.IsMaskEnable());
+  EXPECT_THROW(mask.SetMaskInfo(4, {}), KXException);
+  EXPECT_EQ(mask.GetMaskInfo(-1), nullptr);
+
+  first->MoveCursor(5, 6);
+  first->Set8BitColor(255);
+  EXPECT_EQ(mask.IsMaskFree(image.get(), 7, 7), 0);
+  EXPECT_EQ(mask.IsMaskFree(image.get(), 8, 7), 1);
+  mask.MoveCursorY(image.get(), 7);
+  EXPECT_EQ(third->GetCursorPosY(), 7);
+  EXPECT_EQ(third->GetCursorPosX(), -1);  // where the lock had put it
+  EXPECT_EQ(mask.IsMaskFreeX(image.get(), 7), 0);
+  EXPECT_EQ(mask.IsMaskFreeX(image.get(), 6), 1);
+  mask.GetMaskInfo(1)->offscreen = third.get();
+  mask.GetMaskInfo(1)->mode = 96;
+  EXPECT_EQ(mask.IsMaskFree(image.get(), 8, 7), 0);  // now the third entry is reached
+}
+
+// The row engine beside a plain walk over arrays, with rows that leave the image and cross seams.
+TEST(MixRow, EqualsAWalkOverArrays) {
+  ImagePtr image = MakeImage(32, 300, 4), source = MakeImage(32, 700, 4),
+           gate = MakeImage(8, 600, 4);
+  Random random(5);
+  std::vector<DWORD> sourcePixels(700);
+  std::vector<BYTE> gatePixels(600);
+  KXVOffscreenAutoLock lock(image.get(), 1), sourceLock(source.get(), 1), gateLock(gate.get(), 1);
+  for (int x = 0; x < 700; ++x) {
+    source->MoveCursor(x, 2);
+    source->Set32BitColor(sourcePixels[static_cast<std::size_t>(x)] = DWORD(random.Bits()));
+  }
+  for (int x = 0; x < 600; ++x) {
+    gate->MoveCursor(x, 3);
+    gate->Set8BitColor(gatePixels[static_cast<std::size_t>(x)] = random.OneIn(3) ? 255 : 0);
+  }
+  const auto at = [](const auto& row, int x, auto outside) {
+    return x < 0 || x >= static_cast<int>(row.size()) ? outside : row[static_cast<std::size_t>(x)];
+  };
+  for (int round = 0; round < 200; ++round) {
+    const int x1 = random.Edge(-20, 320), x2 = random.Edge(-20, 320), srcX = random.Int(-9, 500);
+    const BYTE pattern[4] = {BYTE(random.Int(0, 1)), 0, BYTE(random.Int(0, 9)), 1};
+    const bool usePattern = random.OneIn(2), useMask = random.OneIn(2), useSource = random.OneIn(2);
+    Recorder node;
+    KXVOffPixelMixer mixer;
+    mixer.SetDstOffscreen(image.get());
+    mixer.SetNode(&node);
+    mixer.SetColor(KXComplexColor(32, DWORD{0x70123456}));
+    if (useSource) mixer.SetSrcOffscreen(source.get(), {srcX, 2});
+    mixer.RelativeSrcCursor(0, 0);
+    KXVOffPixelMask mask;
+    mask.SetMaskInfo(0, {2, gate.get(), 0xFF000000, {-30, -1}, 0});
+    image->MoveCursor(99, 2);
+    mask.MoveCursorY(image.get(), 2);
+
+    std::vector<Call> expected;
+    for (int x = x1; x <= x2; ++x) {
+      if (usePattern && pattern[x & 3] == 0) continue;
+      if (useMask && at(gatePixels, x + 30, BYTE{0}) == 255) continue;
+      const DWORD color =
+          useSource ? at(sourcePixels, srcX + x - x1, DWORD{0x00FFFFFF}) : 0x70123456;
+      expected.push_back({32, x, color, 0x70});
+    }
+    image->FillLineRowForPolygon(x1, x2, &mixer, useMask ? &mask : nullptr,
+                                 usePattern ? pattern : nullptr);
+    ASSERT_EQ(node.calls, expected) << round;
+    EXPECT_EQ(image->GetCursorPosX(), std::max(x1, x2 + 1));
+  }
+}
+
+}  // namespace
