@@ -141,8 +141,12 @@ TEST(Grid, GrowthAndShrinkingKeepThePicture) {
         const bool column = type % 2 == 0, isLast = (column ? width : height) <= 256;
         ASSERT_EQ(image->DeallocateBlock(static_cast<DEALLOCATE_BLOCK_TYPE>(type)),
                   type < 4 && !isLast);
-        if (type == 2 && !isLast) ASSERT_EQ(image->GetWidth(), (width - 1) / 256 * 256);
-        if (type == 1 && !isLast) ASSERT_EQ(image->GetHeight(), height - 256);
+        if (type == 2 && !isLast) {
+          ASSERT_EQ(image->GetWidth(), (width - 1) / 256 * 256);
+        }
+        if (type == 1 && !isLast) {
+          ASSERT_EQ(image->GetHeight(), height - 256);
+        }
       } else {
         const KXRect keep(random.Edge(0, width - 1), random.Edge(0, height - 1), width, height);
         KXPoint shift;

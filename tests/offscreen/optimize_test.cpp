@@ -91,7 +91,9 @@ TEST(Optimize, AndExtentsAgreeWithALookAtEveryPixel) {
       ASSERT_EQ(image->GetExtentRect(got), !box.IsRectEmpty()) << bits << " " << seed;
       ASSERT_EQ(got, box) << bits << " bits, seed " << seed;
       ASSERT_EQ(image->GetExtentBlock(got), !blockBox.IsRectEmpty());
-      if (!blockBox.IsRectEmpty()) ASSERT_EQ(got, blockBox);
+      if (!blockBox.IsRectEmpty()) {
+        ASSERT_EQ(got, blockBox);
+      }
 
       image->Lock(0, 0, 0);
       image->Optimize();  // in use: nothing may happen
