@@ -17,12 +17,23 @@ std::map<std::string, double>& Wanted();
 
 /// Registers both sides of an operation, to run one after the other. Call it from a namespace-scope
 /// initialiser: `const bool kAdded = kxw::bench::Add("…", 0.9, Ours, "memcpy", Limit);`
+/// The time compared is the processor's.
 template <class Ours, class Other>
 bool Add(const std::string& operation, double wanted, Ours ours, const std::string& beside,
          Other other) {
   if (wanted > 0) Wanted()[operation] = wanted;
   benchmark::RegisterBenchmark((operation + "|ours").c_str(), ours);
   benchmark::RegisterBenchmark((operation + "|" + beside).c_str(), other);
+  return true;
+}
+
+/// The same where waiting counts, as for a disk: real time is compared.
+template <class Ours, class Other>
+bool AddReal(const std::string& operation, double wanted, Ours ours, const std::string& beside,
+             Other other) {
+  if (wanted > 0) Wanted()[operation] = wanted;
+  benchmark::RegisterBenchmark((operation + "|ours").c_str(), ours)->UseRealTime();
+  benchmark::RegisterBenchmark((operation + "|" + beside).c_str(), other)->UseRealTime();
   return true;
 }
 

@@ -25,10 +25,15 @@ void DepthOffscreen<Depth>::ClearBlock(BYTE* address) {
   if (!address) return;
   BYTE pattern[8];
   const int length = Depth::ClearPattern({byteClearColor_, clearColor_, clearColor64_}, pattern);
-  // One row from the pattern, the others from it: the row stays in the nearest cache.
-  FillPattern(address, kRowBytes<Depth>, pattern, length);
-  for (int row = 1; row < kBlockSize; ++row) {
-    std::memcpy(address + row * kRowBytes<Depth>, address, kRowBytes<Depth>);
+  if (length == 1) {
+    std::memset(address, pattern[0], kBlockBytes<Depth>);
+    return;
+  }
+  // A few rows from the pattern, the others from them: these stay in the nearest cache.
+  constexpr int kRows = 8;
+  FillPattern(address, kRows * kRowBytes<Depth>, pattern, length);
+  for (int row = kRows; row < kBlockSize; row += kRows) {
+    std::memcpy(address + row * kRowBytes<Depth>, address, kRows * kRowBytes<Depth>);
   }
 }
 

@@ -6,24 +6,28 @@
 #include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
+#include "kxwcmn/platform/vectorize.h"
 
 namespace {
 
 /// Whether none of `bytes` bytes, a multiple of 8 that begins on a pixel at every depth but 24, has
 /// one of the bits `used`, which repeat every 8 bytes. Looks at long stretches without a branch.
+KXW_WIDE_VECTORS
 bool IsRunEmpty(const BYTE* at, std::size_t bytes, u64 used) {
-  constexpr std::size_t kStretch = 512;
-  for (std::size_t done = 0; done < bytes;) {
-    const std::size_t end = std::min(bytes, done + kStretch);
+  constexpr std::size_t kStretch = 4096;
+  const auto wordAt = [](const BYTE* p) {
+    u64 word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+  };
+  for (; bytes >= kStretch; bytes -= kStretch, at += kStretch) {
     u64 seen = 0;
-    for (; done < end; done += sizeof(u64)) {
-      u64 word;
-      std::memcpy(&word, at + done, sizeof word);
-      seen |= word;
-    }
+    for (std::size_t i = 0; i < kStretch; i += sizeof(u64)) seen |= wordAt(at + i);
     if (seen & used) return false;
   }
-  return true;
+  u64 seen = 0;
+  for (std::size_t i = 0; i < bytes; i += sizeof(u64)) seen |= wordAt(at + i);
+  return (seen & used) == 0;
 }
 
 /// The pixels of one row of a block that have one of the bits `kBits`.

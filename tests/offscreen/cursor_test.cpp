@@ -123,7 +123,8 @@ TEST(Cursor, Fake32MovesOnlyBetweenBlocks) {
   BYTE* const at = image->MoveCursorFake32(5, 4);
   EXPECT_EQ(at, image->GetBaseAddress() + 4 * 1024 + 5 * 4);
   EXPECT_EQ(image->GetCursorPosX(), 3);
-  EXPECT_EQ(image->MoveCursorFake32(300, 4), image->GetCurrentAddress());
+  const BYTE* const next = image->MoveCursorFake32(300, 4);
+  EXPECT_EQ(next, image->GetCurrentAddress());
   EXPECT_EQ(image->GetCursorPosX(), 300);
   image->Unlock();
 }
