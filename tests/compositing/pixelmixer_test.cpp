@@ -9,6 +9,9 @@
 #include "kxwcmn/offscreen/autolock.h"
 #include "tests/support/images.h"
 
+// A mixer has no virtual destructor, so one that an application derives has none either.
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 namespace {
 
 using namespace testing_kxw;
