@@ -70,7 +70,7 @@ void KXVirtualMemory::Create(unsigned int size, KXFilePath* folder) {
     swapFile.Delete(0);
     throw;
   }
-  allocationUnit_ = minimumUnitSize_ = kxw::PageSize();
+  minimumUnitSize_ = kxw::PageSize();
   physicalMemorySize_ = size;
   cache_.Create(size);
   created_ = true;

@@ -133,7 +133,6 @@ class KX_EXPORT KXVirtualMemory {
 
   KXSwap* swap_;
   unsigned int physicalMemorySize_ = 0;
-  unsigned int allocationUnit_ = 32768;
   unsigned int minimumUnitSize_ = 32768;
   KXVMCache cache_;
   SizeClass sizeClasses_[kSizeClasses];

@@ -10,7 +10,7 @@
 
 /// The manager's rules in their slowest form, to be compared with the manager itself: lists that
 /// are walked from the head, chunks whose owners are all looked at. Contents are one word a block;
-/// none means undefined. Blocks are never removed from `blocks`.
+/// none means undefined.
 class ManagerModel {
  public:
   struct Chunk {
@@ -21,7 +21,7 @@ class ManagerModel {
   struct Block {
     std::uint32_t size = 0;
     bool temporary = false, protect = false, locked = false, edit = false;
-    bool onMemory = false, placed = false, freed = false;
+    bool onMemory = false, placed = false;
     int chunk = -1, slot = 0;  // -1: an allocation of its own
     std::optional<std::uint32_t> memory, file;
   };
@@ -29,18 +29,14 @@ class ManagerModel {
   explicit ManagerModel(std::uint32_t bytes) : budget(bytes), margin(bytes) {}
 
   std::uint32_t budget, margin;
-  std::deque<Block> blocks;
-  std::map<std::uint32_t, std::list<Chunk>> classes{
-      {8192, {}}, {16384, {}}, {65536, {}}, {131072, {}}, {262144, {}}};
+  std::size_t chunks = 0, onMemory = 0, peak = 0, dropped = 0, written = 0, read = 0;
+  std::uint64_t bytesMoved = 0, bytesPlaced = 0;
   int failingWrite = 0;  // the write of this number, counted down to 0, fails
 
   Block* Allocate(std::uint32_t size) {
-    Block& block = blocks.emplace_back();
+    if (!Request(size)) return nullptr;
+    Block& block = blocks_.emplace_back();
     block.size = size;
-    if (!Request(size)) {
-      block.freed = true;
-      return nullptr;
-    }
     Enter(block);
     return &block;
   }
@@ -52,30 +48,23 @@ class ManagerModel {
       Request(block.size);
       Enter(block);
       loaded = !block.temporary && block.placed;
-      if (loaded) block.memory = block.file;
+      if (loaded) {
+        block.memory = block.file;
+        ++read;
+        bytesMoved += block.size;
+      }
     }
     block.edit |= edit;
     block.locked = true;
     return loaded;
   }
 
-  void Unlock(Block& block) {
-    if (block.onMemory) block.locked = false;
-  }
-
   bool Purge(Block& block) { return !block.locked && Evict(block); }
 
   void Free(Block& block) {
     if (block.onMemory) Leave(block);
-    block.freed = true;
+    if (block.placed) bytesPlaced -= block.size;
   }
-
-  std::size_t CountChunks() const {
-    std::size_t count = 0;
-    for (const auto& [size, chunks] : classes) count += chunks.size();
-    return count;
-  }
-  std::size_t CountOnMemory() const { return order_.size(); }
 
  private:
   bool Request(std::uint32_t size) {
@@ -103,26 +92,34 @@ class ManagerModel {
   }
 
   bool Evict(Block& block) {
-    if (block.onMemory && block.edit && !block.temporary) {
+    const bool writes = block.onMemory && block.edit && !block.temporary;
+    if (writes) {
+      if (!block.placed) bytesPlaced += block.size;
       block.placed = true;
       const bool fails = failingWrite > 0 && --failingWrite == 0;
       block.file = fails ? std::nullopt : block.memory;
       if (fails) return false;
+      ++written;
+      bytesMoved += block.size;
     }
     block.edit = false;
     if (block.protect) return false;
-    if (block.onMemory) Leave(block);
+    if (block.onMemory) {
+      dropped += !writes;
+      Leave(block);
+    }
     return true;
   }
 
   void Enter(Block& block) {
-    if (const auto found = classes.find(block.size); found != classes.end()) {
-      auto& chunks = found->second;
-      auto chunk = chunks.begin();
-      while (chunk != chunks.end() && chunk->freeSlots.empty()) ++chunk;
-      if (chunk == chunks.end()) {
+    if (const auto found = classes_.find(block.size); found != classes_.end()) {
+      auto& list = found->second;
+      auto chunk = list.begin();
+      while (chunk != list.end() && chunk->freeSlots.empty()) ++chunk;
+      if (chunk == list.end()) {
         const std::size_t units = 0x100000 / block.size;
-        chunk = chunks.insert(chunk, {nextChunk_++, units, {}});
+        chunk = list.insert(chunk, {nextChunk_++, units, {}});
+        ++chunks;
         for (std::size_t i = 0; i < units; ++i) chunk->freeSlots.push_back(static_cast<int>(i));
       }
       block.chunk = chunk->id;
@@ -130,6 +127,7 @@ class ManagerModel {
       chunk->freeSlots.pop_back();
     }
     order_.push_back(&block);
+    peak = std::max(peak, ++onMemory);
     block.onMemory = true;
     block.edit = block.locked = false;
     block.memory.reset();
@@ -138,19 +136,26 @@ class ManagerModel {
 
   void Leave(Block& block) {
     if (block.chunk >= 0) {
-      auto& chunks = classes[block.size];
-      auto chunk = chunks.begin();
+      auto& list = classes_[block.size];
+      auto chunk = list.begin();
       while (chunk->id != block.chunk) ++chunk;
       chunk->freeSlots.push_back(block.slot);
-      if (chunk->freeSlots.size() == chunk->units) chunks.erase(chunk);
+      if (chunk->freeSlots.size() == chunk->units) {
+        list.erase(chunk);
+        --chunks;
+      }
     }
     order_.remove(&block);
+    --onMemory;
     block.onMemory = false;
     block.chunk = -1;
     block.slot = 0;
     margin += block.size;
   }
 
+  std::deque<Block> blocks_;
+  std::map<std::uint32_t, std::list<Chunk>> classes_{
+      {8192, {}}, {16384, {}}, {65536, {}}, {131072, {}}, {262144, {}}};
   std::list<Block*> order_;  // as they came into memory
   int nextChunk_ = 0;
 };

@@ -17,7 +17,10 @@ class Random {
  public:
   explicit Random(unsigned seed) : engine_(seed) {}
   /// From 0 up to, not including, `bound`.
-  int Below(int bound) { return static_cast<int>(engine_() % static_cast<unsigned>(bound)); }
+  template <class T>
+  T Below(T bound) {
+    return static_cast<T>(engine_() % static_cast<unsigned>(bound));
+  }
   bool OneIn(int count) { return Below(count) == 0; }
 
  private:
