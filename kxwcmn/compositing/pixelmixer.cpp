@@ -204,11 +204,9 @@ void KXPixelMixerGradation::RefColorTable(BYTE* table, int size) {
   colorTableSize_ = table && size > 0 ? size : 0;
 }
 
-void KXPixelMixerGradation::Do8Bit(KXVOffscreen* offscreen, BYTE value) {
-  if (!offscreen || colorTableSize_ == 0) return;
+BYTE KXPixelMixerGradation::GetDensity(int x, int y, BYTE value) const {
   using G = kxw::IntGeometry;
-  const LONG dx = G::Sub(offscreen->GetCursorPosX(), center_.x);
-  const LONG dy = G::Sub(offscreen->GetCursorPosY(), center_.y);
+  const LONG dx = G::Sub(x, center_.x), dy = G::Sub(y, center_.y);
   // The sum keeps 32 bits. One that has wrapped below zero has no root: it is far outside.
   const LONG squares = G::Add(G::Times(dx, dx), G::Times(dy, dy));
   double t = 1.0;
@@ -219,8 +217,13 @@ void KXPixelMixerGradation::Do8Bit(KXVOffscreen* offscreen, BYTE value) {
   }
   int index = qmDouble2Int(colorTableSize_ * t);
   if (index >= colorTableSize_) index = colorTableSize_ - 1;
-  const DWORD density = kxw::Div255(DWORD{colorTable_[index]} * value);
-  if (offscreen->Get8BitColor() < density) offscreen->Set8BitColor(static_cast<BYTE>(density));
+  return static_cast<BYTE>(kxw::Div255(DWORD{colorTable_[index]} * value));
+}
+
+void KXPixelMixerGradation::Do8Bit(KXVOffscreen* offscreen, BYTE value) {
+  if (!offscreen || colorTableSize_ == 0) return;
+  const BYTE density = GetDensity(offscreen->GetCursorPosX(), offscreen->GetCursorPosY(), value);
+  Mix8<kxw::CompDarkRule>(offscreen, density);
 }
 
 // --- Gaussian -----------------------------------------------------------------------------------

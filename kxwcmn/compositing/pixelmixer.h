@@ -6,6 +6,9 @@
 #include "kxwcmn/platform/types.h"
 
 class KXVOffscreen;
+namespace kxw {
+class MixRowAccess;
+}
 
 // The interface has no virtual destructor at this level: mixers live on the stack of who draws, and
 // nobody deletes one through its base.
@@ -126,6 +129,11 @@ class KX_EXPORT KXPixelMixerGradation : public KXPixelMixer {
   void Do8Bit(KXVOffscreen* offscreen, BYTE value) override;
 
  private:
+  friend class kxw::MixRowAccess;
+
+  /// The ramp's density at (x, y), scaled by `value`; there must be a table.
+  BYTE GetDensity(int x, int y, BYTE value) const;
+
   tagPOINT center_ = {};
   int radius_ = 0;
   const BYTE* colorTable_ = nullptr;
@@ -164,6 +172,8 @@ class KX_EXPORT KXPixelMixerGaussian : public KXPixelMixer {
   DWORD GetGaussValue(int x, int y, DWORD value) const;
 
  private:
+  friend class kxw::MixRowAccess;
+
   std::shared_ptr<const DWORD[]> gaussTable_;  // 12 fractional bits
   int gaussTableTop_ = 0;                      // the last index
   tagPOINT center_ = {};

@@ -7,6 +7,7 @@
 
 void KXVOffPixelMixer::SetDstOffscreen(int depth, KXVOffscreen* offscreen) {
   dst_ = offscreen;
+  depth_ = depth;
   switch (offscreen ? depth : 0) {
     case 1:
     case 2:

@@ -25,6 +25,8 @@ class KX_EXPORT KXVOffPixelMixer {
   void SetDstOffscreen(int depth, KXVOffscreen* offscreen);
   void SetDstOffscreen(KXVOffscreen* offscreen);
   KXVOffscreen* GetDstOffscreen() const { return dst_; }
+  /// The depth that selects the mixers' operation; 0 for one that selects none.
+  int GetDepth() const { return doFunc_ ? depth_ : 0; }
 
   /// Takes the pixels of `offscreen` in place of the colour; null takes the colour again. `origin`
   /// is the source's point that matches the origin of the operation.
@@ -75,6 +77,7 @@ class KX_EXPORT KXVOffPixelMixer {
   using DoFunc = void (*)(KXVOffPixelMixer&, const KXComplexColor&);
 
   DoFunc doFunc_ = nullptr;
+  int depth_ = 0;
   KXPixelMixer* node_ = nullptr;
   KXVOffscreen* dst_ = nullptr;
   KXComplexColor color_;

@@ -362,6 +362,9 @@ class KX_EXPORT KXVOffscreen {
   void OffsetCursorY(int dy) { OffsetCursor(0, dy); }
   void NextCursorY();
   void PrevCursorY();
+  /// Moves to the pixel behind a row's last one, as a step from there would, but makes no block:
+  /// where none is the cursor stands off the grid, and any checked move brings it back.
+  void MoveCursorBehindRow(int lastX);
   // Fast: the point lies in the image.
   void MoveCursorFast(int x, int y);
   void MoveCursorXFast(int x) { MoveCursorFast(x, cursor_.y); }

@@ -138,6 +138,17 @@ void KXVOffscreen::PrevCursorY() {
   }
 }
 
+void KXVOffscreen::MoveCursorBehindRow(int lastX) {
+  const int x = kxw::IntGeometry::Add(lastX, 1);
+  const int index = GetBlockIndex(x, cursor_.y);
+  if (index == cursor_.blockIndex || GetBlockExist(index)) {
+    MoveCursor(x, cursor_.y);
+  } else {
+    LeaveBlock();
+    cursor_.x = x;
+  }
+}
+
 BYTE* KXVOffscreen::SetCurrentCursorAddressFake32(int x, int y) const {
   if (!cursor_.base) return nullptr;
   return cursor_.base + (y & kBlockMask) * blockRowBytes_ + (x & kBlockMask) * 4;

@@ -171,10 +171,9 @@ TEST(Locks, ScopedOnesGiveTheOuterLockBack) {
 
 // The same picture under every memory budget: paging must not show.
 TEST(Locks, PicturesSurviveEviction) {
-  static KXVirtualMemory roomy;
-  roomy.Create(64 << 20, nullptr);
   for (int bits : kAllDepths) {
-    ImagePtr image = MakeImage(bits, 1100, 1030), twin = MakeImage(bits, 1100, 1030, 72, &roomy);
+    ImagePtr image = MakeImage(bits, 1100, 1030),
+             twin = MakeImage(bits, 1100, 1030, 72, RoomyManager());
     PaintPlaces(*image);
     PaintPlaces(*twin);
     image->UnloadAllBlock();

@@ -20,6 +20,16 @@ inline KXVirtualMemory* SmallManager() {
   return manager;
 }
 
+/// A manager in which a few images fit whole.
+inline KXVirtualMemory* RoomyManager() {
+  static KXVirtualMemory* const manager = [] {
+    static KXVirtualMemory instance;
+    instance.Create(64 << 20, nullptr);
+    return &instance;
+  }();
+  return manager;
+}
+
 struct DeleteImage {
   void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
 };
