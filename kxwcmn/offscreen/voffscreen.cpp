@@ -181,10 +181,8 @@ void KXVOffscreen::FillPolygon64(const KXPoint*, int, tagRECT*, u64, int) {}
 void KXVOffscreen::ArcFill64(int, int, int, int, u64, const tagRECT*) {}
 void KXVOffscreen::CircleFill64(int, int, int, const u64&, int, KXVOffscreen*, const tagPOINT&,
                                 const tagRECT*, BYTE*) {}
-KXVOffscreen* KXVOffscreen::CreateAndCopyAll() { return nullptr; }
 KXVOffscreen* KXVOffscreen::CreateAndRotate90() { return nullptr; }
 KXVOffscreen* KXVOffscreen::CreateAndRotate90R() { return nullptr; }
-KXVOffscreen* KXVOffscreen::CreateSameSizeOffscr() { return nullptr; }
 KXVOffscreen* KXVOffscreen::CreateAndReverseHorz() { return nullptr; }
 KXVOffscreen* KXVOffscreen::CreateAndReverseVert() { return nullptr; }
 void KXVOffscreen::SetCurrentCursorAddress(int, int) {}

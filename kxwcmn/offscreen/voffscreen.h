@@ -71,6 +71,13 @@ class KX_EXPORT KXVOffscreen {
   static KXVOffscreen* CreateOffscreen(int bitCount);
   /// Destroys an image made by `CreateOffscreen`. Null does nothing.
   static void DeleteOffscreen(KXVOffscreen* offscreen);
+  /// Make a companion map with an image that is not yet created; the cache's may be broken. Null
+  /// for a bit count that is none of the seven, and when there is no memory.
+  static KXVOffscreenCache* CreateOffscreenCache(int bitCount);
+  static KXVOffscreenBackup* CreateOffscreenBackup(int bitCount);
+  /// Destroy a companion map with its image. Null does nothing.
+  static void DeleteOffscreenCache(KXVOffscreenCache* cache);
+  static void DeleteOffscreenBackup(KXVOffscreenBackup* backup);
 
   // --- The virtual table. Its order is part of the interface. -----------------------------------
 
@@ -162,6 +169,19 @@ class KX_EXPORT KXVOffscreen {
   virtual void Set8BitMask(BYTE value);
   virtual void Set16BitMask(int value);
 
+  /// Copies the `width` by `height` pixels at (`srcX`, `srcY`) of `src` to (`dstX`, `dstY`) here.
+  ///
+  /// What lies outside either image is left out; another depth is converted pixel by pixel. `src`
+  /// is read-locked for the call, never written and not kept; null does nothing. It may be this
+  /// image: then the pixels are read as they were before the call.
+  ///
+  /// `clearMode` 1 clears the pixels that stand for a source block without memory, any other value
+  /// leaves them. At 1, 2, 8 and 32 bits a whole block of that kind is given back here under every
+  /// value, where the grids agree: a hole is copied as a hole. A block that exists and cannot be
+  /// brought in is left out.
+  ///
+  /// A copy of all to all, of one size and depth, is `CopyAll`, whatever `clearMode` says. Raises
+  /// KXException with code 8 if a new block finds no room; what was copied before stays.
   virtual void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX,
                     int srcY, int clearMode);
   virtual void StretchCopy(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
@@ -192,9 +212,12 @@ class KX_EXPORT KXVOffscreen {
                             KXVOffscreen* clip1Bit, const tagPOINT& clipOffset, const tagRECT* clip,
                             BYTE* pattern);
 
+  /// A new image of this depth, size, resolution and contents, from the manager of the process. The
+  /// caller owns it; raises what `Create` and `CopyAll` raise, and leaves nothing behind then.
   virtual KXVOffscreen* CreateAndCopyAll();
   virtual KXVOffscreen* CreateAndRotate90();
   virtual KXVOffscreen* CreateAndRotate90R();
+  /// The same without the contents.
   virtual KXVOffscreen* CreateSameSizeOffscr();
   virtual KXVOffscreen* CreateAndReverseHorz();
   virtual KXVOffscreen* CreateAndReverseVert();
@@ -515,6 +538,79 @@ class KX_EXPORT KXVOffscreen {
   int GetDitherValue255(int value) const;  ///< 0 to 255, over 16 by 16 pixels.
   /// The threshold of a pixel.
   static BYTE GetDitherOrgValue255(int x, int y);
+
+  // --- Copies (compositing) ---------------------------------------------------------------------
+
+  /// Makes this image equal to `src`, which has its size and depth: afterwards it has memory in
+  /// exactly the blocks where `src` has, pixels beyond the edge included. Does nothing for null and
+  /// for an image of another size or depth. Raises 8 if a new block finds no room.
+  void CopyAll(KXVOffscreen* src);
+
+  /// The copy between any two depths: `Copy` with these differences.
+  ///
+  /// No block is given back. Other depths are converted through 32 bits, except that densities of 8
+  /// bits become greys at 24. Cleared pixels get the 32-bit clear colour as `Set32BitColor` stores
+  /// it.
+  ///
+  /// A non-zero `behind` lays the source under what this image holds, where both have one depth;
+  /// between unequal depths pixels are replaced all the same. Then a source block without memory is
+  /// skipped under `clearMode` 0; under every other value, 1 too, its pixels are read as what reads
+  /// of no memory give, which is nothing to lay behind, but replaces pixels of another depth.
+  void CommonCopy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+                  int clearMode, int behind);
+
+  /// The copy behind for a `src` that stands exactly over this image, at 8, 32 and 64 bits; at 16
+  /// and 24 nothing happens. With `behind` 0, unequal positions or a source below 8 bits it is
+  /// `CommonCopy`.
+  ///
+  /// It differs from that in four ways, all meant. A negative position narrows the area and does
+  /// not move the source's. At 8 bits a source of 0 is not skipped: a density of 10 becomes 11. An
+  /// opaque pixel behind a transparent one replaces it, colour and all. Source blocks without
+  /// memory are skipped under every `clearMode`. Raises 0x20010008 for images of two depths.
+  void CommonCopy2(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+                   int clearMode, int behind);
+
+  /// Lays a source through `mixer`, which has to be bound to this image; it gives the way of
+  /// mixing, and the colours come from here.
+  ///
+  /// A source of 1, 2 or 8 bits is a mask for `color`: its density weighs the alpha. The pixels of
+  /// any other source are laid themselves, but for transparent ones and, with a non-zero
+  /// `ignoreWhite`, white ones. A negative position narrows the area and does not move the
+  /// source's. `clearMode` 1 clears, for source pixels without memory, the pixels of this image at
+  /// the same coordinates, not at those that the copy leads to; this is meant. Null for `src` does
+  /// nothing. Raises 0x20010008 for a `mixer` that is null or bound to another image.
+  void CommonCopy3(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+                   KXVOffPixelMixer* mixer, u64 color, int clearMode, int ignoreWhite);
+
+  // --- Colour transforms (compositing) ----------------------------------------------------------
+
+  /// Reduces the `width` by `height` pixels at (`srcX`, `srcY`) of `src` to black, white and
+  /// nothing at (`dstX`, `dstY`) here, dithered by `cbDitherTable` at the source's pixels.
+  ///
+  /// With `useMask` 0 a source of 16 or 32 bits has its alpha and its density sorted into nothing,
+  /// dither and full; otherwise, and from every other depth of 8 bits and up, both are dithered by
+  /// themselves. Depths of 1 and 2 bits pass as they are. A non-zero `invert` exchanges black with
+  /// all else. Source blocks without memory are left out, and so is all of a null `src`.
+  void Monochromic(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+                   int invert, int useMask);
+
+  /// Stores the density of the source's colours, 0 for white, or with a non-zero `invert` their
+  /// luminance, as `Set8BitColor` does. At 16 bits it is `Copy` with a `clearMode` of 1 instead.
+  /// Source blocks without memory are left out otherwise.
+  void Grayish(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+               int invert);
+
+  /// Paints under the image, at 2, 16 and 32 bits, what `mask` says at the same coordinates:
+  /// nothing for 0, black for odd densities and white for even ones.
+  void ReverseImage(KXVOffscreen* mask, int x, int y, int width, int height);
+
+  /// At 32 bits, makes white pixels of `rect` transparent. Blocks without memory stay without.
+  void ChangeWhiteToTrans(const KXRect& rect);
+
+  /// At 16, 32 and 64 bits, lays a checkerboard of 8 by 8 pixels under `rect`, which becomes
+  /// opaque: of `colorA` and of a light tint of `colorB`, or plain if they are equal. Blocks
+  /// without contents are left out unless `includeEmpty` is not 0.
+  void RenderBackground(const KXRect& rect, DWORD colorA, DWORD colorB, int includeEmpty);
 
   // --- Flood fill (drawing) ---------------------------------------------------------------------
 

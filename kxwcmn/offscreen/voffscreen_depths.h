@@ -93,36 +93,60 @@ class KX_EXPORT NarrowDepthOffscreen : public DepthOffscreen<Depth> {
 class KX_EXPORT KXVOffscreen1Bit : public kxw::NarrowDepthOffscreen<kxw::Depth1> {
  public:
   ~KXVOffscreen1Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
 };
 
 class KX_EXPORT KXVOffscreen2Bit : public kxw::NarrowDepthOffscreen<kxw::Depth2> {
  public:
   ~KXVOffscreen2Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
 };
 
 class KX_EXPORT KXVOffscreen8Bit : public kxw::NarrowDepthOffscreen<kxw::Depth8> {
  public:
   ~KXVOffscreen8Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
 };
 
 class KX_EXPORT KXVOffscreen16Bit : public kxw::NarrowDepthOffscreen<kxw::Depth16> {
  public:
   ~KXVOffscreen16Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
 };
 
 class KX_EXPORT KXVOffscreen24Bit : public kxw::NarrowDepthOffscreen<kxw::Depth24> {
  public:
   ~KXVOffscreen24Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
 };
 
 class KX_EXPORT KXVOffscreen32Bit : public kxw::NarrowDepthOffscreen<kxw::Depth32> {
  public:
   ~KXVOffscreen32Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
 };
 
 class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
  public:
   ~KXVOffscreen64Bit() override;
+
+  void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
+            int clearMode) override;
+  /// `CommonCopy` with pixels of 64 bits, and with this depth's own clear colour.
+  virtual void Copy64(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX,
+                      int srcY, int clearMode, int behind);
 
   /// The clear value of this depth.
   u64 GetClearQMCOLORREF64() const { return clearColor64_; }

@@ -62,7 +62,7 @@ struct Depth1 {
   static constexpr DWORD kInitialClear = 0x00FFFFFF;
   static constexpr int kInitialTransparency = 256;
 
-  static Pixel Load(const BYTE* at, BYTE mask) { return (*at & mask) != 0; }
+  static constexpr Pixel Load(const BYTE* at, BYTE mask) { return (*at & mask) != 0; }
   static void Store(BYTE* at, BYTE mask, Pixel p) {
     *at = static_cast<BYTE>(p ? *at | mask : *at & ~mask);
   }
@@ -129,7 +129,7 @@ struct Depth2 {
 
   // A mask of two neighbouring bits spreads a value 0 to 3 by multiplication with its low bit, and
   // the product with 0x55 has the value in all four places.
-  static Pixel Load(const BYTE* at, BYTE mask) {
+  static constexpr Pixel Load(const BYTE* at, BYTE mask) {
     const unsigned bits = *at & mask;
     return static_cast<Pixel>((bits | bits >> 2 | bits >> 4 | bits >> 6) & 3);
   }

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "kxwcmn/core/pixelmath_internal.h"
+#include "kxwcmn/offscreen/detail/depths.h"
+
+/// Laying a source behind what a destination holds, as rules of single channels and pixels.
+namespace kxw {
+
+/// A density under another. The product is shifted and not divided by 255: 1 under 0 gives 2.
+constexpr BYTE DensityBehind(BYTE d, BYTE s) {
+  return static_cast<BYTE>(255 - ((255u - d) * (255u - s) >> 8));
+}
+
+/// A translucent colour under another, in channels up to `kFull`, over which `kOver` divides. The
+/// destination's colour counts as standing on white, and what is seen of the source's density is
+/// taken off it. An opaque destination and an empty source need no case of their own: nothing
+/// changes under these formulas.
+template <DWORD kFull, DWORD (*kOver)(DWORD)>
+struct BehindRule {
+  /// The part of the source that is seen through the destination.
+  static constexpr DWORD Seen(DWORD da, DWORD sa) { return kOver(sa * (kFull - da)); }
+  static constexpr DWORD Channel(DWORD d, DWORD s, DWORD seen) {
+    const DWORD ink = kOver((kFull - s) * seen);
+    return d > ink ? d - ink : 0;
+  }
+  static constexpr DWORD Alpha(DWORD da, DWORD sa) {
+    return kFull - kOver((kFull - sa) * (kFull - da));
+  }
+};
+
+using Behind8 = BehindRule<255, Div255>;
+using Behind16 = BehindRule<65535, Div65535>;
+
+constexpr DWORD ColorBehind(DWORD d, DWORD s) {
+  const DWORD seen = Behind8::Seen(AlphaOf(d), AlphaOf(s));
+  return PackColor(
+      Behind8::Alpha(AlphaOf(d), AlphaOf(s)), Behind8::Channel(RedOf(d), RedOf(s), seen),
+      Behind8::Channel(GreenOf(d), GreenOf(s), seen), Behind8::Channel(BlueOf(d), BlueOf(s), seen));
+}
+
+constexpr u64 Color64Behind(u64 d, u64 s) {
+  const DWORD seen = Behind16::Seen(Alpha64Of(d), Alpha64Of(s));
+  return PackColor64(Behind16::Alpha(Alpha64Of(d), Alpha64Of(s)),
+                     Behind16::Channel(Red64Of(d), Red64Of(s), seen),
+                     Behind16::Channel(Green64Of(d), Green64Of(s), seen),
+                     Behind16::Channel(Blue64Of(d), Blue64Of(s), seen));
+}
+
+/// Lays a stretch of `from` behind `to`; both rows have one depth. There is nothing to do at 24
+/// bits, where every destination is opaque.
+template <class Depth>
+void BehindRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count);
+
+}  // namespace kxw

@@ -1,0 +1,201 @@
+#include <memory>
+
+#include "kxwcmn/compositing/detail/blockwalk.h"
+#include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/offscreen/autolock.h"
+
+// What is painted under an image, in its own pixels.
+
+namespace {
+
+constexpr int kSize = KXVOffscreen::kBlockSize;
+
+template <class T>
+constexpr T Less(T a, T b) {
+  return static_cast<T>(a > b ? a - b : 0);
+}
+
+// --- White or black by a mask -------------------------------------------------------------------
+
+// A translucent pixel becomes opaque. Under white its colour stays as it is; under black it darkens
+// by what its alpha lets through.
+DWORD PaintedUnder(kxw::Depth32, DWORD p, bool black) {
+  const BYTE alpha = kxw::AlphaOf(p);
+  if (alpha == 0) return black ? KXVOffscreen::ccrBlack32Bit : KXVOffscreen::ccrWhite32Bit;
+  const BYTE seen = static_cast<BYTE>(black ? 255 - alpha : 0);
+  return kxw::PackColor(255, Less(kxw::RedOf(p), seen), Less(kxw::GreenOf(p), seen),
+                        Less(kxw::BlueOf(p), seen));
+}
+
+kxw::Depth16::Pixel PaintedUnder(kxw::Depth16, kxw::Depth16::Pixel p, bool black) {
+  if (p.alpha == 0) return {255, static_cast<BYTE>(black ? 0 : 255)};
+  return {255, Less(p.grey, static_cast<BYTE>(black ? 255 - p.alpha : 0))};
+}
+
+BYTE PaintedUnder(kxw::Depth2, BYTE p, bool black) {
+  if (kxw::Depth2::To2(p) != KXVOffscreen::cbTransmit2Bit) return p;
+  return black ? KXVOffscreen::cbBlack2Bit : KXVOffscreen::cbWhite2Bit;
+}
+
+using DensityFunc = void (*)(const BYTE* row, int column, int count, BYTE* densities);
+constexpr auto kDensities = kxw::TableOfDepths([]<class Depth>() -> DensityFunc {
+  return [](const BYTE* row, int column, int count, BYTE* densities) {
+    const kxw::RowReader<Depth> pixels(row, column, count);
+    for (int i = 0; i < count; ++i) densities[i] = Depth::To8(pixels[i]);
+  };
+});
+
+template <class Depth>
+void PaintUnder(KXVOffscreen& image, KXVOffscreen& mask, const KXRect& area, DensityFunc read) {
+  KXVOffscreenAutoLock maskLock(&mask, 0), lock(&image, 1);
+  KXBlockGetter blocks(&mask, area, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    const BYTE* base = kxw::EnterForRead(mask, part.left, part.top);
+    if (!base) continue;
+    kxw::ForEachRowPair(image, mask, base, part, 0, 0, false,
+                        [read](BYTE* to, int column, const BYTE* from, int, int count, int, int) {
+                          BYTE densities[kSize];
+                          read(from, column, count, densities);
+                          const kxw::RowReader<Depth> pixels(to, column, count);
+                          kxw::RowWriter<Depth> target(to, column, count);
+                          for (int i = 0; i < count; ++i) {
+                            const BYTE m = densities[i];
+                            target.Set(
+                                i, m ? PaintedUnder(Depth(), pixels[i], (m & 1) != 0) : pixels[i]);
+                          }
+                          target.Finish();
+                        });
+  }
+}
+
+// --- A checkerboard -----------------------------------------------------------------------------
+
+/// The square that a pixel lies on, 0 or 1: squares of 8 by 8 pixels.
+constexpr int TileOf(int x, int y) { return (x ^ y) >> 3 & 1; }
+
+/// What a depth's pixels are laid on: the paper itself, opaque, and its density by which pixels
+/// darken as far as they let it through.
+template <class Depth>
+struct Paper;
+
+template <>
+struct Paper<kxw::Depth32> {
+  explicit Paper(DWORD tile) : color(tile | 0xFF000000), density(~tile) {}
+  DWORD Under(DWORD p) const {
+    const DWORD alpha = kxw::AlphaOf(p), seen = 255 - alpha;
+    const auto channel = [seen](DWORD c, DWORD d) { return Less(c, kxw::Div255(d * seen)); };
+    const DWORD laid = kxw::PackColor(255, channel(kxw::RedOf(p), kxw::RedOf(density)),
+                                      channel(kxw::GreenOf(p), kxw::GreenOf(density)),
+                                      channel(kxw::BlueOf(p), kxw::BlueOf(density)));
+    return alpha == 0 ? color : laid;
+  }
+  DWORD color, density;
+};
+
+template <>
+struct Paper<kxw::Depth64> {
+  explicit Paper(DWORD tile) : color(kxw::Widen(tile | 0xFF000000)), density(~kxw::Widen(tile)) {}
+  u64 Under(u64 p) const {
+    const DWORD alpha = kxw::Alpha64Of(p), seen = 65535 - alpha;
+    const auto channel = [seen](DWORD c, DWORD d) { return Less(c, kxw::Div65535(d * seen)); };
+    const u64 laid = kxw::PackColor64(65535, channel(kxw::Red64Of(p), kxw::Red64Of(density)),
+                                      channel(kxw::Green64Of(p), kxw::Green64Of(density)),
+                                      channel(kxw::Blue64Of(p), kxw::Blue64Of(density)));
+    return alpha == 0 ? color : laid;
+  }
+  u64 color, density;
+};
+
+template <>
+struct Paper<kxw::Depth16> {
+  // The density is the luminance of the complement, which truncates by itself: it is not always the
+  // complement of the grey.
+  explicit Paper(DWORD tile) : grey(kxw::LuminanceOf(tile)), density(kxw::LuminanceOf(~tile)) {}
+  kxw::Depth16::Pixel Under(kxw::Depth16::Pixel p) const {
+    const DWORD laid = Less<DWORD>(p.grey, kxw::Div255(density * (255u - p.alpha)));
+    return {255, static_cast<BYTE>(p.alpha == 0 ? grey : laid)};
+  }
+  DWORD grey, density;
+};
+
+template <class Depth>
+void LayOnPaper(KXVOffscreen& image, const KXRect& rect, DWORD tile0, DWORD tile1,
+                bool includeEmpty) {
+  const Paper<Depth> papers[2] = {Paper<Depth>(tile0), Paper<Depth>(tile1)};
+  KXVOffscreenAutoLock lock(&image, 1);
+  KXBlockGetter blocks(&image, rect, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    if (!includeEmpty && image.CheckAreaType(part.left, part.top) != kAreaContents) continue;
+    kxw::ForEachRow(image, part, false, [&](BYTE* row, int column, int count, int y) {
+      const kxw::RowReader<Depth> pixels(row, column, count);
+      kxw::RowWriter<Depth> target(row, column, count);
+      for (int i = 0; i < count;) {
+        const Paper<Depth> paper = papers[TileOf(column + i, y)];
+        const int end = std::min(count, i + 8 - ((column + i) & 7));
+        for (; i < end; ++i) target.Set(i, paper.Under(pixels[i]));
+      }
+    });
+  }
+}
+
+/// A colour that is always light.
+constexpr DWORD LightTint(DWORD c) {
+  return kxw::PackColor(0, (kxw::RedOf(c) >> 1) + 127u, (kxw::GreenOf(c) >> 1) + 127u,
+                        (kxw::BlueOf(c) >> 1) + 127u);
+}
+
+}  // namespace
+
+void KXVOffscreen::ReverseImage(KXVOffscreen* mask, int x, int y, int width, int height) {
+  kxw::CopyArea area;
+  if (!mask || !kxw::CutCopyArea(*this, x, y, width, height, *mask, x, y, area)) return;
+  const int depthIndex = kxw::DepthIndex(mask->bitCount_);
+  if (depthIndex < 0) return;
+  const DensityFunc read = kDensities[static_cast<std::size_t>(depthIndex)];
+  std::unique_ptr<KXVOffscreen> snapshot;
+  if (mask == this) snapshot = kxw::MakeSnapshot(*this, area.source);
+  KXVOffscreen& from = snapshot ? *snapshot : *mask;
+  switch (bitCount_) {
+    case 2:
+      return PaintUnder<kxw::Depth2>(*this, from, area.source, read);
+    case 16:
+      return PaintUnder<kxw::Depth16>(*this, from, area.source, read);
+    case 32:
+      return PaintUnder<kxw::Depth32>(*this, from, area.source, read);
+    default:  // the other depths do not tell white from nothing
+      return;
+  }
+}
+
+void KXVOffscreen::ChangeWhiteToTrans(const KXRect& rect) {
+  if (bitCount_ != 32) return;
+  KXVOffscreenAutoLock lock(this, 1);
+  KXBlockGetter blocks(this, rect, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    if (!GetBlockExist(part.left, part.top)) continue;
+    kxw::ForEachRow(*this, part, false, [](BYTE* row, int column, int count, int /*y*/) {
+      using Depth = kxw::Depth32;
+      const kxw::RowReader<Depth> pixels(row, column, count);
+      kxw::RowWriter<Depth> target(row, column, count);
+      for (int i = 0; i < count; ++i) {
+        const DWORD p = pixels[i];
+        target.Set(i, (p & 0x00FFFFFF) == 0x00FFFFFF ? 0x00FFFFFF : p);
+      }
+    });
+  }
+}
+
+void KXVOffscreen::RenderBackground(const KXRect& rect, DWORD colorA, DWORD colorB,
+                                    int includeEmpty) {
+  const DWORD tile1 = colorA == colorB ? colorA : LightTint(colorB);
+  switch (bitCount_) {
+    case 16:
+      return LayOnPaper<kxw::Depth16>(*this, rect, colorA, tile1, includeEmpty != 0);
+    case 32:
+      return LayOnPaper<kxw::Depth32>(*this, rect, colorA, tile1, includeEmpty != 0);
+    case 64:
+      return LayOnPaper<kxw::Depth64>(*this, rect, colorA, tile1, includeEmpty != 0);
+    default:
+      return;
+  }
+}

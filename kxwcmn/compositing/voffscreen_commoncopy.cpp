@@ -1,0 +1,127 @@
+#include "kxwcmn/compositing/detail/behind.h"
+#include "kxwcmn/compositing/detail/blockwalk.h"
+#include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/voffscreen_depths.h"
+
+namespace {
+
+/// Brings a stretch of a source's row to a row of the destination.
+using RowFunc = void (*)(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count);
+
+template <class To, class From>
+constexpr RowFunc ReplaceFunc() {
+  if constexpr (To::kBits == From::kBits) {
+    return kxw::CopyRow<To>;
+  } else {
+    return kxw::ConvertRow<To, From>;
+  }
+}
+
+// By the destination's depth, then by the source's.
+constexpr auto kReplace = kxw::TableOfDepths([]<class To>() {
+  return kxw::TableOfDepths([]<class From>() { return ReplaceFunc<To, From>(); });
+});
+constexpr auto kBehind =
+    kxw::TableOfDepths([]<class Depth>() -> RowFunc { return kxw::BehindRow<Depth>; });
+
+/// A copy between two different images.
+class AnyCopy {
+ public:
+  AnyCopy(KXVOffscreen& dst, KXVOffscreen& src, const kxw::CopyArea& area, int clearMode,
+          bool behind, u64 clearColor)
+      : dst_(dst),
+        src_(src),
+        area_(area),
+        clearMode_(clearMode),
+        behind_(behind),
+        sameDepth_(dst.GetBitCount() == src.GetBitCount()),
+        clearColor_(clearColor) {}
+
+  void Run() {
+    const int to = kxw::DepthIndex(dst_.GetBitCount());
+    const int from = kxw::DepthIndex(src_.GetBitCount());
+    if (to < 0 || from < 0) return;
+    const auto toDepth = static_cast<std::size_t>(to), fromDepth = static_cast<std::size_t>(from);
+    lay_ = behind_ && sameDepth_ ? kBehind[toDepth] : kReplace[toDepth][fromDepth];
+    if (behind_ && sameDepth_ && dst_.GetBitCount() == 24) return;  // all pixels are opaque
+
+    KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);
+    KXBlockGetter blocks(&src_, area_.source, 1);
+    for (KXRect part; blocks.GetNextBlock(part);) {
+      if (!src_.GetBlockExist(part.left, part.top)) {
+        CopyHole(part);
+      } else if (const BYTE* base = kxw::EnterForRead(src_, part.left, part.top)) {
+        CopyPart(part, base);
+      }
+    }
+  }
+
+ private:
+  void CopyPart(const KXRect& part, const BYTE* base) {
+    const bool replaces = !(behind_ && sameDepth_);
+    // Whole rows of blocks that agree are one run of bytes; at 2 bits pixels change on the way.
+    if (replaces && sameDepth_ && dst_.GetBitCount() != 2 &&
+        part.Width() == KXVOffscreen::kBlockSize && (area_.dx & KXVOffscreen::kBlockMask) == 0) {
+      kxw::CopyRun(dst_, src_, base, part, area_.dx, area_.dy);
+      return;
+    }
+    const RowFunc lay = lay_;
+    kxw::ForEachRowPair(
+        dst_, src_, base, part, area_.dx, area_.dy, replaces,
+        [lay](BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count, int /*x*/,
+              int /*y*/) { lay(to, toColumn, from, fromColumn, count); });
+  }
+
+  void CopyHole(const KXRect& part) {
+    if (clearMode_ == 0) return;
+    if (!behind_) {
+      if (clearMode_ == 1) kxw::FillArea(dst_, TargetOf(part), clearColor_);
+    } else if (!sameDepth_) {
+      // Reads where there is no memory give 0 in 32 bits, and no density, which is white at 24.
+      const bool isGrey = src_.GetBitCount() == 8 && dst_.GetBitCount() == 24;
+      kxw::FillArea(dst_, TargetOf(part), isGrey ? KXVOffscreen::ccrWhite64Bit : 0);
+    }
+  }
+
+  KXRect TargetOf(const KXRect& part) const { return part + KXPoint(area_.dx, area_.dy); }
+
+  KXVOffscreen& dst_;
+  KXVOffscreen& src_;
+  const kxw::CopyArea area_;
+  const int clearMode_;
+  const bool behind_, sameDepth_;
+  const u64 clearColor_;
+  RowFunc lay_ = nullptr;
+};
+
+void CopyAny(KXVOffscreen& dst, int dstX, int dstY, int width, int height, KXVOffscreen* src,
+             int srcX, int srcY, int clearMode, int behind, u64 clearColor) {
+  if (!src) return;
+  if (!behind && kxw::IsCopyOfAll(dst, dstX, dstY, width, height, *src, srcX, srcY)) {
+    dst.CopyAll(src);
+    return;
+  }
+  kxw::CopyArea area;
+  if (!kxw::CutCopyArea(dst, dstX, dstY, width, height, *src, srcX, srcY, area)) return;
+  if (src != &dst) {
+    AnyCopy(dst, *src, area, clearMode, behind != 0, clearColor).Run();
+  } else {
+    AnyCopy(dst, *kxw::MakeSnapshot(dst, area.source), area, clearMode, behind != 0, clearColor)
+        .Run();
+  }
+}
+
+}  // namespace
+
+void KXVOffscreen::CommonCopy(int dstX, int dstY, int width, int height, KXVOffscreen* src,
+                              int srcX, int srcY, int clearMode, int behind) {
+  // Between images of 64 bits too: their pixels pass whole, as in Copy64.
+  CopyAny(*this, dstX, dstY, width, height, src, srcX, srcY, clearMode, behind,
+          QMCOLORREF32to64(clearColor_));
+}
+
+void KXVOffscreen64Bit::Copy64(int dstX, int dstY, int width, int height, KXVOffscreen* src,
+                               int srcX, int srcY, int clearMode, int behind) {
+  CopyAny(*this, dstX, dstY, width, height, src, srcX, srcY, clearMode, behind, clearColor64_);
+}
