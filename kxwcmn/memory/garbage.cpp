@@ -102,7 +102,7 @@ KXGarbageBlock* KXGarbage::CreateBlock() {
     std::unique_ptr<KXGarbageBlock[]> pool(new (std::nothrow) KXGarbageBlock[kRecordsInPool]);
     if (!pool) kxThrowError(kxw::kErrorNotEnoughMemory);
     pools_.Add(pool.get());
-    for (int i = 1; i < kRecordsInPool; ++i) free_.Add(&pool[i]);
+    for (int i = 1; i < kRecordsInPool; ++i) free_.Add(pool.get() + i);
     return pool.release();
   }
   KXGarbageBlock* record = free_[free_.GetCount() - 1];

@@ -92,7 +92,7 @@ KXSwapBlock* KXSwap::Allocate(unsigned int size) {
 
 void KXSwap::Deallocate(KXSwapBlock* block) {
   if (!block) return;
-  if (block->GetVMCacheListItem()) kxThrowError(kxw::kFailureBadArgument);
+  if (!IsListed(block) || block->GetVMCacheListItem()) kxThrowError(kxw::kFailureBadArgument);
   if (block->IsSwapped()) {
     try {
       garbage_->Add(block->GetBeginPos(), block->GetEndPos(), block->GetSize());

@@ -40,9 +40,15 @@ class KX_EXPORT KXSwap {
   /// record or the size passes 32 bits. The swap owns the block.
   KXSwapBlock* Allocate(unsigned int size);
 
-  /// Gives up the place of `block` and deletes it. Null does nothing; a block that a cache
-  /// still lists raises 0x20010008.
+  /// Gives up the place of `block` and deletes it. Null does nothing; a block that is
+  /// not in the list, or that a cache still lists, raises 0x20010008.
   void Deallocate(KXSwapBlock* block);
+
+  /// Whether `block` is one of the list itself and not a copy.
+  static bool IsListed(const KXSwapBlock* block) {
+    const KXSwapListItem* item = block->GetSwapListItem();
+    return item && item->block == block;
+  }
 
   /// Writes the bytes of `block`, which takes a place if it has none; the file grows if no gap
   /// fits. Returns 0 if the disk is full or the write failed. After a failed write the contents of

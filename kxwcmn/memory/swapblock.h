@@ -61,7 +61,7 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
   KXSwapBlock(u64 begin, u64 end, u64 size) : KXGarbageBlock(begin, end, size) {}
   /// Copies every field. The copy is a record for looking at: no list names it, and it owns neither
   /// the memory nor the place. Never assign to a block of the manager.
-  KXSwapBlock(const KXSwapBlock& other) : KXGarbageBlock() { *this = other; }
+  KXSwapBlock(const KXSwapBlock& other) : KXGarbageBlock(other) { *this = other; }
   KXSwapBlock& operator=(const KXSwapBlock& other);
 
   bool IsOnMemory() const { return memory_.IsEnable(); }

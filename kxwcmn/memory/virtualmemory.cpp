@@ -94,6 +94,7 @@ KXSwapBlock* KXVirtualMemory::Allocate(unsigned int size) {
 
 void KXVirtualMemory::Free(KXSwapBlock* block) {
   if (!block) return;
+  if (!KXSwap::IsListed(block)) kxThrowError(kxw::kFailureBadArgument);
   cache_.Remove(block);
   swap_->Deallocate(block);
 }

@@ -59,7 +59,7 @@ class KX_EXPORT KXVirtualMemory {
   /// Create. The manager owns the block.
   KXSwapBlock* Allocate(unsigned int size);
 
-  /// Destroys `block`, locked or not. Null does nothing.
+  /// Destroys `block`, locked or not. Null does nothing; a copy of a block raises 0x20010008.
   void Free(KXSwapBlock* block);
 
   /// Brings `block` into memory and returns the address of its bytes, stable until Unlock. A

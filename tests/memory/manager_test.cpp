@@ -235,6 +235,8 @@ TEST_F(Memory, BadArgumentsDoNothing) {
   KXSwapBlock* empty = manager->Allocate(0);
   EXPECT_TRUE(manager->Lock(empty, 1, nullptr));
   manager->Unlock(empty);
+  KXSwapBlock copy = *empty;
+  EXPECT_EQ(CodeOf([&] { manager->Free(&copy); }), kxw::kFailureBadArgument);
   EXPECT_EQ(manager->Purge(empty), 1);
   EXPECT_TRUE(manager->Lock(empty, 0, nullptr));
   KXVMHandle handle;
