@@ -1,0 +1,64 @@
+#include "paint_cel/console.h"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+#include "kxwcmn/kxwcmn.h"
+
+namespace paintcel {
+namespace {
+
+volatile std::sig_atomic_t stopWanted = 0;
+
+void OnInterrupt(int) { stopWanted = 1; }
+
+int AskForStop() { return stopWanted; }
+
+/// The one progress bar of the process.
+struct Bar {
+  static constexpr int kWidth = 40;
+  std::string text;
+  int steps = 0;
+  int done = 0;
+  int shown = -1;
+
+  void Show() {
+    const int percent = steps > 0 ? static_cast<int>(100LL * done / steps) : 100;
+    if (percent == shown || percent > 100) return;
+    shown = percent;
+    const std::string marks(static_cast<std::size_t>(percent * kWidth / 100), '#');
+    std::fprintf(stderr, "\r%-20s [%-*s] %3d %%", text.c_str(), kWidth, marks.c_str(), percent);
+  }
+} bar;
+
+int CreateBar(int steps, const char* text) {
+  bar = Bar{text, steps};
+  bar.Show();
+  return 1;
+}
+
+void StepBar() {
+  ++bar.done;
+  bar.Show();
+}
+
+void DestroyBar() {
+  if (bar.shown >= 0) std::fprintf(stderr, "\r\033[K");  // back to the line's start, and clear it
+  bar.shown = -1;
+}
+
+}  // namespace
+
+void ConnectConsole(bool quiet) {
+  std::signal(SIGINT, OnInterrupt);
+  KXAbort::SetCallback(AskForStop);
+  if (quiet || !isatty(STDERR_FILENO)) return;
+  KXProgressBar::SetCreateProc(CreateBar);
+  KXProgressBar::SetStepProc(StepBar);
+  KXProgressBar::SetDestroyProc(DestroyBar);
+}
+
+}  // namespace paintcel
