@@ -4,7 +4,7 @@
 #   cmake -DBUILD=<build folder> -DCONFIG=<its type> -DGENERATOR=<name> -DCXX=<compiler>
 #         -DLIBDIR=<lib, relative> -DWORK=<folder for all that is made> -P run.cmake
 cmake_minimum_required(VERSION 3.24)
-set(expected "20 40 20010008\n")
+set(expected "FF336699\n20010008\n")
 
 function(run)
   execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)

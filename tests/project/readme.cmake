@@ -1,5 +1,5 @@
 # Compares the README's map of the rooms, a table whose rows begin "| `room/` |", with the folders
-# that there are:
+# that there are, and its first program with the one that is compiled:
 #
 #   cmake -DROOT=<source folder> -P readme.cmake
 include(${CMAKE_CURRENT_LIST_DIR}/rooms.cmake)
@@ -21,3 +21,12 @@ foreach(room ${rooms})
 endforeach()
 fail_with("README.md maps rooms that are not there:" "${absent}")
 fail_with("README.md's map of the rooms lacks a row for:" "${unmapped}")
+
+file(READ ${ROOT}/README.md readme)
+file(READ ${ROOT}/examples/first_program.cpp program)
+string(FIND "${program}" "#include" begin)  # below the line that names the README
+string(SUBSTRING "${program}" ${begin} -1 program)
+string(FIND "${readme}" "```cpp\n${program}```" place)
+if(place EQUAL -1)
+  message(FATAL_ERROR "README.md's first program is not examples/first_program.cpp")
+endif()
