@@ -46,7 +46,7 @@ void ReadRun(const BYTE* row, int column, int count, BYTE* out) {
     const auto pixel =
         Depth::Load(row + ByteOfColumn<Depth>(column + i), MaskOfColumn<Depth>(column + i));
     const u64 wide = Depth::To64(pixel);
-    PutColor<kForm>(out, wide, Narrow(wide), static_cast<BYTE>(wide >> 56));
+    PutColor<kForm>(out, wide, NarrowColor(wide), static_cast<BYTE>(wide >> 56));
   }
 }
 
@@ -54,24 +54,7 @@ using ReadFunc = void (*)(const BYTE* row, int column, int count, BYTE* out);
 
 template <RunForm kForm>
 ReadFunc FindReader(int bits) {
-  switch (bits) {
-    case 1:
-      return ReadRun<Depth1, kForm>;
-    case 2:
-      return ReadRun<Depth2, kForm>;
-    case 8:
-      return ReadRun<Depth8, kForm>;
-    case 16:
-      return ReadRun<Depth16, kForm>;
-    case 24:
-      return ReadRun<Depth24, kForm>;
-    case 32:
-      return ReadRun<Depth32, kForm>;
-    case 64:
-      return ReadRun<Depth64, kForm>;
-    default:
-      return nullptr;
-  }
+  return WithDepth(bits, [](auto depth) -> ReadFunc { return ReadRun<decltype(depth), kForm>; });
 }
 
 /// A buffer of one run, in any form.

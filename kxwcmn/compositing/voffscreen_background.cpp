@@ -20,11 +20,11 @@ constexpr T Less(T a, T b) {
 // A translucent pixel becomes opaque. Under white its colour stays as it is; under black it darkens
 // by what its alpha lets through.
 DWORD PaintedUnder(kxw::Depth32, DWORD p, bool black) {
-  const BYTE alpha = kxw::AlphaOf(p);
+  const BYTE alpha = kxw::Alpha(p);
   if (alpha == 0) return black ? KXVOffscreen::ccrBlack32Bit : KXVOffscreen::ccrWhite32Bit;
   const BYTE seen = static_cast<BYTE>(black ? 255 - alpha : 0);
-  return kxw::PackColor(255, Less(kxw::RedOf(p), seen), Less(kxw::GreenOf(p), seen),
-                        Less(kxw::BlueOf(p), seen));
+  return kxw::MakeColor(Less(kxw::Red(p), seen), Less(kxw::Green(p), seen),
+                        Less(kxw::Blue(p), seen), 255);
 }
 
 kxw::Depth16::Pixel PaintedUnder(kxw::Depth16, kxw::Depth16::Pixel p, bool black) {
@@ -38,12 +38,12 @@ BYTE PaintedUnder(kxw::Depth2, BYTE p, bool black) {
 }
 
 using DensityFunc = void (*)(const BYTE* row, int column, int count, BYTE* densities);
-constexpr auto kDensities = kxw::TableOfDepths([]<class Depth>() -> DensityFunc {
-  return [](const BYTE* row, int column, int count, BYTE* densities) {
-    const kxw::RowReader<Depth> pixels(row, column, count);
-    for (int i = 0; i < count; ++i) densities[i] = Depth::To8(pixels[i]);
-  };
-});
+
+template <class Depth>
+void ReadDensities(const BYTE* row, int column, int count, BYTE* densities) {
+  const kxw::RowReader<Depth> pixels(row, column, count);
+  for (int i = 0; i < count; ++i) densities[i] = Depth::To8(pixels[i]);
+}
 
 template <class Depth>
 void PaintUnder(KXVOffscreen& image, KXVOffscreen& mask, const KXRect& area, DensityFunc read) {
@@ -82,11 +82,11 @@ template <>
 struct Paper<kxw::Depth32> {
   explicit Paper(DWORD tile) : color(tile | 0xFF000000), density(~tile) {}
   DWORD Under(DWORD p) const {
-    const DWORD alpha = kxw::AlphaOf(p), seen = 255 - alpha;
+    const DWORD alpha = kxw::Alpha(p), seen = 255 - alpha;
     const auto channel = [seen](DWORD c, DWORD d) { return Less(c, kxw::Div255(d * seen)); };
-    const DWORD laid = kxw::PackColor(255, channel(kxw::RedOf(p), kxw::RedOf(density)),
-                                      channel(kxw::GreenOf(p), kxw::GreenOf(density)),
-                                      channel(kxw::BlueOf(p), kxw::BlueOf(density)));
+    const DWORD laid = kxw::MakeColor(channel(kxw::Red(p), kxw::Red(density)),
+                                      channel(kxw::Green(p), kxw::Green(density)),
+                                      channel(kxw::Blue(p), kxw::Blue(density)), 255);
     return alpha == 0 ? color : laid;
   }
   DWORD color, density;
@@ -94,13 +94,14 @@ struct Paper<kxw::Depth32> {
 
 template <>
 struct Paper<kxw::Depth64> {
-  explicit Paper(DWORD tile) : color(kxw::Widen(tile | 0xFF000000)), density(~kxw::Widen(tile)) {}
+  explicit Paper(DWORD tile)
+      : color(kxw::WidenColor(tile | 0xFF000000)), density(~kxw::WidenColor(tile)) {}
   u64 Under(u64 p) const {
-    const DWORD alpha = kxw::Alpha64Of(p), seen = 65535 - alpha;
+    const DWORD alpha = kxw::Alpha64(p), seen = 65535 - alpha;
     const auto channel = [seen](DWORD c, DWORD d) { return Less(c, kxw::Div65535(d * seen)); };
-    const u64 laid = kxw::PackColor64(65535, channel(kxw::Red64Of(p), kxw::Red64Of(density)),
-                                      channel(kxw::Green64Of(p), kxw::Green64Of(density)),
-                                      channel(kxw::Blue64Of(p), kxw::Blue64Of(density)));
+    const u64 laid = kxw::MakeColor64(channel(kxw::Red64(p), kxw::Red64(density)),
+                                      channel(kxw::Green64(p), kxw::Green64(density)),
+                                      channel(kxw::Blue64(p), kxw::Blue64(density)), 65535);
     return alpha == 0 ? color : laid;
   }
   u64 color, density;
@@ -140,8 +141,8 @@ void LayOnPaper(KXVOffscreen& image, const KXRect& rect, DWORD tile0, DWORD tile
 
 /// A colour that is always light.
 constexpr DWORD LightTint(DWORD c) {
-  return kxw::PackColor(0, (kxw::RedOf(c) >> 1) + 127u, (kxw::GreenOf(c) >> 1) + 127u,
-                        (kxw::BlueOf(c) >> 1) + 127u);
+  return kxw::MakeColor((kxw::Red(c) >> 1) + 127u, (kxw::Green(c) >> 1) + 127u,
+                        (kxw::Blue(c) >> 1) + 127u, 0);
 }
 
 }  // namespace
@@ -149,9 +150,9 @@ constexpr DWORD LightTint(DWORD c) {
 void KXVOffscreen::ReverseImage(KXVOffscreen* mask, int x, int y, int width, int height) {
   kxw::CopyArea area;
   if (!mask || !kxw::CutCopyArea(*this, x, y, width, height, *mask, x, y, area)) return;
-  const int depthIndex = kxw::DepthIndex(mask->bitCount_);
-  if (depthIndex < 0) return;
-  const DensityFunc read = kDensities[static_cast<std::size_t>(depthIndex)];
+  const DensityFunc read = kxw::WithDepth(
+      mask->bitCount_, [](auto depth) -> DensityFunc { return ReadDensities<decltype(depth)>; });
+  if (!read) return;
   std::unique_ptr<KXVOffscreen> snapshot;
   if (mask == this) snapshot = kxw::MakeSnapshot(*this, area.source);
   KXVOffscreen& from = snapshot ? *snapshot : *mask;

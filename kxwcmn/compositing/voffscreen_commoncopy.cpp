@@ -18,12 +18,14 @@ constexpr RowFunc ReplaceFunc() {
   }
 }
 
-// By the destination's depth, then by the source's.
-constexpr auto kReplace = kxw::TableOfDepths([]<class To>() {
-  return kxw::TableOfDepths([]<class From>() { return ReplaceFunc<To, From>(); });
-});
-constexpr auto kBehind =
-    kxw::TableOfDepths([]<class Depth>() -> RowFunc { return kxw::BehindRow<Depth>; });
+/// How rows go from a depth to a depth; null for a depth that is none.
+RowFunc FindRowFunc(int toBits, int fromBits, bool behind) {
+  return kxw::WithDepth(toBits, [=](auto toDepth) -> RowFunc {
+    using To = decltype(toDepth);
+    if (behind) return kxw::BehindRow<To>;
+    return kxw::WithDepth(fromBits, [](auto from) { return ReplaceFunc<To, decltype(from)>(); });
+  });
+}
 
 /// A copy between two different images.
 class AnyCopy {
@@ -39,11 +41,8 @@ class AnyCopy {
         clearColor_(clearColor) {}
 
   void Run() {
-    const int to = kxw::DepthIndex(dst_.GetBitCount());
-    const int from = kxw::DepthIndex(src_.GetBitCount());
-    if (to < 0 || from < 0) return;
-    const auto toDepth = static_cast<std::size_t>(to), fromDepth = static_cast<std::size_t>(from);
-    lay_ = behind_ && sameDepth_ ? kBehind[toDepth] : kReplace[toDepth][fromDepth];
+    lay_ = FindRowFunc(dst_.GetBitCount(), src_.GetBitCount(), behind_ && sameDepth_);
+    if (!lay_) return;
     if (behind_ && sameDepth_ && dst_.GetBitCount() == 24) return;  // all pixels are opaque
 
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);

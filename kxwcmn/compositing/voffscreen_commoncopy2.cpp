@@ -20,12 +20,12 @@ BYTE LaidUnder<kxw::Depth8>(BYTE d, BYTE s) {
 // nothing.
 template <>
 DWORD LaidUnder<kxw::Depth32>(DWORD d, DWORD s) {
-  return kxw::AlphaOf(s) == 255 && kxw::AlphaOf(d) == 0 ? s : kxw::ColorBehind(d, s);
+  return kxw::Alpha(s) == 255 && kxw::Alpha(d) == 0 ? s : kxw::ColorBehind(d, s);
 }
 
 template <>
 u64 LaidUnder<kxw::Depth64>(u64 d, u64 s) {
-  return kxw::Alpha64Of(s) == 65535 && kxw::Alpha64Of(d) == 0 ? s : kxw::Color64Behind(d, s);
+  return kxw::Alpha64(s) == 65535 && kxw::Alpha64(d) == 0 ? s : kxw::Color64Behind(d, s);
 }
 
 template <class Depth>

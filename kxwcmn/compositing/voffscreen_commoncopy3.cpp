@@ -18,7 +18,7 @@ class MaskSource {
   static bool IsLaid(typename Depth::Pixel p) { return Depth::To8(p) != 0; }
   KXComplexColor ColorOf(typename Depth::Pixel p) const {
     // A product of 32 bits at most, so that the division truncates the whole of it.
-    const DWORD alpha = Depth::To8(p) * static_cast<DWORD>(kxw::Alpha64Of(color_)) * 257 / 65535;
+    const DWORD alpha = Depth::To8(p) * static_cast<DWORD>(kxw::Alpha64(color_)) * 257 / 65535;
     const u64 weighed = (color_ & 0x0000FFFFFFFFFFFF) | static_cast<u64>(alpha) << 48;
     return KXComplexColor(Depth::kBits, weighed);
   }
@@ -35,7 +35,7 @@ class ColorSource {
 
   bool IsLaid(typename Depth::Pixel p) const {
     const DWORD color = Depth::To32(p);
-    return kxw::AlphaOf(color) != 0 && !(ignoreWhite_ && (color & 0x00FFFFFF) == 0x00FFFFFF);
+    return kxw::Alpha(color) != 0 && !(ignoreWhite_ && (color & 0x00FFFFFF) == 0x00FFFFFF);
   }
   static KXComplexColor ColorOf(typename Depth::Pixel p) {
     return KXComplexColor(Depth::kBits, Depth::To32(p));

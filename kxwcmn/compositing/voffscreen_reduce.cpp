@@ -26,14 +26,14 @@ void ForEachSourceRow(KXVOffscreen& dst, KXVOffscreen& src, const kxw::CopyArea&
 // --- Greys --------------------------------------------------------------------------------------
 
 using LuminanceFunc = void (*)(const BYTE* row, int column, int count, BYTE* luminances);
-constexpr auto kLuminances = kxw::TableOfDepths([]<class Depth>() -> LuminanceFunc {
-  return [](const BYTE* row, int column, int count, BYTE* luminances) {
-    const kxw::RowReader<Depth> pixels(row, column, count);
-    for (int i = 0; i < count; ++i) {
-      luminances[i] = static_cast<BYTE>(kxw::LuminanceOf(Depth::To24(pixels[i])));
-    }
-  };
-});
+
+template <class Depth>
+void ReadLuminances(const BYTE* row, int column, int count, BYTE* luminances) {
+  const kxw::RowReader<Depth> pixels(row, column, count);
+  for (int i = 0; i < count; ++i) {
+    luminances[i] = static_cast<BYTE>(kxw::LuminanceOf(Depth::To24(pixels[i])));
+  }
+}
 
 // --- Two bits -----------------------------------------------------------------------------------
 
@@ -72,7 +72,7 @@ void DitherCodes(const BYTE* row, int column, int count, const BYTE* least, BYTE
   const kxw::RowReader<Depth> pixels(row, column, count);
   for (int i = 0; i < count; ++i) {
     const DWORD color = Depth::To16(pixels[i]);
-    const int drawn = kxw::AlphaOf(color) >= least[i], dark = 255 - kxw::RedOf(color) >= least[i];
+    const int drawn = kxw::Alpha(color) >= least[i], dark = 255 - kxw::Red(color) >= least[i];
     // Sorted, only what is drawn can be dark.
     codes[i] = static_cast<BYTE>(drawn << 1 | (kSorts ? drawn & dark : dark));
   }
@@ -128,9 +128,9 @@ void KXVOffscreen::Grayish(int dstX, int dstY, int width, int height, KXVOffscre
   }
   kxw::CopyArea area;
   if (!src || !kxw::CutCopyArea(*this, dstX, dstY, width, height, *src, srcX, srcY, area)) return;
-  const int depthIndex = kxw::DepthIndex(src->bitCount_);
-  if (depthIndex < 0) return;
-  const LuminanceFunc read = kLuminances[static_cast<std::size_t>(depthIndex)];
+  const LuminanceFunc read = kxw::WithDepth(
+      src->bitCount_, [](auto depth) -> LuminanceFunc { return ReadLuminances<decltype(depth)>; });
+  if (!read) return;
   std::unique_ptr<KXVOffscreen> snapshot;
   if (src == this) snapshot = kxw::MakeSnapshot(*this, area.source);
   const BYTE flip = invert ? 0 : 255;  // 255 - g is g with all bits flipped

@@ -22,19 +22,21 @@ struct tagQMHSVCOLOR16 {
 
 namespace kxw {
 
-constexpr QMCOLORREF MakeColor(BYTE red, BYTE green, BYTE blue, BYTE alpha) {
-  return red | static_cast<DWORD>(green) << 8 | static_cast<DWORD>(blue) << 16 |
-         static_cast<DWORD>(alpha) << 24;
+/// Colours of channels from 0 to 255, and of grey in all three.
+constexpr QMCOLORREF MakeColor(DWORD red, DWORD green, DWORD blue, DWORD alpha) {
+  return red | green << 8 | blue << 16 | alpha << 24;
 }
+constexpr QMCOLORREF MakeGrey(DWORD grey, DWORD alpha) { return grey * 0x010101 | alpha << 24; }
 constexpr BYTE Red(QMCOLORREF color) { return static_cast<BYTE>(color); }
 constexpr BYTE Green(QMCOLORREF color) { return static_cast<BYTE>(color >> 8); }
 constexpr BYTE Blue(QMCOLORREF color) { return static_cast<BYTE>(color >> 16); }
 constexpr BYTE Alpha(QMCOLORREF color) { return static_cast<BYTE>(color >> 24); }
 
-constexpr u64 MakeColor64(WORD red, WORD green, WORD blue, WORD alpha) {
-  return red | static_cast<u64>(green) << 16 | static_cast<u64>(blue) << 32 |
-         static_cast<u64>(alpha) << 48;
+/// The same of channels from 0 to 65535.
+constexpr u64 MakeColor64(u64 red, u64 green, u64 blue, u64 alpha) {
+  return red | green << 16 | blue << 32 | alpha << 48;
 }
+constexpr u64 MakeGrey64(u64 grey, u64 alpha) { return grey * 0x000100010001 | alpha << 48; }
 constexpr WORD Red64(u64 color) { return static_cast<WORD>(color); }
 constexpr WORD Green64(u64 color) { return static_cast<WORD>(color >> 16); }
 constexpr WORD Blue64(u64 color) { return static_cast<WORD>(color >> 32); }
@@ -45,13 +47,15 @@ constexpr WORD WidenByte(BYTE channel) { return static_cast<WORD>(channel * 257)
 /// The high byte, without rounding: 0x01FF becomes 0x01.
 constexpr BYTE NarrowWord(WORD channel) { return static_cast<BYTE>(channel >> 8); }
 
+// All four channels at once: loops over these vectorise better than over the channels one by one.
 constexpr u64 WidenColor(QMCOLORREF color) {
-  return MakeColor64(WidenByte(Red(color)), WidenByte(Green(color)), WidenByte(Blue(color)),
-                     WidenByte(Alpha(color)));
+  const u64 spread = (color & 0xFFull) | (color & 0xFF00ull) << 8 | (color & 0xFF0000ull) << 16 |
+                     (color & 0xFF000000ull) << 24;
+  return spread * 257;
 }
 constexpr QMCOLORREF NarrowColor(u64 color) {
-  return MakeColor(NarrowWord(Red64(color)), NarrowWord(Green64(color)), NarrowWord(Blue64(color)),
-                   NarrowWord(Alpha64(color)));
+  return static_cast<QMCOLORREF>((color >> 8 & 0xFF) | (color >> 16 & 0xFF00) |
+                                 (color >> 24 & 0xFF0000) | (color >> 32 & 0xFF000000));
 }
 
 }  // namespace kxw

@@ -137,7 +137,7 @@ DWORD DepthOffscreen<Depth>::MakeNativeColor(DWORD color) {
 template <class Depth>
 u64 DepthOffscreen<Depth>::MakeNativeColor64(u64 color) {
   if constexpr (Depth::kBits == 64) return color;
-  return Depth::MakeNative(Narrow(color));
+  return Depth::MakeNative(NarrowColor(color));
 }
 
 // --- Writes -------------------------------------------------------------------------------------
@@ -166,7 +166,7 @@ void DepthOffscreen<Depth>::Set1BitColor(BYTE value) {
 
 template <class Depth>
 void DepthOffscreen<Depth>::Set32BitColor(BYTE a, BYTE r, BYTE g, BYTE b) {
-  DepthOffscreen::Set32BitColor(PackColor(a, r, g, b));
+  DepthOffscreen::Set32BitColor(MakeColor(r, g, b, a));
 }
 
 template <class Depth>
@@ -227,5 +227,5 @@ KXVOffscreen64Bit::~KXVOffscreen64Bit() = default;
 void KXVOffscreen64Bit::Set32BitColor(BYTE, BYTE, BYTE, BYTE) {}
 
 void KXVOffscreen64Bit::Set64BitColor(WORD a, WORD r, WORD g, WORD b) {
-  Set64BitColor(kxw::PackColor64(a, r, g, b));
+  Set64BitColor(kxw::MakeColor64(r, g, b, a));
 }

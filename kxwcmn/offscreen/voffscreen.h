@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kxwcmn/core/array.h"
+#include "kxwcmn/core/color.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/block.h"
 #include "kxwcmn/offscreen/cursor.h"
@@ -448,16 +449,9 @@ class KX_EXPORT KXVOffscreen {
   static DWORD BYTE1toQMCOLORREF(BYTE value) { return value ? 0 : 0x00FFFFFF; }
   static DWORD BYTE8toQMCOLORREF(BYTE value) { return (255u - value) * 0x010101u; }
   /// Takes the high byte of each channel, without rounding.
-  static DWORD QMCOLORREF64to32(u64 color) {
-    return static_cast<DWORD>((color >> 8 & 0xFF) | (color >> 16 & 0xFF00) |
-                              (color >> 24 & 0xFF0000) | (color >> 32 & 0xFF000000));
-  }
+  static DWORD QMCOLORREF64to32(u64 color) { return kxw::NarrowColor(color); }
   /// Widens each byte b to b * 257.
-  static u64 QMCOLORREF32to64(DWORD color) {
-    const u64 spread = (color & 0xFFull) | (color & 0xFF00ull) << 8 | (color & 0xFF0000ull) << 16 |
-                       (color & 0xFF000000ull) << 24;
-    return spread * 257;
-  }
+  static u64 QMCOLORREF32to64(DWORD color) { return kxw::WidenColor(color); }
 
   // Comparison with a tolerance, inclusive: b - margin <= a <= b + margin, channel by channel.
   static bool IsEqualB(BYTE a, BYTE b, int margin);

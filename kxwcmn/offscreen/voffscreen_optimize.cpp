@@ -105,29 +105,6 @@ void AddExtent(const BYTE* base, const KXRect& part, KXRect& box) {
   }
 }
 
-/// The extent test of a depth; null for a depth that is none.
-using ExtentFunc = void (*)(const BYTE* base, const KXRect& part, KXRect& box);
-ExtentFunc ExtentOf(int bitCount) {
-  switch (bitCount) {
-    case 1:
-      return AddExtent<kxw::Depth1>;
-    case 2:
-      return AddExtent<kxw::Depth2>;
-    case 8:
-      return AddExtent<kxw::Depth8>;
-    case 16:
-      return AddExtent<kxw::Depth16>;
-    case 24:
-      return AddExtent<kxw::Depth24>;
-    case 32:
-      return AddExtent<kxw::Depth32>;
-    case 64:
-      return AddExtent<kxw::Depth64>;
-    default:
-      return nullptr;
-  }
-}
-
 }  // namespace
 
 namespace kxw {
@@ -183,15 +160,15 @@ template void DepthOffscreen<Depth64>::OptimizeBlock(tagRECT);
 
 int KXVOffscreen::GetExtentRect(tagRECT& out) {
   KXRect box;
-  if (const ExtentFunc add = ExtentOf(bitCount_)) {
+  kxw::WithDepth(bitCount_, [&](auto depth) {
     KXVOffscreenAutoLock lock(this, 0);
     KXBlockGetter blocks(this, GetRect(), 1);
     for (KXRect part; blocks.GetNextBlock(part);) {
       if (!GetBlockExist(part.left, part.top)) continue;
       MoveCursor(part.left, part.top);
-      if (cursor_.base) add(cursor_.base, part, box);
+      if (cursor_.base) AddExtent<decltype(depth)>(cursor_.base, part, box);
     }
-  }
+  });
   out = box;
   return !box.IsRectEmpty();
 }

@@ -32,18 +32,17 @@ using Behind8 = BehindRule<255, Div255>;
 using Behind16 = BehindRule<65535, Div65535>;
 
 constexpr DWORD ColorBehind(DWORD d, DWORD s) {
-  const DWORD seen = Behind8::Seen(AlphaOf(d), AlphaOf(s));
-  return PackColor(
-      Behind8::Alpha(AlphaOf(d), AlphaOf(s)), Behind8::Channel(RedOf(d), RedOf(s), seen),
-      Behind8::Channel(GreenOf(d), GreenOf(s), seen), Behind8::Channel(BlueOf(d), BlueOf(s), seen));
+  const DWORD seen = Behind8::Seen(Alpha(d), Alpha(s));
+  return MakeColor(Behind8::Channel(Red(d), Red(s), seen),
+                   Behind8::Channel(Green(d), Green(s), seen),
+                   Behind8::Channel(Blue(d), Blue(s), seen), Behind8::Alpha(Alpha(d), Alpha(s)));
 }
 
 constexpr u64 Color64Behind(u64 d, u64 s) {
-  const DWORD seen = Behind16::Seen(Alpha64Of(d), Alpha64Of(s));
-  return PackColor64(Behind16::Alpha(Alpha64Of(d), Alpha64Of(s)),
-                     Behind16::Channel(Red64Of(d), Red64Of(s), seen),
-                     Behind16::Channel(Green64Of(d), Green64Of(s), seen),
-                     Behind16::Channel(Blue64Of(d), Blue64Of(s), seen));
+  const DWORD seen = Behind16::Seen(Alpha64(d), Alpha64(s));
+  return MakeColor64(
+      Behind16::Channel(Red64(d), Red64(s), seen), Behind16::Channel(Green64(d), Green64(s), seen),
+      Behind16::Channel(Blue64(d), Blue64(s), seen), Behind16::Alpha(Alpha64(d), Alpha64(s)));
 }
 
 /// Lays a stretch of `from` behind `to`; both rows have one depth. There is nothing to do at 24

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <memory>
 
 #include "kxwcmn/core/geometry.h"
@@ -143,38 +142,5 @@ void ForEachRowPair(KXVOffscreen& dst, const KXVOffscreen& src, const BYTE* base
 /// images one depth: its rows are one run of bytes on both sides.
 void CopyRun(KXVOffscreen& dst, const KXVOffscreen& src, const BYTE* base, const KXRect& part,
              int dx, int dy);
-
-/// The place of a depth in tables over all of them; -1 for a bit count that is none.
-constexpr int DepthIndex(int bitCount) {
-  switch (bitCount) {
-    case 1:
-      return 0;
-    case 2:
-      return 1;
-    case 8:
-      return 2;
-    case 16:
-      return 3;
-    case 24:
-      return 4;
-    case 32:
-      return 5;
-    case 64:
-      return 6;
-    default:
-      return -1;
-  }
-}
-
-/// The table of what `make.operator()<Depth>()` gives for each depth, in the order of DepthIndex.
-template <class Make>
-constexpr auto TableOfDepths(Make make) {
-  return std::array{
-      make.template operator()<Depth1>(),  make.template operator()<Depth2>(),
-      make.template operator()<Depth8>(),  make.template operator()<Depth16>(),
-      make.template operator()<Depth24>(), make.template operator()<Depth32>(),
-      make.template operator()<Depth64>(),
-  };
-}
 
 }  // namespace kxw

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "kxwcmn/core/color.h"
 #include "kxwcmn/core/pixelmath_internal.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/platform/types.h"
@@ -25,35 +26,33 @@ struct ClearColors {
   u64 color64;
 };
 
-constexpr BYTE RedOf(DWORD c) { return static_cast<BYTE>(c); }
-constexpr BYTE GreenOf(DWORD c) { return static_cast<BYTE>(c >> 8); }
-constexpr BYTE BlueOf(DWORD c) { return static_cast<BYTE>(c >> 16); }
-constexpr BYTE AlphaOf(DWORD c) { return static_cast<BYTE>(c >> 24); }
-constexpr DWORD PackColor(unsigned a, unsigned r, unsigned g, unsigned b) {
-  return a << 24 | b << 16 | g << 8 | r;
-}
-constexpr DWORD PackGrey(unsigned a, unsigned grey) { return a << 24 | grey * 0x010101u; }
-constexpr WORD Red64Of(u64 c) { return static_cast<WORD>(c); }
-constexpr WORD Green64Of(u64 c) { return static_cast<WORD>(c >> 16); }
-constexpr WORD Blue64Of(u64 c) { return static_cast<WORD>(c >> 32); }
-constexpr WORD Alpha64Of(u64 c) { return static_cast<WORD>(c >> 48); }
-constexpr u64 PackColor64(u64 a, u64 r, u64 g, u64 b) { return a << 48 | b << 32 | g << 16 | r; }
-constexpr u64 PackGrey64(u64 a, u64 grey) { return a << 48 | grey * 0x000100010001u; }
+// The same functions under the names that some files of higher rooms know them by.
+constexpr BYTE RedOf(DWORD c) { return Red(c); }
+constexpr BYTE GreenOf(DWORD c) { return Green(c); }
+constexpr BYTE BlueOf(DWORD c) { return Blue(c); }
+constexpr BYTE AlphaOf(DWORD c) { return Alpha(c); }
+constexpr WORD Red64Of(u64 c) { return Red64(c); }
+constexpr WORD Green64Of(u64 c) { return Green64(c); }
+constexpr WORD Blue64Of(u64 c) { return Blue64(c); }
+constexpr WORD Alpha64Of(u64 c) { return Alpha64(c); }
+constexpr DWORD PackColor(DWORD a, DWORD r, DWORD g, DWORD b) { return MakeColor(r, g, b, a); }
+constexpr u64 PackColor64(u64 a, u64 r, u64 g, u64 b) { return MakeColor64(r, g, b, a); }
+constexpr DWORD PackGrey(DWORD a, DWORD grey) { return MakeGrey(grey, a); }
+constexpr u64 PackGrey64(u64 a, u64 grey) { return MakeGrey64(grey, a); }
+constexpr DWORD Narrow(u64 color) { return NarrowColor(color); }
+constexpr u64 Widen(DWORD color) { return WidenColor(color); }
 
 /// The luminance of a colour, its alpha left out.
-constexpr unsigned LuminanceOf(DWORD c) { return Luminance(RedOf(c), GreenOf(c), BlueOf(c)); }
+constexpr unsigned LuminanceOf(DWORD c) { return Luminance(Red(c), Green(c), Blue(c)); }
 /// The density of a colour as its alpha weighs it.
 constexpr BYTE WeighedDensity(DWORD c) {
-  return static_cast<BYTE>(Weigh(255 - LuminanceOf(c), AlphaOf(c)));
+  return static_cast<BYTE>(Weigh(255 - LuminanceOf(c), Alpha(c)));
 }
 /// `density` weighed by `alpha`, times 256 and with the fraction cut off: what the 1-bit thresholds
 /// look at.
 constexpr unsigned WeighedHigh(unsigned density, unsigned alpha) {
   return density * (alpha + 1) & ~0xFFu;
 }
-
-inline DWORD Narrow(u64 color) { return KXVOffscreen::QMCOLORREF64to32(color); }
-inline u64 Widen(DWORD color) { return KXVOffscreen::QMCOLORREF32to64(color); }
 
 /// 1 bit: 1 is drawn, 0 transparent; the leftmost pixel in bit 7.
 struct Depth1 {
@@ -93,11 +92,11 @@ struct Depth1 {
   static Pixel From1(BYTE v, const ClearColors&) { return v != 0; }
   static Pixel From2(BYTE v) { return (v & 2) != 0; }
   static Pixel From8(BYTE v) { return v >= 128; }
-  static Pixel From16(DWORD c) { return WeighedHigh(255u - BlueOf(c), AlphaOf(c)) >= 32513; }
+  static Pixel From16(DWORD c) { return WeighedHigh(255u - Blue(c), Alpha(c)) >= 32513; }
   static Pixel From24(DWORD c) { return 255 - LuminanceOf(c) >= 128; }
-  static Pixel From32(DWORD c) { return WeighedHigh(255 - LuminanceOf(c), AlphaOf(c)) >= 32513; }
-  static Pixel From48(u64 c) { return From24(Narrow(c)); }
-  static Pixel From64(u64 c) { return From32(Narrow(c)); }
+  static Pixel From32(DWORD c) { return WeighedHigh(255 - LuminanceOf(c), Alpha(c)) >= 32513; }
+  static Pixel From48(u64 c) { return From24(NarrowColor(c)); }
+  static Pixel From64(u64 c) { return From32(NarrowColor(c)); }
   static Pixel WithMask8(Pixel p, BYTE) { return p; }
   static Pixel WithMask16(Pixel p, int) { return p; }
 
@@ -112,7 +111,7 @@ struct Depth1 {
 
   static bool IsTransparent(Pixel p, int) { return p == 0; }
   static DWORD MakeNative(DWORD c) {
-    return WeighedHigh(255 - LuminanceOf(c), AlphaOf(c)) > 32512 ? 1 : 0;
+    return WeighedHigh(255 - LuminanceOf(c), Alpha(c)) > 32512 ? 1 : 0;
   }
 
   /// The bits that make a pixel count as used when empty blocks are looked for, and in an extent.
@@ -162,17 +161,17 @@ struct Depth2 {
   static Pixel From2(BYTE v) { return v == 2 || v == 3 ? v : 0; }
   static Pixel From8(BYTE v) { return v >= 127 ? 3 : 0; }
   static Pixel From16(DWORD c) {
-    if (AlphaOf(c) < 0x7F) return 0;
-    return BlueOf(c) >= 0x7F ? 2 : 3;
+    if (Alpha(c) < 0x7F) return 0;
+    return Blue(c) >= 0x7F ? 2 : 3;
   }
   // A dark colour clears the pixel here and does not draw it black; this is meant.
   static Pixel From24(DWORD c) { return LuminanceOf(c) >= 127 ? 2 : 0; }
   static Pixel From32(DWORD c) {
-    if (AlphaOf(c) <= 0x7F) return 0;
+    if (Alpha(c) <= 0x7F) return 0;
     return LuminanceOf(c) >= 127 ? 2 : 3;
   }
-  static Pixel From48(u64 c) { return From24(Narrow(c)); }
-  static Pixel From64(u64 c) { return From32(Narrow(c)); }
+  static Pixel From48(u64 c) { return From24(NarrowColor(c)); }
+  static Pixel From64(u64 c) { return From32(NarrowColor(c)); }
   static Pixel WithMask8(Pixel, BYTE v) { return From8(v); }
   static Pixel WithMask16(Pixel, int v) { return From8(static_cast<BYTE>(v >> 8)); }
 
@@ -187,7 +186,7 @@ struct Depth2 {
 
   static bool IsTransparent(Pixel p, int flag) { return flag ? p != 3 : p == 0; }
   static DWORD MakeNative(DWORD c) {
-    if (AlphaOf(c) < 128) return 0;
+    if (Alpha(c) < 128) return 0;
     return LuminanceOf(c) >= 127 ? 2 : 3;
   }
 
@@ -217,9 +216,9 @@ struct Depth8 {
   static BYTE To2(Pixel p) { return p >= 128 ? 3 : 0; }
   static BYTE To8(Pixel p) { return p; }
   static DWORD To16(Pixel p) { return static_cast<DWORD>(p) << 24; }
-  static DWORD To24(Pixel p) { return PackGrey(255, 255u - p); }
+  static DWORD To24(Pixel p) { return MakeGrey(255u - p, 255); }
   static DWORD To32(Pixel p) { return To16(p); }
-  static u64 To48(Pixel p) { return PackGrey64(0xFFFF, (255u - p) * 257u); }
+  static u64 To48(Pixel p) { return MakeGrey64((255u - p) * 257u, 0xFFFF); }
   static u64 To64(Pixel p) { return static_cast<u64>(p * 257u) << 48; }
   static BYTE ToImage8(Pixel p) { return p; }
   static DWORD ToImage24(Pixel p) { return To24(p); }
@@ -230,11 +229,11 @@ struct Depth8 {
   static Pixel From1(BYTE v, const ClearColors&) { return v ? 255 : 0; }
   static Pixel From2(BYTE v) { return v ? 255 : 0; }
   static Pixel From8(BYTE v) { return v; }
-  static Pixel From16(DWORD c) { return static_cast<BYTE>(Weigh(255u - BlueOf(c), AlphaOf(c))); }
+  static Pixel From16(DWORD c) { return static_cast<BYTE>(Weigh(255u - Blue(c), Alpha(c))); }
   static Pixel From24(DWORD c) { return static_cast<BYTE>(255 - LuminanceOf(c)); }
   static Pixel From32(DWORD c) { return WeighedDensity(c); }
-  static Pixel From48(u64 c) { return From24(Narrow(c)); }
-  static Pixel From64(u64 c) { return From32(Narrow(c)); }
+  static Pixel From48(u64 c) { return From24(NarrowColor(c)); }
+  static Pixel From64(u64 c) { return From32(NarrowColor(c)); }
   static Pixel WithMask8(Pixel p, BYTE) { return p; }
   static Pixel WithMask16(Pixel p, int) { return p; }
 
@@ -278,13 +277,13 @@ struct Depth16 {
   static BYTE To1(Pixel p) { return p.alpha >= 128; }
   static BYTE To2(Pixel p) { return p.alpha < 128 ? 0 : p.grey < 128 ? 3 : 2; }
   static BYTE To8(Pixel p) { return p.alpha; }
-  static DWORD To16(Pixel p) { return PackGrey(p.alpha, p.grey); }
+  static DWORD To16(Pixel p) { return MakeGrey(p.grey, p.alpha); }
   static DWORD To24(Pixel p) { return To16(p); }
   static DWORD To32(Pixel p) { return To16(p); }
-  static u64 To48(Pixel p) { return PackGrey64(p.alpha * 257u, p.grey * 257u); }
+  static u64 To48(Pixel p) { return MakeGrey64(p.grey * 257u, p.alpha * 257u); }
   static u64 To64(Pixel p) { return To48(p); }
   static BYTE ToImage8(Pixel p) { return static_cast<BYTE>(255 - p.grey); }
-  static DWORD ToImage24(Pixel p) { return PackGrey(255, p.grey); }
+  static DWORD ToImage24(Pixel p) { return MakeGrey(p.grey, 255); }
   static BYTE ToMask8(Pixel p) { return p.alpha; }
   static int ToMask16(Pixel p) { return p.alpha * 257; }
 
@@ -296,17 +295,17 @@ struct Depth16 {
     return {0, 0};
   }
   static Pixel From8(BYTE v) { return {v, 0}; }
-  static Pixel From16(DWORD c) { return {AlphaOf(c), BlueOf(c)}; }
+  static Pixel From16(DWORD c) { return {Alpha(c), Blue(c)}; }
   static Pixel From24(DWORD c) { return {255, static_cast<BYTE>(LuminanceOf(c))}; }
-  static Pixel From32(DWORD c) { return {AlphaOf(c), static_cast<BYTE>(LuminanceOf(c))}; }
-  static Pixel From48(u64 c) { return From24(Narrow(c)); }
-  static Pixel From64(u64 c) { return From32(Narrow(c)); }
+  static Pixel From32(DWORD c) { return {Alpha(c), static_cast<BYTE>(LuminanceOf(c))}; }
+  static Pixel From48(u64 c) { return From24(NarrowColor(c)); }
+  static Pixel From64(u64 c) { return From32(NarrowColor(c)); }
   static Pixel WithMask8(Pixel p, BYTE v) { return {v, p.grey}; }
   static Pixel WithMask16(Pixel p, int v) { return {static_cast<BYTE>(v >> 8), p.grey}; }
 
   static int ClearPattern(const ClearColors& clear, BYTE* bytes) {
-    bytes[0] = AlphaOf(clear.color);
-    bytes[1] = BlueOf(clear.color);
+    bytes[0] = Alpha(clear.color);
+    bytes[1] = Blue(clear.color);
     return 2;
   }
   using Fill = Pixel;
@@ -315,7 +314,7 @@ struct Depth16 {
 
   static bool IsTransparent(Pixel p, int) { return p.alpha == 0; }
   static DWORD MakeNative(DWORD c) {
-    return static_cast<DWORD>(AlphaOf(c)) << 24 | LuminanceOf(c) << 16;
+    return static_cast<DWORD>(Alpha(c)) << 24 | LuminanceOf(c) << 16;
   }
 
   static constexpr u64 kUsedBits = 0x00FF00FF00FF00FF;
@@ -329,11 +328,11 @@ struct Depth24 {
   static constexpr DWORD kInitialClear = 0x00FFFFFF;
   static constexpr int kInitialTransparency = 256;
 
-  static Pixel Load(const BYTE* at, BYTE) { return PackColor(0, at[2], at[1], at[0]); }
+  static Pixel Load(const BYTE* at, BYTE) { return MakeColor(at[2], at[1], at[0], 0); }
   static void Store(BYTE* at, BYTE, Pixel p) {
-    at[0] = BlueOf(p);
-    at[1] = GreenOf(p);
-    at[2] = RedOf(p);
+    at[0] = Blue(p);
+    at[1] = Green(p);
+    at[2] = Red(p);
   }
 
   static constexpr BYTE k2Default = 2, k8MaskDefault = 255;
@@ -349,8 +348,8 @@ struct Depth24 {
   static DWORD To16(Pixel p) { return 0xFF000000 | p; }
   static DWORD To24(Pixel p) { return p; }
   static DWORD To32(Pixel p) { return To16(p); }
-  static u64 To48(Pixel p) { return Widen(p); }
-  static u64 To64(Pixel p) { return Widen(0xFF000000 | p); }
+  static u64 To48(Pixel p) { return WidenColor(p); }
+  static u64 To64(Pixel p) { return WidenColor(0xFF000000 | p); }
   static BYTE ToImage8(Pixel p) { return To8(p); }
   static DWORD ToImage24(Pixel p) { return To24(p); }
   static BYTE ToMask8(Pixel) { return 255; }
@@ -359,12 +358,12 @@ struct Depth24 {
   static Pixel FromNative(DWORD v, const ClearColors&) { return From24(v); }
   static Pixel From1(BYTE v, const ClearColors&) { return v ? 0 : 0x00FFFFFF; }
   static Pixel From2(BYTE v) { return v == 3 ? 0 : 0x00FFFFFF; }
-  static Pixel From8(BYTE v) { return PackGrey(0, 255u - v); }
+  static Pixel From8(BYTE v) { return MakeGrey(255u - v, 0); }
   static Pixel From16(DWORD c) { return c & 0x00FFFFFF; }
   static Pixel From24(DWORD c) { return c & 0x00FFFFFF; }
   static Pixel From32(DWORD c) { return c & 0x00FFFFFF; }
-  static Pixel From48(u64 c) { return From24(Narrow(c)); }
-  static Pixel From64(u64 c) { return From24(Narrow(c)); }
+  static Pixel From48(u64 c) { return From24(NarrowColor(c)); }
+  static Pixel From64(u64 c) { return From24(NarrowColor(c)); }
   static Pixel WithMask8(Pixel p, BYTE) { return p; }
   static Pixel WithMask16(Pixel p, int) { return p; }
 
@@ -413,25 +412,25 @@ struct Depth32 {
 
   /// The three colours, each weighed by alpha.
   static constexpr DWORD Weighed(Pixel p) {
-    const unsigned a = AlphaOf(p);
-    return PackColor(0, Weigh(RedOf(p), a), Weigh(GreenOf(p), a), Weigh(BlueOf(p), a));
+    const unsigned a = Alpha(p);
+    return MakeColor(Weigh(Red(p), a), Weigh(Green(p), a), Weigh(Blue(p), a), 0);
   }
 
   static constexpr DWORD kNativeDefault = 0;
   static DWORD Native(Pixel p) { return p; }
-  static BYTE To1(Pixel p) { return WeighedHigh(255 - LuminanceOf(p), AlphaOf(p)) >= 32768; }
+  static BYTE To1(Pixel p) { return WeighedHigh(255 - LuminanceOf(p), Alpha(p)) >= 32768; }
   // The opposite way round to the 16-bit depth: an opaque pixel reads as transparent. It is meant.
-  static BYTE To2(Pixel p) { return AlphaOf(p) >= 128 ? 0 : LuminanceOf(p) <= 128 ? 3 : 2; }
+  static BYTE To2(Pixel p) { return Alpha(p) >= 128 ? 0 : LuminanceOf(p) <= 128 ? 3 : 2; }
   static BYTE To8(Pixel p) { return WeighedDensity(p); }
-  static DWORD To16(Pixel p) { return PackGrey(AlphaOf(p), LuminanceOf(p)); }
+  static DWORD To16(Pixel p) { return MakeGrey(LuminanceOf(p), Alpha(p)); }
   static DWORD To24(Pixel p) { return 0xFF000000 | Weighed(p); }
   static DWORD To32(Pixel p) { return p; }
-  static u64 To48(Pixel p) { return Widen(0xFF000000 | Weighed(p)); }
-  static u64 To64(Pixel p) { return Widen(p); }
+  static u64 To48(Pixel p) { return WidenColor(0xFF000000 | Weighed(p)); }
+  static u64 To64(Pixel p) { return WidenColor(p); }
   static BYTE ToImage8(Pixel p) { return static_cast<BYTE>(255 - LuminanceOf(p)); }
   static DWORD ToImage24(Pixel p) { return 0xFF000000 | p; }
-  static BYTE ToMask8(Pixel p) { return AlphaOf(p); }
-  static int ToMask16(Pixel p) { return AlphaOf(p) * 257; }
+  static BYTE ToMask8(Pixel p) { return Alpha(p); }
+  static int ToMask16(Pixel p) { return Alpha(p) * 257; }
 
   static Pixel FromNative(DWORD v, const ClearColors&) { return v; }
   static Pixel From1(BYTE v, const ClearColors& clear) {
@@ -442,8 +441,8 @@ struct Depth32 {
   static Pixel From16(DWORD c) { return c; }
   static Pixel From24(DWORD c) { return 0xFF000000 | c; }
   static Pixel From32(DWORD c) { return c; }
-  static Pixel From48(u64 c) { return 0xFF000000 | Narrow(c); }
-  static Pixel From64(u64 c) { return Narrow(c); }
+  static Pixel From48(u64 c) { return 0xFF000000 | NarrowColor(c); }
+  static Pixel From64(u64 c) { return NarrowColor(c); }
   static Pixel WithMask8(Pixel p, BYTE v) { return (p & 0x00FFFFFF) | static_cast<DWORD>(v) << 24; }
   static Pixel WithMask16(Pixel p, int v) { return WithMask8(p, static_cast<BYTE>(v >> 8)); }
 
@@ -458,7 +457,7 @@ struct Depth32 {
   static Fill ClearFill(const ClearColors& clear) { return From32(clear.color); }
 
   static bool IsTransparent(Pixel p, int flag) {
-    return AlphaOf(p) == 0 || (flag && (p & 0x00FFFFFF) == 0x00FFFFFF);
+    return Alpha(p) == 0 || (flag && (p & 0x00FFFFFF) == 0x00FFFFFF);
   }
   static DWORD MakeNative(DWORD c) { return c; }
 
@@ -493,31 +492,31 @@ struct Depth64 {
   static constexpr u64 k48Default = 0;
   static constexpr int k16MaskDefault = 0;
 
-  static BYTE To1(Pixel p) { return Depth32::To1(Narrow(p)); }
-  static BYTE To2(Pixel p) { return Depth32::To2(Narrow(p)); }
-  static BYTE To8(Pixel p) { return Depth32::To8(Narrow(p)); }
-  static DWORD To16(Pixel p) { return Depth32::To16(Narrow(p)); }
-  static DWORD To24(Pixel p) { return Depth32::To24(Narrow(p)); }
-  static DWORD To32(Pixel p) { return Narrow(p); }
+  static BYTE To1(Pixel p) { return Depth32::To1(NarrowColor(p)); }
+  static BYTE To2(Pixel p) { return Depth32::To2(NarrowColor(p)); }
+  static BYTE To8(Pixel p) { return Depth32::To8(NarrowColor(p)); }
+  static DWORD To16(Pixel p) { return Depth32::To16(NarrowColor(p)); }
+  static DWORD To24(Pixel p) { return Depth32::To24(NarrowColor(p)); }
+  static DWORD To32(Pixel p) { return NarrowColor(p); }
   static u64 To48(Pixel p) {
-    const u64 weight = Alpha64Of(p) + 1ull;
-    return PackColor64(0xFFFF, Red64Of(p) * weight >> 16, Green64Of(p) * weight >> 16,
-                       Blue64Of(p) * weight >> 16);
+    const u64 weight = Alpha64(p) + 1ull;
+    return MakeColor64(Red64(p) * weight >> 16, Green64(p) * weight >> 16, Blue64(p) * weight >> 16,
+                       0xFFFF);
   }
   static u64 To64(Pixel p) { return p; }
-  static BYTE ToImage8(Pixel p) { return Depth32::ToImage8(Narrow(p)); }
-  static DWORD ToImage24(Pixel p) { return Depth32::ToImage24(Narrow(p)); }
+  static BYTE ToImage8(Pixel p) { return Depth32::ToImage8(NarrowColor(p)); }
+  static DWORD ToImage24(Pixel p) { return Depth32::ToImage24(NarrowColor(p)); }
   static BYTE ToMask8(Pixel p) { return static_cast<BYTE>(p >> 56); }
-  static int ToMask16(Pixel p) { return Alpha64Of(p); }
+  static int ToMask16(Pixel p) { return Alpha64(p); }
 
   static Pixel From1(BYTE v, const ClearColors& clear) {
     return v ? 0xFFFF000000000000 : clear.color64 & 0x0000FFFFFFFFFFFF;
   }
   static Pixel From2(BYTE v) { return v == 2 ? ~0ull : v == 3 ? 0xFFFF000000000000 : 0; }
   static Pixel From8(BYTE v) { return static_cast<u64>(v * 257u) << 48; }
-  static Pixel From16(DWORD c) { return Widen(c); }
-  static Pixel From24(DWORD c) { return Widen(0xFF000000 | c); }
-  static Pixel From32(DWORD c) { return Widen(c); }
+  static Pixel From16(DWORD c) { return WidenColor(c); }
+  static Pixel From24(DWORD c) { return WidenColor(0xFF000000 | c); }
+  static Pixel From32(DWORD c) { return WidenColor(c); }
   static Pixel From48(u64 c) { return 0xFFFF000000000000 | c; }
   static Pixel From64(u64 c) { return c; }
   static Pixel WithMask8(Pixel p, BYTE v) { return WithMask16(p, v * 257); }
@@ -535,7 +534,7 @@ struct Depth64 {
   static Fill ClearFill(const ClearColors& clear) { return From64(clear.color64); }
 
   static bool IsTransparent(Pixel p, int flag) {
-    return Alpha64Of(p) == 0 || (flag && (p & 0x0000FFFFFFFFFFFF) == 0x0000FFFFFFFFFFFF);
+    return Alpha64(p) == 0 || (flag && (p & 0x0000FFFFFFFFFFFF) == 0x0000FFFFFFFFFFFF);
   }
   static DWORD MakeNative(DWORD) { return 0; }
 
@@ -543,9 +542,10 @@ struct Depth64 {
   static constexpr u64 kExtentBits = kUsedBits;
 };
 
-/// Calls `op` with the struct of the depth of `bitCount` bits; not at all for any other number.
+/// Calls `op` with the struct of the depth of `bitCount` bits and returns what it returns. For any
+/// other number `op` is not called, and the result is that of its type that is zero or null.
 template <class Op>
-void WithDepth(int bitCount, Op op) {
+constexpr auto WithDepth(int bitCount, Op op) -> decltype(op(Depth1{})) {
   switch (bitCount) {
     case 1:
       return op(Depth1{});
@@ -562,7 +562,7 @@ void WithDepth(int bitCount, Op op) {
     case 64:
       return op(Depth64{});
     default:
-      return;
+      return decltype(op(Depth1{}))();
   }
 }
 
