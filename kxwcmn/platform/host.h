@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
@@ -15,6 +16,10 @@ struct HostProcedures {
 
   /// Dispatches every waiting message of this kind. Missing: there are none.
   std::function<void(UINT message)> dispatchMessages;
+
+  /// Text `id` of a module, in the process's code page; false if it has none. `second` is what the
+  /// caller of `qmLoadString` passed. Missing: only the library itself has texts.
+  std::function<bool(HINSTANCE module, UINT id, UINT second, std::string* text)> loadString;
 };
 
 /// The kinds of message that the library has dispatched.

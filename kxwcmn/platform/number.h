@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdarg>
+#include <cstddef>
 #include <limits>
 
 #include "kxwcmn/platform/export.h"
@@ -14,6 +16,12 @@ inline int Truncate(double value) {
   if (value <= std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
   return value == value ? static_cast<int>(value) : 0;
 }
+
+/// The runtime's print to a buffer of `size` bytes, and its conversion of a text to a number: with
+/// the full stop and no grouping, whatever the locale of the process. `PrintText` cuts what does
+/// not fit and returns the length of the whole, negative for what cannot be printed.
+int PrintText(char* buffer, std::size_t size, const char* format, std::va_list arguments);
+double ParseNumber(const char* text);
 
 }  // namespace kxw
 

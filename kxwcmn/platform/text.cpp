@@ -47,6 +47,27 @@ int CompareNoCase(const char* a, const char* b) {
   }
 }
 
+int CompareBytesNoCase(const char* a, const char* b, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (const int difference = Lower(a[i]) - Lower(b[i])) return difference;
+    if (!a[i]) break;
+  }
+  return 0;
+}
+
+std::size_t WholeCharacters(const char* text, std::size_t limit) {
+  std::size_t length = 0;
+  while (text[length] && length < limit) {
+    auto size = static_cast<std::size_t>(CharacterSize(text + length));
+    if (GetCodePage() == kCodePageUtf8) {
+      while (size < 4 && (text[length + size] & 0xC0) == 0x80) ++size;
+    }
+    if (size > limit - length) break;
+    length += size;
+  }
+  return length;
+}
+
 }  // namespace kxw
 
 int qmIsDoubleByteCheckEx(const char* text, int index) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <limits>
 #include <string>
 
 #include "kxwcmn/platform/export.h"
@@ -25,13 +27,28 @@ bool IsLeadByte(char byte);
 /// pair that the end cuts off is a single byte.
 inline int CharacterSize(const char* text) { return IsLeadByte(text[0]) && text[1] ? 2 : 1; }
 
+/// The bytes of the longest run of whole characters at the front of a text that does not exceed
+/// `limit`.
+std::size_t WholeCharacters(const char* text, std::size_t limit);
+
 /// Compares two texts, single-byte letters a to z without case: negative, 0 or positive.
 int CompareNoCase(const char* a, const char* b);
 
+/// The same for at most `count` bytes, and byte by byte: the second byte of a pair counts as a
+/// letter where it looks like one.
+int CompareBytesNoCase(const char* a, const char* b,
+                       std::size_t count = std::numeric_limits<std::size_t>::max());
+
 /// Conversion between the process's code page and UTF-8. False, with `*result` untouched, if a
-/// character has no counterpart or the text is malformed.
+/// character has no exact counterpart or the text is malformed.
 bool ToUtf8(const std::string& text, std::string* result);
 bool FromUtf8(const std::string& text, std::string* result);
+
+/// Conversion between the process's code page and UTF-16 in the host's byte order. What is
+/// malformed becomes U+FFFD on the way in; on the way out a unit without an exact counterpart fails
+/// as above.
+bool ToWide(const std::string& text, std::u16string* result);
+bool FromWide(const std::u16string& text, std::string* result);
 
 }  // namespace kxw
 

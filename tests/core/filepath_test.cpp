@@ -12,19 +12,13 @@
 #include "kxwcmn/core/findfile.h"
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
-#include "kxwcmn/platform/text.h"
+#include "tests/support/codepage.h"
 #include "tests/testfolder.h"
 
 namespace {
 
 // The character of two bytes in code page 932 whose second byte is the backslash.
 #define PAIR "\x83\x5C"
-
-/// Selects a code page while it lives.
-struct ScopedCodePage {
-  explicit ScopedCodePage(int page) { kxw::SetCodePage(page); }
-  ~ScopedCodePage() { kxw::SetCodePage(kxw::kCodePageUtf8); }
-};
 
 /// Sets a variable of the environment while it lives.
 struct ScopedVariable {

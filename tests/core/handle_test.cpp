@@ -7,7 +7,7 @@
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/platform/detail/faults.h"
-#include "kxwcmn/platform/error.h"
+#include "tests/support/failure.h"
 
 namespace {
 
@@ -30,15 +30,6 @@ QMHANDLE__* NewHandle(const char* text) {
   QMHANDLE__* handle = qmAlloc(size, 0, nullptr);
   std::memcpy(qmLock(handle), text, size);
   return handle;
-}
-
-int CodeOf(auto operation) {
-  try {
-    operation();
-    return 0;
-  } catch (const KXException& failure) {
-    return failure.GetErrorCode();
-  }
 }
 
 // The address checker of the sanitizing build sees what is freed twice, late or never.

@@ -1,6 +1,9 @@
 #include <iconv.h>
 
+#include <bit>
 #include <cerrno>
+#include <cstring>
+#include <string_view>
 
 #include "kxwcmn/platform/text.h"
 
@@ -8,43 +11,82 @@ namespace kxw {
 
 namespace {
 
-/// Converts all of `text` with the host's converter.
-bool Convert(const char* to, const char* from, const std::string& text, std::string* result) {
-  const iconv_t converter = iconv_open(to, from);
-  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
-  std::string input = text;
-  std::string output(text.size() * 4 + 4, '\0');
-  char* in = input.data();
-  char* out = output.data();
-  std::size_t inLeft = input.size();
-  std::size_t outLeft = output.size();
-  // A positive result counts characters that were replaced by something like them.
-  const bool exact = iconv(converter, &in, &inLeft, &out, &outLeft) == 0 && inLeft == 0;
-  iconv_close(converter);
-  if (!exact) return false;
-  output.resize(output.size() - outLeft);
-  *result = std::move(output);
-  return true;
+constexpr const char* kWide = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
+
+std::string NameOfCodePage() {
+  return GetCodePage() == kCodePageUtf8 ? "UTF-8" : "CP" + std::to_string(GetCodePage());
 }
 
-std::string NameOfCodePage() { return "CP" + std::to_string(GetCodePage()); }
+/// Converts all of `text` with the host's converter. Where it is malformed, `replacement` takes the
+/// place of one byte; false if there is none, or no such converter.
+bool Convert(const std::string& to, const std::string& from, std::string_view text,
+             std::string_view replacement, std::string* result) {
+  const iconv_t converter = iconv_open(to.c_str(), from.c_str());
+  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
+  std::string input(text);
+  std::string output;
+  char* in = input.data();
+  std::size_t inLeft = input.size();
+  bool succeeds = true;
+  while (inLeft > 0 && succeeds) {
+    char chunk[1024];
+    char* out = chunk;
+    std::size_t outLeft = sizeof chunk;
+    const std::size_t done = iconv(converter, &in, &inLeft, &out, &outLeft);
+    const bool isFull = done == static_cast<std::size_t>(-1) && errno == E2BIG;
+    output.append(chunk, out);
+    if (done == 0 || isFull) continue;
+    // Malformed or cut off; a positive result counts characters replaced by something like them.
+    succeeds = done == static_cast<std::size_t>(-1) && !replacement.empty();
+    if (!succeeds) break;
+    output += replacement;
+    ++in;
+    --inLeft;
+  }
+  iconv_close(converter);
+  if (succeeds) *result = std::move(output);
+  return succeeds;
+}
+
+/// Converts into the code page. The host takes some characters for others that are like them, the
+/// yen sign for the backslash among them: only what converts back is exact.
+bool ConvertExactly(const std::string& from, std::string_view text, std::string* result) {
+  std::string converted, back;
+  if (!Convert(NameOfCodePage(), from, text, {}, &converted)) return false;
+  if (!Convert(from, NameOfCodePage(), converted, {}, &back) || back != text) return false;
+  *result = std::move(converted);
+  return true;
+}
 
 }  // namespace
 
 bool ToUtf8(const std::string& text, std::string* result) {
-  if (GetCodePage() != kCodePageUtf8) {
-    return Convert("UTF-8", NameOfCodePage().c_str(), text, result);
-  }
+  if (GetCodePage() != kCodePageUtf8) return Convert("UTF-8", NameOfCodePage(), text, {}, result);
   *result = text;
   return true;
 }
 
 bool FromUtf8(const std::string& text, std::string* result) {
-  if (GetCodePage() != kCodePageUtf8) {
-    return Convert(NameOfCodePage().c_str(), "UTF-8", text, result);
-  }
+  if (GetCodePage() != kCodePageUtf8) return ConvertExactly("UTF-8", text, result);
   *result = text;
   return true;
+}
+
+bool ToWide(const std::string& text, std::u16string* result) {
+  const char16_t replacement = 0xFFFD;
+  char bytes[sizeof replacement];
+  std::memcpy(bytes, &replacement, sizeof bytes);
+  std::string units;
+  if (!Convert(kWide, NameOfCodePage(), text, {bytes, sizeof bytes}, &units)) return false;
+  result->resize(units.size() / sizeof(char16_t));
+  std::memcpy(result->data(), units.data(), result->size() * sizeof(char16_t));
+  return true;
+}
+
+bool FromWide(const std::u16string& text, std::string* result) {
+  const std::string_view units(reinterpret_cast<const char*>(text.data()),
+                               text.size() * sizeof(char16_t));
+  return ConvertExactly(kWide, units, result);
 }
 
 }  // namespace kxw
