@@ -46,6 +46,8 @@ namespace kxw {
 enum FailureCode : int {
   kFailureAborted = 0x20010004,
   kFailureBadArgument = 0x20010008,
+  kFailureNoTime = 0x20010009,
+  kFailureExists = 0x2001000A,
   kFailureBadFormat = 0x2001000B,
   kFailureNoSwapSpace = 0x200132C8,
   kFailureNoSwapName = 0x200132C9,

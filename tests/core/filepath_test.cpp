@@ -13,23 +13,13 @@
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
 #include "tests/support/codepage.h"
+#include "tests/support/variable.h"
 #include "tests/testfolder.h"
 
 namespace {
 
 // The character of two bytes in code page 932 whose second byte is the backslash.
 #define PAIR "\x83\x5C"
-
-/// Sets a variable of the environment while it lives.
-struct ScopedVariable {
-  ScopedVariable(const char* n, const std::string& value) : name(n) {
-    if (const char* before = std::getenv(n)) old = before;
-    setenv(n, value.c_str(), 1);
-  }
-  ~ScopedVariable() { old.empty() ? unsetenv(name) : setenv(name, old.c_str(), 1); }
-  const char* name;
-  std::string old;
-};
 
 TEST(FilePath, DelimitersAreRemovedAndJoined) {
   const ScopedCodePage japanese(kxw::kCodePageJapanese);
