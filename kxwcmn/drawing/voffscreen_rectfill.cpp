@@ -1,4 +1,4 @@
-#include "kxwcmn/drawing/behind_internal.h"
+#include "kxwcmn/drawing/channels_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/detail/depths.h"

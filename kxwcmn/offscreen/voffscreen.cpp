@@ -177,7 +177,10 @@ void KXVOffscreen::DrawSimpleLine64(int, int, u64) {}
 void KXVOffscreen::DrawSimpleSegment64(int, int, int, int, u64) {}
 void KXVOffscreen::DrawSegment64(int, int, int, int, int, u64, int, int) {}
 void KXVOffscreen::DrawSegment642(int, int, int, int, int, u64, int, int) {}
-void KXVOffscreen::FillPolygon64(const KXPoint*, int, tagRECT*, u64, int) {}
+void KXVOffscreen::FillPolygon64(const KXPoint* points, int count, tagRECT* clip, u64 color,
+                                 int closed) {
+  FillPolygon(points, count, clip, QMCOLORREF64to32(color), closed);
+}
 void KXVOffscreen::ArcFill64(int, int, int, int, u64, const tagRECT*) {}
 void KXVOffscreen::CircleFill64(int, int, int, const u64&, int, KXVOffscreen*, const tagPOINT&,
                                 const tagRECT*, BYTE*) {}

@@ -663,6 +663,25 @@ class KX_EXPORT KXVOffscreen {
                                   DWORD color, KXVOffscreen* reference, KXVOffscreen* second,
                                   const KXPoint& origin, int margin, int* count, int abortable);
 
+  // --- Polygons (drawing) -----------------------------------------------------------------------
+
+  /// Fills the polygon of `count` points, even-odd, and closed from the last point to the first. A
+  /// point with Y 0x7FFFFFFF is a break, to and from which no edge leads, so that one array can
+  /// hold several outlines; each has to bring its own closing edge. Fewer than one point, or null,
+  /// paint nothing.
+  ///
+  /// A row takes the edges at its own Y, the upper end of an edge counted in and the lower left
+  /// out. With `closed` 0 the right and bottom edges are left out, so that neighbours cover a
+  /// common edge once; otherwise they are painted, horizontal edges too.
+  ///
+  /// `clip` (null: the whole image) limits columns, and rows only for horizontal edges. Raises
+  /// KXException with code 8 if there is no memory, with nothing painted.
+  void FillPolygon(const KXPoint* points, int count, tagRECT* clip, DWORD color, int closed);
+  /// The strongest pixel in a polygon or on its edges, by the measure of
+  /// `SearchLineRowForPolygon`; 255 for anything at or above. 0 at once where no block is. There
+  /// are no breaks. Raises 8 like `FillPolygon`.
+  int SearchPolygon(const KXPoint* points, int count);
+
   // --- Shapes (drawing) -------------------------------------------------------------------------
 
   /// With `behind` 0 the virtual `RectFill`. Otherwise lays `color` under what `rect` holds, as ink
@@ -686,6 +705,23 @@ class KX_EXPORT KXVOffscreen {
   void InitBlock();
   /// Whether a new block of that index would be held fast.
   int IsProtected(int index) const;
+
+  // For loops over plain memory.
+
+  /// The row in memory of the block of (x, y), a point of the image: the cursor moves into the
+  /// block, while its position waits for the `MoveCursorBehind` after the loop. Null if the block
+  /// has no memory.
+  BYTE* EnterRow(int x, int y) {
+    if (GetBlockIndexFast(x, y) != cursor_.blockIndex) MoveCursorFast(x, y);
+    return cursor_.base ? cursor_.base + (y & kBlockMask) * blockRowBytes_ : nullptr;
+  }
+  /// Moves behind the last pixel of a loop, like `MoveCursor`, but makes no block: over a cell
+  /// without memory the cursor holds none, and the next checked move makes it if need be.
+  void MoveCursorBehind(int x, int y);
+
+  template <class Depth, class Fill>
+  void FillPolygonWith(const KXPoint* points, int count, const tagRECT* clip, Fill fill,
+                       int closed);
 
   /// Leaves the current block, if any, and takes the cursor off the image.
   void LeaveBlock();

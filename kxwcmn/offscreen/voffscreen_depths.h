@@ -4,6 +4,7 @@
 
 namespace kxw {
 
+class RowGate;
 struct Depth1;
 struct Depth2;
 struct Depth8;
@@ -77,6 +78,19 @@ class KX_EXPORT DepthOffscreen : public KXVOffscreen {
 
   void RectFill(const KXRect& rect, int useClear, DWORD color) override;
   using KXVOffscreen::RectFill;
+  void FillLineRow(int x1, int x2, int y, DWORD color, const tagRECT* clip) override;
+  int SearchLineRowForPolygon(int x1, int x2) override;
+
+ protected:
+  // The loops of the row painters.
+  template <class Op>
+  void PaintRow(int x1, int x2, const RowGate& gate, Op op);
+  template <class Color>
+  void PaintRowInMode(int x1, int x2, Color color, int fillMode, KXVOffscreen* clip1Bit,
+                      int clipOffset, const BYTE* pattern);
+  template <class Fill>
+  void FillClippedRow(int x1, int x2, int y, Fill fill, const tagRECT* clip);
+  void EndRow(int x1, int x2, int y);
 };
 
 /// The six depths whose native values fit 32 bits. The 64-bit depth has no such value: its
@@ -86,6 +100,9 @@ class KX_EXPORT NarrowDepthOffscreen : public DepthOffscreen<Depth> {
  public:
   DWORD GetColor() override;
   void SetColor(DWORD color) override;
+  void FillLineRowForPolygon(int x1, int x2, DWORD color, int fillMode, KXVOffscreen* clip1Bit,
+                             int clipOffset, const BYTE* pattern) override;
+  using KXVOffscreen::FillLineRowForPolygon;
 };
 
 }  // namespace kxw
@@ -104,6 +121,10 @@ class KX_EXPORT KXVOffscreen2Bit : public kxw::NarrowDepthOffscreen<kxw::Depth2>
 
   void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
             int clearMode) override;
+  /// `FillLineRowForPolygon`, but a light colour paints only where nothing is drawn.
+  virtual void FillLineRowForPolygonClipBlack(int x1, int x2, DWORD color, int fillMode,
+                                              KXVOffscreen* clip1Bit, int clipOffset,
+                                              const BYTE* pattern);
 };
 
 class KX_EXPORT KXVOffscreen8Bit : public kxw::NarrowDepthOffscreen<kxw::Depth8> {
@@ -159,6 +180,11 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
 
   void RectFill64(const KXRect& rect, int useClear, u64 color) override;
   void RectFill64(const KXRect& rect, int useClear, u64 color, int behind) override;
+  void FillLineRowForPolygon64(int x1, int x2, u64 color, int fillMode, KXVOffscreen* clip1Bit,
+                               int clipOffset, const BYTE* pattern) override;
+  void FillLineRow64(int x1, int x2, int y, u64 color, const tagRECT* clip) override;
+  void FillPolygon64(const KXPoint* points, int count, tagRECT* clip, u64 color,
+                     int closed) override;
 
   /// A fill of 64 bits keeps the colour whole where the reference has 64 bits.
   int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,

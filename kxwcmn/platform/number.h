@@ -17,6 +17,13 @@ inline int Truncate(double value) {
   return value == value ? static_cast<int>(value) : 0;
 }
 
+/// `qmDouble2Int` for a value between the ends, without its tests and without a branch.
+inline int RoundInside(double value) {
+  // The largest number below a half: with a half itself the sum of the two would round up to 1.
+  constexpr double kHalf = 0.49999999999999994;
+  return static_cast<int>(value + (value < 0 ? -kHalf : kHalf));
+}
+
 /// The runtime's print to a buffer of `size` bytes, and its conversion of a text to a number: with
 /// the full stop and no grouping, whatever the locale of the process. `PrintText` cuts what does
 /// not fit and returns the length of the whole, negative for what cannot be printed.
@@ -28,12 +35,9 @@ double ParseNumber(const char* text);
 /// Rounds to the nearest integer, halves away from zero; saturates at the ends; NaN gives 0. The
 /// library's one rounding.
 inline int qmDouble2Int(double value) {
-  const int whole = kxw::Truncate(value);
-  // Exact: a double and its whole part are close enough that their difference has no rounding.
-  const double rest = value - whole;
-  if (rest >= 0.5 && whole < std::numeric_limits<int>::max()) return whole + 1;
-  if (rest <= -0.5 && whole > std::numeric_limits<int>::min()) return whole - 1;
-  return whole;
+  if (value >= std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
+  if (value <= std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
+  return value == value ? kxw::RoundInside(value) : 0;
 }
 
 /// The same to 16 bits.

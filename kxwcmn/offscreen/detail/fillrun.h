@@ -23,6 +23,25 @@ inline void FillPattern(BYTE* at, std::size_t bytes, const BYTE* pattern, int le
   }
 }
 
+/// A memset whose short runs are stored in line, the last store overlapping the one before.
+inline void FillBytes(BYTE* at, BYTE value, std::size_t bytes) {
+  if (bytes > 32) {
+    std::memset(at, value, bytes);
+    return;
+  }
+  const u64 wide = value * 0x0101010101010101u;
+  BYTE* const end = at + bytes;
+  if (bytes >= 8) {
+    for (; at < end - 8; at += 8) std::memcpy(at, &wide, 8);
+    std::memcpy(end - 8, &wide, 8);
+  } else if (bytes >= 4) {
+    std::memcpy(at, &wide, 4);
+    std::memcpy(end - 4, &wide, 4);
+  } else {
+    for (; at != end; ++at) *at = value;
+  }
+}
+
 /// Writes `fill` to the `count` pixels from `column` of the row of a block at `row`. Rows of a
 /// block follow each other without a gap, so a run over whole rows may go on into the next ones.
 template <class Depth>
@@ -44,7 +63,7 @@ inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill)
     std::memset(at, fill, static_cast<std::size_t>(end - at));
     if (tail) merge(end, tail);
   } else if constexpr (Depth::kBits == 8) {
-    std::memset(row + column, fill, static_cast<std::size_t>(count));
+    FillBytes(row + column, fill, static_cast<std::size_t>(count));
   } else if constexpr (Depth::kBits == 24) {
     // Eight pixels are three words of eight bytes.
     constexpr int kPixels = 8, kBytes = 24;
@@ -56,9 +75,18 @@ inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill)
     }
     for (; count > 0; --count, at += 3) Depth::Store(at, 0, fill);
   } else {
-    constexpr int kBytes = Depth::kBits / 8;
+    // Stores of 16 bytes, the last of which overlaps what is there instead of leaving a rest.
+    constexpr int kBytes = Depth::kBits / 8, kWide = 16;
     BYTE* at = row + ByteOfColumn<Depth>(column);
-    for (BYTE* const end = at + count * kBytes; at != end; at += kBytes) Depth::Store(at, 0, fill);
+    BYTE* const end = at + count * kBytes;
+    if (end - at < kWide) {
+      for (; at != end; at += kBytes) Depth::Store(at, 0, fill);
+      return;
+    }
+    BYTE pattern[kWide];
+    for (int i = 0; i < kWide; i += kBytes) Depth::Store(pattern + i, 0, fill);
+    for (; end - at > kWide; at += kWide) std::memcpy(at, pattern, kWide);
+    std::memcpy(end - kWide, pattern, kWide);
   }
 }
 

@@ -5,7 +5,7 @@
 namespace kxw {
 
 /// The channels of a 32-bit colour, and of a 64-bit one, for rules that differ in nothing else.
-/// `kFull` is an opaque alpha; `kShift` stands for a division by one more than it.
+/// `kFull` is an opaque alpha; a shift by `kShift` divides by one more than it.
 struct Channels8 {
   using Color = DWORD;
   static constexpr u64 kFull = 255;

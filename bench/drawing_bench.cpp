@@ -1,0 +1,173 @@
+// Shapes beside a plain fill of the same bytes, and beside the polygons of OpenCV.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/table.h"
+#include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/offscreen/voffscreen.h"
+
+#ifdef KXWCMN_HAVE_OPENCV
+#include <opencv2/imgproc.hpp>
+#endif
+
+namespace {
+
+using benchmark::State;
+
+struct Picture {
+  Picture(int bits, int width, int height) : image(KXVOffscreen::CreateOffscreen(bits)) {
+    manager.Create(256u << 20, nullptr);
+    image->Create(&manager, width, height, 72);
+    image->RectFill(image->GetRect(), 0, 0xFFFFFFFF);  // every block has its memory
+  }
+  ~Picture() { KXVOffscreen::DeleteOffscreen(image); }
+  Picture(const Picture&) = delete;
+  Picture& operator=(const Picture&) = delete;
+
+  KXVirtualMemory manager;
+  KXVOffscreen* image;
+};
+
+// --- Rectangles ----------------------------------------------------------------------------------
+
+constexpr int kSide = 4096;
+
+template <int kBits>
+void RectFill(State& state) {
+  Picture picture(kBits, kSide, kSide);
+  DWORD color = 0xFF405060;
+  for (auto _ : state) {
+    picture.image->RectFill(KXRect(0, 0, kSide, kSide), 0, color++);
+    benchmark::ClobberMemory();
+  }
+  picture.image->Lock(kSide - 1, 5, 0);
+  if (kBits > 8 && picture.image->Get24BitColor() != ((color - 1) | 0xFF000000) && kBits != 24) {
+    state.SkipWithError("the last pixel was not filled");
+  }
+  picture.image->Unlock();
+  state.SetBytesProcessed(state.iterations() * kSide * kSide / 8 * kBits);
+}
+
+template <int kBits>
+void Memset(State& state) {
+  std::vector<BYTE> bytes(std::size_t{kSide} * kSide / 8 * kBits);
+  int value = 0;
+  for (auto _ : state) {
+    std::memset(bytes.data(), ++value & 0xFF, bytes.size());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * kSide * kSide / 8 * kBits);
+}
+
+// --- Polygons ------------------------------------------------------------------------------------
+
+constexpr int kStarSide = 4000;
+
+std::vector<KXPoint> Star() {
+  std::vector<KXPoint> points;
+  for (int i = 0; i < 1000; ++i) {
+    const double angle = 2 * std::numbers::pi * i / 1000;
+    const double radius = i % 2 ? 1990 : 700;
+    points.emplace_back(static_cast<int>(2000 + radius * std::cos(angle)),
+                        static_cast<int>(2000 + radius * std::sin(angle)));
+  }
+  return points;
+}
+
+void FillStar(State& state) {
+  Picture picture(8, kStarSide, kStarSide);
+  const std::vector<KXPoint> star = Star();
+  for (auto _ : state) {
+    picture.image->FillPolygon(star.data(), 1000, nullptr, 0x80000000, 1);
+    benchmark::ClobberMemory();
+  }
+  picture.image->Lock(2000, 2000, 0);
+  if (picture.image->Get8BitColor() != 0x80) state.SkipWithError("the middle was not filled");
+  picture.image->Unlock();
+}
+
+constexpr int kTriangles = 10000, kTriangleSide = 1024;
+
+std::vector<KXPoint> Triangles() {
+  std::mt19937 random(5);
+  std::vector<KXPoint> points;
+  for (int i = 0; i < kTriangles; ++i) {
+    const int x = static_cast<int>(random() % (kTriangleSide - 40));
+    const int y = static_cast<int>(random() % (kTriangleSide - 40));
+    points.emplace_back(x, y + static_cast<int>(random() % 40));
+    points.emplace_back(x + 40, y + static_cast<int>(random() % 20));
+    points.emplace_back(x + static_cast<int>(random() % 40), y + 40);
+  }
+  return points;
+}
+
+void FillTriangles(State& state) {
+  Picture picture(32, kTriangleSide, kTriangleSide);
+  const std::vector<KXPoint> points = Triangles();
+  for (auto _ : state) {
+    for (int i = 0; i < kTriangles; ++i) {
+      picture.image->FillPolygon(&points[static_cast<std::size_t>(i) * 3], 3, nullptr,
+                                 0xFF000000u + static_cast<DWORD>(i), 1);
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kTriangles);
+}
+
+#ifdef KXWCMN_HAVE_OPENCV
+std::vector<cv::Point> Convert(const std::vector<KXPoint>& points) {
+  std::vector<cv::Point> result;
+  for (const KXPoint& p : points) result.emplace_back(p.x, p.y);
+  return result;
+}
+
+void OpenCvStar(State& state) {
+  cv::setNumThreads(1);
+  cv::Mat image(kStarSide, kStarSide, CV_8UC1, cv::Scalar(0));
+  const std::vector<std::vector<cv::Point>> star{Convert(Star())};
+  for (auto _ : state) {
+    cv::fillPoly(image, star, cv::Scalar(128));
+    benchmark::ClobberMemory();
+  }
+}
+
+void OpenCvTriangles(State& state) {
+  cv::setNumThreads(1);
+  cv::Mat image(kTriangleSide, kTriangleSide, CV_8UC4, cv::Scalar(0));
+  const std::vector<cv::Point> points = Convert(Triangles());
+  for (auto _ : state) {
+    for (int i = 0; i < kTriangles; ++i) {
+      cv::fillConvexPoly(image, &points[static_cast<std::size_t>(i) * 3], 3,
+                         cv::Scalar(i & 255, i >> 8, 0, 255));
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kTriangles);
+}
+#endif
+
+const bool kAdded = [] {
+  using kxw::bench::Add;
+  Add("RectFill, 4096 x 4096, 8 bits", 0.9, RectFill<8>, "memset", Memset<8>);
+  Add("RectFill, 4096 x 4096, 24 bits", 0.9, RectFill<24>, "memset", Memset<24>);
+  Add("RectFill, 4096 x 4096, 32 bits", 0.9, RectFill<32>, "memset", Memset<32>);
+  Add("RectFill, 4096 x 4096, 64 bits", 0.9, RectFill<64>, "memset", Memset<64>);
+#ifdef KXWCMN_HAVE_OPENCV
+  Add("FillPolygon, star of 1000 points, 8 bits", 1.5, FillStar, "OpenCV fillPoly", OpenCvStar);
+  Add("FillPolygon, 10,000 triangles, 32 bits", 1.5, FillTriangles, "OpenCV fillConvexPoly",
+      OpenCvTriangles);
+#else
+  benchmark::RegisterBenchmark("FillPolygon, star of 1000 points, 8 bits|ours", FillStar);
+  benchmark::RegisterBenchmark("FillPolygon, 10,000 triangles, 32 bits|ours", FillTriangles);
+#endif
+  return true;
+}();
+
+}  // namespace

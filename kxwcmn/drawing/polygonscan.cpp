@@ -1,0 +1,92 @@
+#include "kxwcmn/drawing/polygonscan_internal.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/platform/error.h"
+
+namespace kxw {
+
+PolygonScan::PolygonScan(const KXPoint* points, int count, bool breaks) {
+  if (!points || count < 1) return;
+  if (count > kLocalEdges) {
+    const auto capacity = static_cast<std::size_t>(count);
+    edgeMemory_.reset(new (std::nothrow) Edge[2 * capacity]);
+    crossingMemory_.reset(new (std::nothrow) int[capacity]);
+    if (!edgeMemory_ || !crossingMemory_) kxThrowError(kErrorNotEnoughMemory);
+    edges_ = edgeMemory_.get();
+    active_ = edges_ + capacity;
+    crossings_ = crossingMemory_.get();
+  }
+  for (int i = 0; i < count; ++i) {
+    const KXPoint& p = points[i];
+    const KXPoint& q = points[i + 1 < count ? i + 1 : 0];
+    if (p.y == q.y || (breaks && (p.y == kBreak || q.y == kBreak))) continue;
+    const KXPoint& upper = p.y < q.y ? p : q;
+    const double dx = static_cast<double>(p.x) - q.x, dy = static_cast<double>(p.y) - q.y;
+    edges_[edgeCount_++] = {static_cast<double>(upper.x), dx / dy, upper.y, std::max(p.y, q.y)};
+  }
+  std::sort(edges_, edges_ + edgeCount_,
+            [](const Edge& a, const Edge& b) { return a.top < b.top; });
+}
+
+void PolygonScan::AdvanceTo(Edge& edge, i64 row) {
+  // Above the image an edge only advances. One that begins farther above than any picture reaches
+  // is brought down by one product: billions of sums would take seconds.
+  constexpr i64 kMostSums = 16384;
+  const i64 rows = row - edge.top;
+  if (rows > kMostSums) {
+    edge.x += edge.slope * static_cast<double>(rows);
+    return;
+  }
+  for (i64 i = 0; i < rows; ++i) edge.x += edge.slope;
+}
+
+bool PolygonScan::NextRow(i64 endRow) {
+  int kept = 0;
+  for (int i = 0; i < activeCount_; ++i) {
+    if (active_[i].bottom > row_) active_[kept++] = active_[i];
+  }
+  activeCount_ = kept;
+  for (;; ++nextEdge_) {
+    if (nextEdge_ == edgeCount_) break;
+    Edge edge = edges_[nextEdge_];
+    if (edge.top > row_) {
+      if (activeCount_ > 0) break;
+      row_ = edge.top;  // rows between outlines hold nothing
+    }
+    if (edge.bottom <= row_) continue;
+    AdvanceTo(edge, row_);
+    active_[activeCount_++] = edge;
+  }
+  if (activeCount_ == 0 || row_ >= endRow) return false;
+  changeRow_ = nextEdge_ < edgeCount_ ? edges_[nextEdge_].top : std::numeric_limits<i64>::max();
+  for (int i = 0; i < activeCount_; ++i) {
+    changeRow_ = std::min<i64>(changeRow_, active_[i].bottom);
+  }
+  return true;
+}
+
+void PolygonScan::SortActive() {
+  // From one row to the next few edges change places, so inserting them is nearly linear. Where
+  // many do, it gives up: edges of equal crossings are alike, and any sort gives the same row.
+  i64 moves = 0;
+  const i64 mostMoves = 64 + 8 * static_cast<i64>(activeCount_);
+  for (int i = 1; i < activeCount_; ++i) {
+    if (active_[i - 1].x <= active_[i].x) continue;
+    const Edge edge = active_[i];
+    int at = i;
+    for (; at > 0 && active_[at - 1].x > edge.x; --at) active_[at] = active_[at - 1];
+    active_[at] = edge;
+    moves += i - at;
+    if (moves > mostMoves) {
+      std::sort(active_, active_ + activeCount_,
+                [](const Edge& a, const Edge& b) { return a.x < b.x; });
+      return;
+    }
+  }
+}
+
+}  // namespace kxw
