@@ -165,25 +165,41 @@ void KXVOffscreen::StretchCopy(int, int, int, int, KXVOffscreen*, int, int, int,
 void KXVOffscreen::RectFill(const KXRect&, int, DWORD) {}
 void KXVOffscreen::DrawSimpleLine(int, int, DWORD) {}
 void KXVOffscreen::DrawSimpleSegment(int, int, int, int, DWORD) {}
-void KXVOffscreen::DrawSegment(int, int, int, int, int, DWORD, int, int) {}
-void KXVOffscreen::DrawSegment2(int, int, int, int, int, DWORD, int, int) {}
 void KXVOffscreen::RectFill64(const KXRect& rect, int useClear, u64 color) {
   RectFill(rect, useClear, QMCOLORREF64to32(color));
 }
 void KXVOffscreen::RectFill64(const KXRect& rect, int useClear, u64 color, int behind) {
   RectFill(rect, useClear, QMCOLORREF64to32(color), behind);
 }
-void KXVOffscreen::DrawSimpleLine64(int, int, u64) {}
-void KXVOffscreen::DrawSimpleSegment64(int, int, int, int, u64) {}
-void KXVOffscreen::DrawSegment64(int, int, int, int, int, u64, int, int) {}
-void KXVOffscreen::DrawSegment642(int, int, int, int, int, u64, int, int) {}
+void KXVOffscreen::DrawSimpleLine64(int orientation, int position, u64 color) {
+  DrawSimpleLine(orientation, position, QMCOLORREF64to32(color));
+}
+void KXVOffscreen::DrawSimpleSegment64(int orientation, int position, int start, int length,
+                                       u64 color) {
+  DrawSimpleSegment(orientation, position, start, length, QMCOLORREF64to32(color));
+}
+void KXVOffscreen::DrawSegment64(int x1, int y1, int x2, int y2, int width, u64 color, int behind,
+                                 int adjustWidth) {
+  DrawSegment(x1, y1, x2, y2, width, QMCOLORREF64to32(color), behind, adjustWidth);
+}
+void KXVOffscreen::DrawSegment642(int x1, int y1, int x2, int y2, int width, u64 color, int behind,
+                                  int adjustWidth) {
+  DrawSegment2(x1, y1, x2, y2, width, QMCOLORREF64to32(color), behind, adjustWidth);
+}
 void KXVOffscreen::FillPolygon64(const KXPoint* points, int count, tagRECT* clip, u64 color,
                                  int closed) {
   FillPolygon(points, count, clip, QMCOLORREF64to32(color), closed);
 }
-void KXVOffscreen::ArcFill64(int, int, int, int, u64, const tagRECT*) {}
-void KXVOffscreen::CircleFill64(int, int, int, const u64&, int, KXVOffscreen*, const tagPOINT&,
-                                const tagRECT*, BYTE*) {}
+void KXVOffscreen::ArcFill64(int left, int top, int right, int bottom, u64 color,
+                             const tagRECT* clip) {
+  ArcFill(left, top, right, bottom, QMCOLORREF64to32(color), clip);
+}
+void KXVOffscreen::CircleFill64(int left, int top, int diameter, const u64& color, int fillMode,
+                                KXVOffscreen* clip1Bit, const tagPOINT& clipOffset,
+                                const tagRECT* clip, BYTE* pattern) {
+  CircleFill(left, top, diameter, QMCOLORREF64to32(color), fillMode, clip1Bit, clipOffset, clip,
+             pattern);
+}
 KXVOffscreen* KXVOffscreen::CreateAndRotate90() { return nullptr; }
 KXVOffscreen* KXVOffscreen::CreateAndRotate90R() { return nullptr; }
 KXVOffscreen* KXVOffscreen::CreateAndReverseHorz() { return nullptr; }

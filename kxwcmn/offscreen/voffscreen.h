@@ -191,8 +191,14 @@ class KX_EXPORT KXVOffscreen {
   /// Fills `rect`, cut to the image, with `color` or, with a non-zero `useClear`, with the clear
   /// colour.
   virtual void RectFill(const KXRect& rect, int useClear, DWORD color);
+  /// Draws a line right across the image: the column `position` with `orientation` 1, else the row.
   virtual void DrawSimpleLine(int orientation, int position, DWORD color);
+  /// Draws `length` pixels of the column or row `position` from `start` on; none if it is below 1.
   virtual void DrawSimpleSegment(int orientation, int position, int start, int length, DWORD color);
+  /// Draws a segment with a square brush of `width` pixels, whose top left goes from (x1, y1) to
+  /// (x2, y2). With `adjustWidth` 1 a slanted segment has a smaller brush, so that it looks as wide
+  /// as others; `DrawSegment` keeps that brush in the middle of the width where it stamps it.
+  /// `behind` 1 lays each stamp under what is there; 0 paints the whole outline at once.
   virtual void DrawSegment(int x1, int y1, int x2, int y2, int width, DWORD color, int behind,
                            int adjustWidth);
   virtual void DrawSegment2(int x1, int y1, int x2, int y2, int width, DWORD color, int behind,
@@ -232,9 +238,22 @@ class KX_EXPORT KXVOffscreen {
   /// test left it. A rectangle that leaves its block does nothing.
   virtual void OptimizeBlock(tagRECT rect);
 
+  // The row painters. The caller holds a write lock; the columns are inclusive, what lies outside
+  // the image is left out, and no columns at all paint nothing. The cursor ends behind `x2`.
+
+  /// Paints columns of the cursor's row, by `fillMode` and through `clip1Bit` and `pattern` as in
+  /// the `RectFill` that takes them; `pattern` is the stipple's one row. An alpha covers black: the
+  /// result is darkened and opaque, and at 8 bits the alpha itself. The base class, and the 64-bit
+  /// depth in the 32-bit form, do nothing.
   virtual void FillLineRowForPolygon(int x1, int x2, DWORD color, int fillMode,
                                      KXVOffscreen* clip1Bit, int clipOffset, const BYTE* pattern);
+  /// Writes columns of row `y`, cut to `clip` (null: the image). The colour counts as a value of
+  /// the depth's own, save at 1 bit, where any top bit of its bytes draws, and at 8 bits, where its
+  /// low byte is taken as grey.
   virtual void FillLineRow(int x1, int x2, int y, DWORD color, const tagRECT* clip);
+  /// The strongest pixel of columns of the cursor's row, under a lock of any kind: by density at 8
+  /// bits, by red at 24 and by alpha, at 64 bits of 16, in the other depths; below 8 bits 255 for
+  /// the first one drawn, on which the cursor then stays.
   virtual int SearchLineRowForPolygon(int x1, int x2);
 
   virtual void ChangeResolutionLow(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
@@ -687,9 +706,50 @@ class KX_EXPORT KXVOffscreen {
   /// With `behind` 0 the virtual `RectFill`. Otherwise lays `color` under what `rect` holds, as ink
   /// under a sheet, without a look at `useClear`.
   void RectFill(const KXRect& rect, int useClear, DWORD color, int behind);
+  /// Paints `rect` with the row painter, cut to `clip` (null: the image). Its last column is
+  /// `right` - 1 but its last row is `bottom`, which lies below the rectangle and may lie below the
+  /// clip. An empty rectangle that is a point (right = left and bottom = top) paints that pixel if
+  /// it lies in the clip.
+  ///
+  /// `fillMode` is 0 to paint, 1 to paint where the colour is stronger, 2 to mix and, at 8 bits, 3
+  /// to erase. `clip1Bit` (null: none) lets a pixel through that reads as 1; the row read is that
+  /// of its cursor, under the caller's lock. `pattern` (null: solid) is a stipple of 4 by 4 bytes:
+  /// byte x & 3 of row y & 3 lets a pixel through unless it is 0.
+  void RectFill(const KXRect& rect, DWORD color, int fillMode, KXVOffscreen* clip1Bit,
+                const tagRECT* clip, BYTE* pattern);
+  /// Lays `mixer` on `rect`, half-open on both axes, cut to `clip` (null: the image); a point as in
+  /// the form with a colour. `mask` and `pattern` (null: none) hold pixels back. The source's
+  /// origin matches the rectangle's top left. A null mixer raises 0x20010008.
+  void RectFill(const KXRect& rect, KXVOffPixelMixer* mixer, KXVOffPixelMask* mask,
+                const tagRECT* clip, BYTE* pattern);
   /// Clears `rect`: blocks that lie in it whole are given back, the others' parts are filled with
   /// the clear colour. Blocks without memory stay without.
   void ClrRect(const tagRECT& rect);
+
+  // Circles given by the square around them. The forms with a mixer take mask, stipple, clip and
+  // null as `RectFill` does.
+
+  /// Paints a circle with the row painter. `clipOffset` is added to a pixel's place before it is
+  /// looked up in `clip1Bit`. A diameter below 1 counts as 1.
+  void CircleFill(int left, int top, int diameter, const DWORD& color, int fillMode,
+                  KXVOffscreen* clip1Bit, const tagPOINT& clipOffset, const tagRECT* clip,
+                  BYTE* pattern);
+  /// The source's origin matches the square's top left. A circle of diameter 4 has another shape
+  /// here than in the form with a colour.
+  void CircleFill(int left, int top, int diameter, KXVOffPixelMixer* mixer, KXVOffPixelMask* mask,
+                  const tagRECT* clip, BYTE* pattern);
+  /// Lays the mixer's colour on a circle, its alpha weighed by how much of a pixel is covered. The
+  /// mixer has its own colour again afterwards. A radius that is not above 0 draws nothing.
+  void CircleFillAA(double cx, double cy, double radius, KXVOffPixelMixer* mixer,
+                    KXVOffPixelMask* mask, const tagRECT* clip);
+  /// Lays the mixer's colour on the outline of a circle, on points of the axes and the diagonal
+  /// more than once. The fourth argument and the stipple have no effect; a negative radius draws
+  /// nothing.
+  void Circle(int cx, int cy, int radius, int unused, KXVOffPixelMixer* mixer,
+              KXVOffPixelMask* mask, const tagRECT* clip, BYTE* pattern);
+  /// Fills the ellipse in a rectangle with `FillLineRow`. A rectangle that does not meet the image,
+  /// or is below 2 in both directions, draws nothing.
+  void ArcFill(int left, int top, int right, int bottom, DWORD color, const tagRECT* clip);
 
  protected:
   KXVOffscreen();

@@ -78,6 +78,9 @@ class KX_EXPORT DepthOffscreen : public KXVOffscreen {
 
   void RectFill(const KXRect& rect, int useClear, DWORD color) override;
   using KXVOffscreen::RectFill;
+  void DrawSimpleLine(int orientation, int position, DWORD color) override;
+  void DrawSimpleSegment(int orientation, int position, int start, int length,
+                         DWORD color) override;
   void FillLineRow(int x1, int x2, int y, DWORD color, const tagRECT* clip) override;
   int SearchLineRowForPolygon(int x1, int x2) override;
 
@@ -185,6 +188,17 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
   void FillLineRow64(int x1, int x2, int y, u64 color, const tagRECT* clip) override;
   void FillPolygon64(const KXPoint* points, int count, tagRECT* clip, u64 color,
                      int closed) override;
+  void DrawSimpleLine64(int orientation, int position, u64 color) override;
+  void DrawSimpleSegment64(int orientation, int position, int start, int length,
+                           u64 color) override;
+  void DrawSegment64(int x1, int y1, int x2, int y2, int width, u64 color, int behind,
+                     int adjustWidth) override;
+  void DrawSegment642(int x1, int y1, int x2, int y2, int width, u64 color, int behind,
+                      int adjustWidth) override;
+  void ArcFill64(int left, int top, int right, int bottom, u64 color, const tagRECT* clip) override;
+  void CircleFill64(int left, int top, int diameter, const u64& color, int fillMode,
+                    KXVOffscreen* clip1Bit, const tagPOINT& clipOffset, const tagRECT* clip,
+                    BYTE* pattern) override;
 
   /// A fill of 64 bits keeps the colour whole where the reference has 64 bits.
   int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "kxwcmn/drawing/fillrules_internal.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/blockgetter.h"
+#include "kxwcmn/offscreen/detail/fillrun.h"
+
+namespace kxw {
+
+/// Calls `op(row, column, count)` for the rows of `rect`, block by block, under a write lock: `row`
+/// is the row of a block and `column` the first of the `count` pixels in it. The rows of a block
+/// that `rect` covers in its whole width arrive as one long run.
+template <class Depth, class Op>
+inline void ForEachRun(KXVOffscreen& image, const KXRect& rect, Op op) {
+  KXVOffscreenAutoLock lock(&image, 1);
+  KXBlockGetter blocks(&image, rect, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    image.MoveCursor(part.left, part.top);
+    BYTE* const base = image.GetBaseAddress();
+    if (!base) continue;
+    BYTE* row = base + (part.top & KXVOffscreen::kBlockMask) * kRowBytes<Depth>;
+    const int column = part.left & KXVOffscreen::kBlockMask;
+    if (part.Width() == KXVOffscreen::kBlockSize) {
+      op(row, column, part.Width() * part.Height());
+      continue;
+    }
+    for (int y = part.top; y < part.bottom; ++y, row += kRowBytes<Depth>) {
+      op(row, column, part.Width());
+    }
+  }
+}
+
+/// Fills `rect`, cut to the image.
+template <class Depth>
+inline void FillRect(KXVOffscreen& image, const KXRect& rect, typename Depth::Fill fill) {
+  ForEachRun<Depth>(image, rect, [fill](BYTE* row, int column, int count) {
+    FillRun<Depth>(row, column, count, fill);
+  });
+}
+
+/// Replaces each pixel of `rect` by `op(pixel)`.
+template <class Depth, class Op>
+inline void ChangeRect(KXVOffscreen& image, const KXRect& rect, Op op) {
+  ForEachRun<Depth>(image, rect, [&op](BYTE* row, int column, int count) {
+    ChangeRun<Depth>(row, column, count, op);
+  });
+}
+
+}  // namespace kxw
