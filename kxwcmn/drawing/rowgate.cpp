@@ -37,8 +37,8 @@ void RowGate::ReadClip(int x, int count, bool* open) const {
                                               MaskOfColumn<Depth>(column)));
     }
   });
-  // The cursor stands where the last pixel was looked up.
-  clip_->MoveCursorX(ClipX(x + count - 1));
+  // The cursor stands where the last pixel was looked up, without making a block there.
+  clip_->MoveCursorBehindRow(IntGeometry::Sub(ClipX(x + count - 1), 1));
 }
 
 void RowGate::Read(int x, int count, bool* open) const {

@@ -49,13 +49,13 @@ void DepthOffscreen<Depth>::PaintRow(int x1, int x2, const RowGate& gate, Op op)
       return true;
     });
   }
-  EndRow(x1, x2, y);
+  EndRow(x1, x2);
 }
 
 /// Moves the cursor behind a row of pixels, of which there may be none.
 template <class Depth>
-void DepthOffscreen<Depth>::EndRow(int x1, int x2, int y) {
-  MoveCursorBehind(x1 <= x2 ? IntGeometry::Add(x2, 1) : x1, y);
+void DepthOffscreen<Depth>::EndRow(int x1, int x2) {
+  MoveCursorBehindRow(x1 <= x2 ? x2 : IntGeometry::Sub(x1, 1));
 }
 
 template <class Depth>
@@ -64,7 +64,7 @@ void DepthOffscreen<Depth>::PaintRowInMode(int x1, int x2, Color color, int fill
                                            KXVOffscreen* clip1Bit, int clipOffset,
                                            const BYTE* pattern) {
   if (!PaintsInMode<Depth>(fillMode)) {
-    EndRow(x1, x2, cursor_.y);
+    EndRow(x1, x2);
     return;
   }
   const int firstOffset = kFirstPixelHasNoClipOffset<Depth> ? 0 : clipOffset;
@@ -133,7 +133,7 @@ int DepthOffscreen<Depth>::SearchLineRowForPolygon(int x1, int x2) {
       return true;
     });
   }
-  EndRow(x1, found, y);
+  EndRow(x1, found);
   return strongest;
 }
 
@@ -177,7 +177,7 @@ void KXVOffscreen2Bit::FillLineRowForPolygonClipBlack(int x1, int x2, DWORD colo
     return;
   }
   if (!kxw::PaintsInMode<kxw::Depth2>(fillMode)) {
-    EndRow(x1, x2, GetCursorPosY());
+    EndRow(x1, x2);
     return;
   }
   const kxw::RowGate gate(*this, clip1Bit, clipOffset, x1, clipOffset, pattern);

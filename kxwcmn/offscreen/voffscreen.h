@@ -769,16 +769,12 @@ class KX_EXPORT KXVOffscreen {
   // For loops over plain memory.
 
   /// The row in memory of the block of (x, y), a point of the image: the cursor moves into the
-  /// block, while its position waits for the `MoveCursorBehind` after the loop. Null if the block
+  /// block, while its position waits for the move after the loop. Null if the block
   /// has no memory.
   BYTE* EnterRow(int x, int y) {
     if (GetBlockIndexFast(x, y) != cursor_.blockIndex) MoveCursorFast(x, y);
     return cursor_.base ? cursor_.base + (y & kBlockMask) * blockRowBytes_ : nullptr;
   }
-  /// Moves behind the last pixel of a loop, like `MoveCursor`, but makes no block: over a cell
-  /// without memory the cursor holds none, and the next checked move makes it if need be.
-  void MoveCursorBehind(int x, int y);
-
   template <class Depth, class Fill>
   void FillPolygonWith(const KXPoint* points, int count, const tagRECT* clip, Fill fill,
                        int closed);

@@ -97,17 +97,6 @@ void KXVOffscreen::MoveCursor(int x, int y) {
   }
 }
 
-void KXVOffscreen::MoveCursorBehind(int x, int y) {
-  const int index = GetBlockIndex(x, y);
-  if (index == cursor_.blockIndex || GetBlockExist(index)) {
-    MoveCursor(x, y);
-    return;
-  }
-  LeaveBlock();
-  cursor_.x = x;
-  cursor_.y = y;
-}
-
 void KXVOffscreen::MoveCursorFast(int x, int y) {
   const int index = GetBlockIndexFast(x, y);
   const bool stays = index == cursor_.blockIndex;

@@ -93,7 +93,7 @@ class KX_EXPORT DepthOffscreen : public KXVOffscreen {
                       int clipOffset, const BYTE* pattern);
   template <class Fill>
   void FillClippedRow(int x1, int x2, int y, Fill fill, const tagRECT* clip);
-  void EndRow(int x1, int x2, int y);
+  void EndRow(int x1, int x2);
 };
 
 /// The six depths whose native values fit 32 bits. The 64-bit depth has no such value: its
