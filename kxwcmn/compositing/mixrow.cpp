@@ -8,6 +8,7 @@
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
+#include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 
 namespace kxw {
@@ -62,127 +63,192 @@ struct alignas(8) RunBuffer {
   std::array<BYTE, kBlock * 8> bytes;
 };
 
-/// Fills a run with one colour.
-void FillRun(RunForm form, const KXComplexColor& color, int count, RunBuffer& out) {
-  BYTE* at = out.bytes.data();
-  for (int i = 0; i < count; ++i, at += BytesOf(form)) {
-    switch (form) {
-      case RunForm::kValue8:
-        PutColor<RunForm::kValue8>(at, 0, 0, color.value8);
-        break;
-      case RunForm::kColor32:
-        PutColor<RunForm::kColor32>(at, 0, color.color32, 0);
-        break;
-      case RunForm::kWord32:
-        PutColor<RunForm::kWord32>(at, 0, color.color32, 0);
-        break;
-      case RunForm::kWord64:
-        PutColor<RunForm::kWord64>(at, color.color64, 0, 0);
-        break;
-    }
-  }
-}
-
-/// Where a row's incoming colours come from: the mixer's own colour, or its source.
+/// Where the incoming colours come from: the mixer's own colour, or its source.
 class Incoming {
  public:
-  Incoming(RunForm form, const KXVOffPixelMixer& mixer, i64 longest) : form_(form) {
-    KXComplexColor color = KXComplexColor::cErase;
-    source_ = mixer.GetSrcOffscreen();
-    if (source_) {
-      source_->GetCursorPos(x_, y_);
-      const int bits = source_->GetBitCount();
-      // Pixels that are in the right form already are used where they stand.
-      isDirect_ = (form == RunForm::kWord32 && bits == 32) ||
-                  (form == RunForm::kWord64 && bits == 64) ||
-                  (form == RunForm::kValue8 && bits == 8);
-      read_ = form == RunForm::kValue8    ? FindReader<RunForm::kValue8>(bits)
-              : form == RunForm::kColor32 ? FindReader<RunForm::kColor32>(bits)
-              : form == RunForm::kWord32  ? FindReader<RunForm::kWord32>(bits)
-                                          : FindReader<RunForm::kWord64>(bits);
-    } else {
-      mixer.GetColor(color);
+  Incoming(RunForm form, const KXVOffPixelMixer& mixer)
+      : form_(form), source_(mixer.GetSrcOffscreen()) {
+    if (!source_) {
+      mixer.GetColor(color_);
+      return;
     }
-    FillRun(form, color, static_cast<int>(std::min<i64>(longest, kBlock)), constant_);
+    color_ = KXComplexColor::cErase;  // what a source without memory stands for
+    const int bits = source_->GetBitCount();
+    // Pixels that are in the right form already are used where they stand.
+    isDirect_ = (form == RunForm::kWord32 && bits == 32) ||
+                (form == RunForm::kWord64 && bits == 64) || (form == RunForm::kValue8 && bits == 8);
+    read_ = form == RunForm::kValue8    ? FindReader<RunForm::kValue8>(bits)
+            : form == RunForm::kColor32 ? FindReader<RunForm::kColor32>(bits)
+            : form == RunForm::kWord32  ? FindReader<RunForm::kWord32>(bits)
+                                        : FindReader<RunForm::kWord64>(bits);
   }
 
-  /// The colours of up to `count` pixels from the one `offset` behind the row's first; `count`
-  /// becomes how many there are in one piece.
-  const BYTE* Get(i64 offset, int& count) {
-    if (!source_) return constant_.bytes.data();
-    const i64 x = x_ + offset;
-    if (y_ < 0 || y_ >= source_->GetHeight() || x >= source_->GetWidth()) {
-      return constant_.bytes.data();
-    }
-    if (x < 0) {
-      count = static_cast<int>(std::min<i64>(count, -x));
-      return constant_.bytes.data();
-    }
-    const int column = static_cast<int>(x) & kMask;
-    count = std::min({count, kBlock - column, source_->GetWidth() - static_cast<int>(x)});
-    source_->MoveCursor(static_cast<int>(x), y_);
-    const BYTE* at = source_->GetCurrentAddress();
-    if (!at) return constant_.bytes.data();
-    if (isDirect_) return at;
-    const BYTE* row = source_->GetBaseAddress() + (y_ & kMask) * source_->GetBlockRowBytes();
-    read_(row, column, count, read32_.bytes.data());
-    return read32_.bytes.data();
+  KXVOffscreen* Source() const { return source_; }
+
+  /// Enters the part of the source from (x, y): of up to `width` by `height` pixels, those that are
+  /// of one kind, in one block or outside the image. Both become what is left.
+  void Enter(i64 x, i64 y, int& width, int& height) {
+    base_ = nullptr;
+    if (!source_) return;
+    const bool isInsideX = CutAtEdge(x, source_->GetWidth(), width);
+    const bool isInsideY = CutAtEdge(y, source_->GetHeight(), height);
+    if (!isInsideX || !isInsideY) return;
+    source_->MoveCursor(static_cast<int>(x), static_cast<int>(y));
+    base_ = source_->GetBaseAddress();
+    column_ = static_cast<int>(x) & kMask;
+    row_ = static_cast<int>(y) & kMask;
   }
 
-  /// Leaves the source's cursor `offset` behind the row's first pixel.
-  void Finish(i64 offset) {
-    if (source_) source_->MoveCursorX(static_cast<int>(static_cast<u64>(x_ + offset)));
+  /// The colours of `count` pixels of row `row` of the part.
+  const BYTE* Row(int row, int count) {
+    if (!base_) return Constant(count);
+    const BYTE* at = base_ + (row_ + row) * source_->GetBlockRowBytes();
+    if (isDirect_) return at + column_ * BytesOf(form_);
+    read_(at, column_, count, converted_.bytes.data());
+    return converted_.bytes.data();
   }
 
  private:
+  /// Cuts a length at the next seam or edge of the source; false outside the source.
+  static bool CutAtEdge(i64 position, int size, int& length) {
+    if (position >= size) return false;
+    if (position < 0) {
+      length = static_cast<int>(std::min<i64>(length, -position));
+      return false;
+    }
+    const int at = static_cast<int>(position);
+    length = std::min({length, kBlock - (at & kMask), size - at});
+    return true;
+  }
+
+  const BYTE* Constant(int count) {
+    for (; filled_ < count; ++filled_) {
+      BYTE* at = constant_.bytes.data() + filled_ * BytesOf(form_);
+      switch (form_) {
+        case RunForm::kValue8:
+          PutColor<RunForm::kValue8>(at, 0, 0, color_.value8);
+          break;
+        case RunForm::kColor32:
+          PutColor<RunForm::kColor32>(at, 0, color_.color32, 0);
+          break;
+        case RunForm::kWord32:
+          PutColor<RunForm::kWord32>(at, 0, color_.color32, 0);
+          break;
+        case RunForm::kWord64:
+          PutColor<RunForm::kWord64>(at, color_.color64, 0, 0);
+          break;
+      }
+    }
+    return constant_.bytes.data();
+  }
+
   RunForm form_;
-  KXVOffscreen* source_ = nullptr;
-  int x_ = 0, y_ = 0;
+  KXVOffscreen* source_;
+  KXComplexColor color_;
   bool isDirect_ = false;
   ReadFunc read_ = nullptr;
-  RunBuffer constant_;  // the mixer's colour, or what stands for a source without memory
-  RunBuffer read32_;
+  const BYTE* base_ = nullptr;
+  int column_ = 0, row_ = 0;
+  int filled_ = 0;  // pixels of `constant_` that hold the colour
+  RunBuffer constant_, converted_;
 };
 
-/// Which pixels of a run are left alone: a byte a pixel, non-zero to skip.
+/// Which pixels of a run are left alone: a byte a pixel, 1 to skip and 0 to draw.
 using Skips = std::array<BYTE, kBlock>;
 
-/// Adds what one mask holds back of `count` pixels from `x`.
-void AddHeld(const KXVOffPixelMask& mask, const KXVOffPixelMask::MaskInfo& info,
-             const KXVOffscreen& dst, int x, int count, Skips& skips) {
+/// Reads `count` pixels of a mask's row as colours.
+template <class Depth>
+void ReadColors(const BYTE* row, int column, int count, DWORD* out) {
+  for (int i = 0; i < count; ++i) {
+    const int at = column + i;
+    out[i] = Depth::To32(Depth::Load(row + ByteOfColumn<Depth>(at), MaskOfColumn<Depth>(at)));
+  }
+}
+
+using ReadColorsFunc = void (*)(const BYTE* row, int column, int count, DWORD* out);
+
+ReadColorsFunc FindColorReader(int bits) {
+  switch (bits) {
+    case 1:
+      return ReadColors<Depth1>;
+    case 2:
+      return ReadColors<Depth2>;
+    case 8:
+      return ReadColors<Depth8>;
+    case 16:
+      return ReadColors<Depth16>;
+    case 24:
+      return ReadColors<Depth24>;
+    case 32:
+      return ReadColors<Depth32>;
+    case 64:
+      return ReadColors<Depth64>;
+    default:
+      return nullptr;
+  }
+}
+
+/// Adds the pixels that a mask of these colours holds back: KXVOffPixelMask::IsMaskCompare for a
+/// run.
+void AddCompared(const KXVOffPixelMask::MaskInfo& info, const DWORD* colors, int count,
+                 BYTE* skips) {
+  const DWORD color = info.color, alpha = color >> 24;
+  const bool isClear = alpha == 0;
+  const bool isWhite = info.whiteEqual && (color & 0x00FFFFFF) == 0x00FFFFFF;
+  const auto isSame = [=](DWORD c) {
+    const bool same = (c == color) | (isClear & (c >> 24 == 0)) |
+                      (isWhite & ((c & 0x00FFFFFF) == 0x00FFFFFF));
+    return BYTE{same};
+  };
+  switch (info.mode) {
+    case 0:
+      for (int i = 0; i < count; ++i) skips[i] |= isSame(colors[i]);
+      break;
+    case 1:
+      for (int i = 0; i < count; ++i) skips[i] |= BYTE{isSame(colors[i]) == 0};
+      break;
+    case 2:
+      for (int i = 0; i < count; ++i) skips[i] |= colors[i] >> 24 == alpha;
+      break;
+    case 3:
+      for (int i = 0; i < count; ++i) skips[i] |= colors[i] >> 24 != alpha;
+      break;
+    default:
+      break;
+  }
+}
+
+/// Adds what one mask holds back of `count` pixels from `x`, by row `y` of the mask.
+void AddHeld(const KXVOffPixelMask::MaskInfo& info, const KXVOffscreen& dst, int x, int count,
+             int y, Skips& skips) {
   KXVOffscreen& image = *info.offscreen;
-  const ReadFunc read = FindReader<RunForm::kColor32>(image.GetBitCount());
-  const int y = image.GetCursorPosY();
+  const ReadColorsFunc read = FindColorReader(image.GetBitCount());
   const auto positionOf = [&](int at) {
     return dst.ConvertPointX(&image, IntGeometry::Sub(at, info.offset.x));
-  };
-  const auto isHeld = [&](DWORD pixel) -> BYTE {
-    return mask.IsMaskCompare(info.mode, info.color, pixel, info.whiteEqual) != 0;
   };
   const i64 first = positionOf(x);
   // At equal resolutions neighbours are neighbours on the mask; otherwise each finds its own place.
   const bool isRun = positionOf(x + count - 1) - first == count - 1;
   std::array<DWORD, kBlock> colors;
-  for (int i = 0; i < count;) {
+  for (int i = 0, n; i < count; i += n) {
     const i64 mx = isRun ? first + i : positionOf(x + i);
-    if (mx < 0 || mx >= image.GetWidth() || y < 0 || y >= image.GetHeight()) {
-      skips[static_cast<std::size_t>(i++)] |= isHeld(0);
-      continue;
+    n = isRun ? count - i : 1;
+    const BYTE* base = nullptr;
+    if (mx < 0) {
+      n = static_cast<int>(std::min<i64>(n, -mx));
+    } else if (mx < image.GetWidth() && y >= 0 && y < image.GetHeight()) {
+      const int at = static_cast<int>(mx);
+      n = std::min({n, kBlock - (at & kMask), image.GetWidth() - at});
+      image.MoveCursor(at, y);
+      base = image.GetBaseAddress();
     }
-    const int column = static_cast<int>(mx) & kMask;
-    const int n =
-        isRun ? std::min({count - i, kBlock - column, image.GetWidth() - static_cast<int>(mx)}) : 1;
-    image.MoveCursor(static_cast<int>(mx), y);
-    const BYTE* base = image.GetBaseAddress();
     if (base && read) {
-      read(base + (y & kMask) * image.GetBlockRowBytes(), column, n,
-           reinterpret_cast<BYTE*>(colors.data()));
+      read(base + (y & kMask) * image.GetBlockRowBytes(), static_cast<int>(mx) & kMask, n,
+           colors.data());
     } else {
       std::fill_n(colors.begin(), n, 0u);  // what a mask without memory reads as
     }
-    for (int k = 0; k < n; ++k, ++i) {
-      skips[static_cast<std::size_t>(i)] |= isHeld(colors[static_cast<std::size_t>(k)]);
-    }
+    AddCompared(info, colors.data(), n, skips.data() + i);
   }
 }
 }  // namespace
@@ -274,86 +340,210 @@ class Chain {
   MixKernel kernel_ = nullptr;
 };
 
-/// Puts the pixels of `bits` that are not skipped from `mixed` into the row.
-void Merge(BYTE* row, int bits, int column, const BYTE* mixed, int count, const Skips& skips) {
-  if (bits < 8) {
-    for (int i = 0; i < count; ++i) {
-      if (skips[static_cast<std::size_t>(i)]) continue;
-      const int at = (column + i) * bits / 8;
-      const int left = (column + i) * bits % 8;  // bits from the high end
-      const int mask = ((0xFF00 >> bits) & 0xFF) >> left;
-      row[at] = static_cast<BYTE>((row[at] & ~mask) | (mixed[at] & mask));
-    }
-    return;
-  }
-  const int size = bits / 8;
-  for (int i = 0, n; i < count; i += n) {
-    n = 1;
-    const bool isSkipped = skips[static_cast<std::size_t>(i)] != 0;
-    while (i + n < count && (skips[static_cast<std::size_t>(i + n)] != 0) == isSkipped) ++n;
-    if (isSkipped) continue;
-    const int at = (column + i) * size;
-    std::memcpy(row + at, mixed + at, static_cast<std::size_t>(n * size));
+/// Puts the pixels that are not skipped from `mixed` into the row.
+template <class Word>
+void MergeWords(BYTE* row, const BYTE* mixed, int column, int count, const Skips& skips) {
+  using Aliased KX_MAY_ALIAS = Word;
+  auto* __restrict to = reinterpret_cast<Aliased*>(row) + column;
+  const auto* __restrict from = reinterpret_cast<const Aliased*>(mixed) + column;
+  for (int i = 0; i < count; ++i) {
+    const Word keep = static_cast<Word>(-static_cast<Word>(skips[static_cast<std::size_t>(i)]));
+    to[i] = static_cast<Word>((to[i] & keep) | (from[i] & ~keep));
   }
 }
 
+void Merge(BYTE* row, int bits, int column, const BYTE* mixed, int count, const Skips& skips) {
+  switch (bits) {
+    case 8:
+      return MergeWords<BYTE>(row, mixed, column, count, skips);
+    case 16:
+      return MergeWords<WORD>(row, mixed, column, count, skips);
+    case 32:
+      return MergeWords<DWORD>(row, mixed, column, count, skips);
+    case 64:
+      return MergeWords<u64>(row, mixed, column, count, skips);
+    default:
+      break;
+  }
+  for (int i = 0; i < count; ++i) {
+    if (skips[static_cast<std::size_t>(i)]) continue;
+    const int at = (column + i) * bits / 8;
+    if (bits == 24) {
+      std::memcpy(row + at, mixed + at, 3);
+      continue;
+    }
+    const int left = (column + i) * bits % 8;  // bits from the high end of the byte
+    const int mask = ((0xFF00 >> bits) & 0xFF) >> left;
+    row[at] = static_cast<BYTE>((row[at] & ~mask) | (mixed[at] & mask));
+  }
+}
+
+/// The masks that count for one operation.
+class Masks {
+ public:
+  Masks(KXVOffPixelMask* mask, bool isRow) : mask_(mask), isRow_(isRow) {
+    for (; mask && count_ < kMost && mask->GetMaskInfo(count_)->offscreen; ++count_) {
+      infos_[count_] = mask->GetMaskInfo(count_);
+      if (isRow) rows_[count_] = infos_[count_]->offscreen->GetCursorPosY();
+    }
+  }
+
+  bool IsAny() const { return count_ > 0; }
+  bool Has(const KXVOffscreen* image) const {
+    return std::any_of(infos_, infos_ + count_,
+                       [image](const auto* info) { return info->offscreen == image; });
+  }
+
+  void AddTo(Skips& skips, const KXVOffscreen& dst, int x, int y, int count) const {
+    for (int i = 0; i < count_; ++i) {
+      AddHeld(*infos_[i], dst, x, count, isRow_ ? rows_[i] : RowOf(i, dst, y), skips);
+    }
+  }
+
+ private:
+  static constexpr int kMost = 4;
+
+  /// The row of a mask that lies under row `y`. An image that stands in several entries has one
+  /// cursor, which the last of them has set.
+  int RowOf(int index, const KXVOffscreen& dst, int y) const {
+    const KXVOffPixelMask::MaskInfo* last = infos_[index];
+    for (int i = index + 1; i < kMost; ++i) {
+      const KXVOffPixelMask::MaskInfo* info = mask_->GetMaskInfo(i);
+      if (info->offscreen == last->offscreen) last = info;
+    }
+    return dst.ConvertPointY(last->offscreen, IntGeometry::Sub(y, last->offset.y));
+  }
+
+  KXVOffPixelMask* mask_;
+  const KXVOffPixelMask::MaskInfo* infos_[kMost] = {};
+  int rows_[kMost] = {};
+  int count_ = 0;
+  bool isRow_;
+};
+
+/// Lays a chain on areas of the destination, block by block.
+class AreaMixer {
+ public:
+  AreaMixer(KXVOffscreen& dst, const Chain& chain, Incoming& incoming, const Masks& masks,
+            const MixArea& area, WORD weight)
+      : dst_(dst),
+        chain_(chain),
+        incoming_(incoming),
+        masks_(masks),
+        area_(area),
+        weight_(weight) {}
+
+  /// Lays `part`, which lies in one block, piece by piece of the source.
+  void LayPart(const KXRect& part) {
+    for (int y = part.top, height = 0; y < part.bottom; y += height) {
+      for (int x = part.left, width = 0; x < part.right; x += width) {
+        width = part.right - x;
+        height = part.bottom - y;
+        incoming_.Enter(area_.sourceX + (x - area_.left), area_.sourceY + (y - area_.top), width,
+                        height);
+        LayPiece(x, y, width, height);
+      }
+    }
+  }
+
+ private:
+  void LayPiece(int x, int y, int width, int height) {
+    dst_.MoveCursor(x, y);
+    BYTE* row = dst_.GetBaseAddress();
+    if (!row) return;
+    row += (y & kMask) * dst_.GetBlockRowBytes();
+    for (int i = 0; i < height; ++i, row += dst_.GetBlockRowBytes()) {
+      LayRow(row, x, y + i, incoming_.Row(i, width), width);
+    }
+  }
+
+  void LayRow(BYTE* row, int x, int y, const BYTE* colors, int count) {
+    if (!area_.pattern && !masks_.IsAny()) {
+      chain_.Lay(row, x, y, colors, count, weight_);
+      return;
+    }
+    Skips skips;
+    skips.fill(0);
+    if (area_.pattern) {
+      const BYTE* pattern = area_.pattern + (area_.isRow ? 0 : (y & 3) * 4);
+      BYTE four[4];
+      for (int i = 0; i < 4; ++i) four[i] = pattern[(x + i) & 3] == 0;
+      for (int i = 0; i < count; i += 4) std::memcpy(skips.data() + i, four, sizeof four);
+    }
+    masks_.AddTo(skips, dst_, x, y, count);
+    // Most rows of a cel are held back whole, or not at all.
+    const auto skipped = std::count(skips.begin(), skips.begin() + count, BYTE{1});
+    if (skipped == count) return;
+    if (skipped == 0) {
+      chain_.Lay(row, x, y, colors, count, weight_);
+      return;
+    }
+    // The whole run is mixed aside, and the pixels that may be drawn are taken from there.
+    const int bits = dst_.GetBitCount(), column = x & kMask;
+    const int first = column * bits / 8, last = ((column + count) * bits + 7) / 8;
+    std::memcpy(aside_.bytes.data() + first, row + first, static_cast<std::size_t>(last - first));
+    chain_.Lay(aside_.bytes.data(), x, y, colors, count, weight_);
+    Merge(row, bits, column, aside_.bytes.data(), count, skips);
+  }
+
+  KXVOffscreen& dst_;
+  const Chain& chain_;
+  Incoming& incoming_;
+  const Masks& masks_;
+  const MixArea& area_;
+  WORD weight_;
+  RunBuffer aside_;
+};
+
 }  // namespace
 
-bool MixRowByKernel(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer,
-                    KXVOffPixelMask* mask, const BYTE* pattern) {
-  const int bits = dst.GetBitCount();
+bool MixByKernel(KXVOffscreen& dst, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
+                 const MixArea& area) {
+  const int bits = dst.GetBitCount(), depth = mixer.GetDepth();
   KXVOffscreen* const source = mixer.GetSrcOffscreen();
-  if (mixer.GetDstOffscreen() != &dst || source == &dst || !mixer.GetNode() || x1 > x2)
+  if (mixer.GetDstOffscreen() != &dst || source == &dst || !mixer.GetNode() || depth == 0) {
     return false;
-  const int depth = mixer.GetDepth();
+  }
   const bool isBound = depth <= 8    ? bits <= 8
                        : depth <= 24 ? bits == 16 || bits == 24
                                      : depth == bits;
-  if (depth == 0 || !isBound) return false;
-  const KXVOffPixelMask::MaskInfo* masks[4];
-  int maskCount = 0;
-  for (int i = 0; mask && i < 4 && mask->GetMaskInfo(i)->offscreen; ++i) {
-    const KXVOffPixelMask::MaskInfo* info = mask->GetMaskInfo(i);
-    if (info->offscreen == &dst || info->offscreen == source) return false;
-    masks[maskCount++] = info;
-  }
+  if (!isBound || area.left >= area.right || area.top >= area.bottom) return false;
+  const Masks masks(mask, area.isRow);
+  if (masks.Has(&dst) || (source && masks.Has(source))) return false;
   Chain chain;
   if (!chain.Find(mixer.GetNode(), bits)) return false;
 
-  const int y = dst.GetCursorPosY();
-  const WORD weight = bits == 64 ? mixer.GetAlpha64() : mixer.GetAlpha();
-  const i64 length = static_cast<i64>(x2) - x1 + 1;
-  Incoming incoming(FormOf(bits), mixer, length);
-  dst.MoveCursorX(x1);
-  // Outside the image there is nothing to draw on; inside, run by run, a run being the part of the
-  // row in one block of the destination and in one of the source.
-  const bool isInside = y >= 0 && y < dst.GetHeight();
-  const int end = isInside ? static_cast<int>(std::min<i64>(i64{x2} + 1, dst.GetWidth())) : 0;
-  for (int x = std::max(x1, 0), n = 0; x < end; x += n) {
-    n = std::min(end - x, kBlock - (x & kMask));
-    const BYTE* colors = incoming.Get(static_cast<i64>(x) - x1, n);
-    dst.MoveCursor(x, y);
-    if (!dst.GetBaseAddress()) continue;
-    BYTE* row = dst.GetBaseAddress() + (y & kMask) * dst.GetBlockRowBytes();
-    if (!pattern && maskCount == 0) {
-      chain.Lay(row, x, y, colors, n, weight);
-      continue;
-    }
-    Skips skips;
-    for (int i = 0; i < n; ++i) {
-      skips[static_cast<std::size_t>(i)] = pattern && !pattern[(x + i) & 3];
-    }
-    for (int i = 0; i < maskCount; ++i) AddHeld(*mask, *masks[i], dst, x, n, skips);
-    // The whole run is mixed aside, and the pixels that may be drawn are taken from there.
-    RunBuffer aside;
-    const int first = (x & kMask) * bits / 8, last = (((x & kMask) + n) * bits + 7) / 8;
-    std::memcpy(aside.bytes.data() + first, row + first, static_cast<std::size_t>(last - first));
-    chain.Lay(aside.bytes.data(), x, y, colors, n, weight);
-    Merge(row, bits, x & kMask, aside.bytes.data(), n, skips);
+  // Outside the image there is nothing to draw on.
+  Incoming incoming(FormOf(bits), mixer);
+  AreaMixer areaMixer(dst, chain, incoming, masks, area,
+                      bits == 64 ? mixer.GetAlpha64() : mixer.GetAlpha());
+  const auto within = [](i64 value, int size) {
+    return static_cast<int>(std::clamp<i64>(value, 0, size));
+  };
+  const KXRect inside(within(area.left, dst.GetWidth()), within(area.top, dst.GetHeight()),
+                      within(area.right, dst.GetWidth()), within(area.bottom, dst.GetHeight()));
+  KXBlockGetter blocks(&dst, inside, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) areaMixer.LayPart(part);
+
+  const auto wrap = [](i64 value) { return static_cast<int>(static_cast<DWORD>(value)); };
+  if (source) {
+    source->MoveCursor(wrap(area.sourceX + (area.right - area.left)),
+                       wrap(area.sourceY + (area.bottom - 1 - area.top)));
   }
-  incoming.Finish(length);
-  dst.MoveCursorBehindRow(x2);
+  dst.MoveCursorY(wrap(area.bottom - 1));
+  dst.MoveCursorBehindRow(wrap(area.right - 1));
   return true;
+}
+
+bool MixRowByKernel(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer,
+                    KXVOffPixelMask* mask, const BYTE* pattern) {
+  const int y = dst.GetCursorPosY();
+  tagPOINT from = {};
+  if (KXVOffscreen* source = mixer.GetSrcOffscreen()) {
+    from = {source->GetCursorPosX(), source->GetCursorPosY()};
+  }
+  return MixByKernel(dst, mixer, mask,
+                     {x1, y, i64{x2} + 1, i64{y} + 1, from.x, from.y, pattern, true});
 }
 
 void MixRowPlain(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,

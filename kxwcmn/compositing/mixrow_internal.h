@@ -14,9 +14,22 @@ namespace kxw {
 void MixRowPlain(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
                  const BYTE* pattern);
 
-/// The same pixels by loops over rows of memory, for a chain of the library's own mixers bound to
-/// the destination and its depth. Returns false, with nothing done, for any other chain, and where
-/// an image has two parts to play, so that its one cursor must move as the plain form moves it.
+/// What is to be laid where, with half-open edges.
+struct MixArea {
+  i64 left, top, right, bottom;  ///< Of the destination; may reach beyond it.
+  i64 sourceX, sourceY;          ///< The source's pixel that matches the area's first.
+  const BYTE* pattern;           ///< Four cells of a stipple, by x; of an area, four rows of them.
+  bool isRow;                    ///< The masks' rows are where their cursors stand.
+};
+
+/// The same pixels by loops over memory, for a chain of the library's own mixers bound to the
+/// destination and its depth. An area is laid block by block. Returns false, with nothing done, for
+/// any other chain, for an empty area, and where an image has two parts to play, so that its one
+/// cursor must move as the plain form moves it.
+bool MixByKernel(KXVOffscreen& dst, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
+                 const MixArea& area);
+
+/// The same for a row from the cursors' places.
 bool MixRowByKernel(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer,
                     KXVOffPixelMask* mask, const BYTE* pattern);
 

@@ -17,8 +17,9 @@ namespace detail {
 /// p + (c - p) * w / 255, truncated toward zero.
 constexpr BYTE WeighSigned(int p, int c, int w) {
   const int product = (c - p) * w;
-  const int step = static_cast<int>(Div255(static_cast<DWORD>(product < 0 ? -product : product)));
-  return static_cast<BYTE>(product < 0 ? p - step : p + step);
+  const int sign = product >> 31;  // all ones below zero: no branch, so that loops use vectors
+  const int step = static_cast<int>(Div255(static_cast<DWORD>((product ^ sign) - sign)));
+  return static_cast<BYTE>(p + ((step ^ sign) - sign));
 }
 
 /// p + (c - p) * w / full with the product wrapped to 32 unsigned bits before the division: a
