@@ -237,6 +237,26 @@ Alphas LookAtAlphas(const Word32* pixels, const Word32* colors, int count) {
   return {any >> 24, all >> 24, under >> 24};
 }
 
+/// A stretch over any pixels. Where a cel has an edge, most of its stretch is flat on both sides:
+/// the flat ends are told apart, so that only what lies between is computed.
+void BlendEdge(Word32* pixels, const Word32* colors, int count) {
+  const auto isFlat = [colors](int i, DWORD alpha) { return colors[i] >> 24 == alpha; };
+  int first = 0, last = count;
+  const DWORD head = colors[0] >> 24, tail = colors[count - 1] >> 24;
+  if (head == 0 || head == 255) {
+    while (first < last && isFlat(first, head)) ++first;
+  }
+  if (tail == 0 || tail == 255) {
+    while (last > first && isFlat(last - 1, tail)) --last;
+  }
+  if (head == 255) std::memcpy(pixels, colors, static_cast<std::size_t>(first) * sizeof(Word32));
+  if (tail == 255) {
+    std::memcpy(pixels + last, colors + last,
+                static_cast<std::size_t>(count - last) * sizeof(Word32));
+  }
+  if (first < last) BlendOverAny(pixels + first, colors + first, last - first);
+}
+
 void RunBlend32(BYTE* row, int column, const void* incoming, int count, const RunWeight&) {
   auto* pixels = reinterpret_cast<Word32*>(row) + column;
   const auto* colors = static_cast<const Word32*>(incoming);
@@ -249,7 +269,7 @@ void RunBlend32(BYTE* row, int column, const void* incoming, int count, const Ru
     } else if (alphas.under == 255) {
       BlendOverOpaque(pixels, colors, n);
     } else {
-      BlendOverAny(pixels, colors, n);
+      BlendEdge(pixels, colors, n);
     }
   }
 }

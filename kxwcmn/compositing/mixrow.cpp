@@ -99,6 +99,9 @@ class Incoming {
     row_ = static_cast<int>(y) & kMask;
   }
 
+  /// Whether the rows of the part stand in memory as they are handed out, one behind the other.
+  bool HasWholeRows() const { return base_ && isDirect_ && column_ == 0; }
+
   /// The colours of `count` pixels of row `row` of the part.
   const BYTE* Row(int row, int count) {
     if (!base_) return Constant(count);
@@ -168,24 +171,7 @@ void ReadColors(const BYTE* row, int column, int count, DWORD* out) {
 using ReadColorsFunc = void (*)(const BYTE* row, int column, int count, DWORD* out);
 
 ReadColorsFunc FindColorReader(int bits) {
-  switch (bits) {
-    case 1:
-      return ReadColors<Depth1>;
-    case 2:
-      return ReadColors<Depth2>;
-    case 8:
-      return ReadColors<Depth8>;
-    case 16:
-      return ReadColors<Depth16>;
-    case 24:
-      return ReadColors<Depth24>;
-    case 32:
-      return ReadColors<Depth32>;
-    case 64:
-      return ReadColors<Depth64>;
-    default:
-      return nullptr;
-  }
+  return WithDepth(bits, [](auto depth) -> ReadColorsFunc { return ReadColors<decltype(depth)>; });
 }
 
 /// Adds the pixels that a mask of these colours holds back: KXVOffPixelMask::IsMaskCompare for a
@@ -196,8 +182,8 @@ void AddCompared(const KXVOffPixelMask::MaskInfo& info, const DWORD* colors, int
   const bool isClear = alpha == 0;
   const bool isWhite = info.whiteEqual && (color & 0x00FFFFFF) == 0x00FFFFFF;
   const auto isSame = [=](DWORD c) {
-    const bool same = (c == color) | (isClear & (c >> 24 == 0)) |
-                      (isWhite & ((c & 0x00FFFFFF) == 0x00FFFFFF));
+    const bool same =
+        (c == color) | (isClear & (c >> 24 == 0)) | (isWhite & ((c & 0x00FFFFFF) == 0x00FFFFFF));
     return BYTE{same};
   };
   switch (info.mode) {
@@ -293,6 +279,9 @@ class Chain {
     }
     return kernel_ != nullptr;
   }
+
+  /// Whether every pixel is laid alike, wherever it is.
+  bool MindsNoPlace() const { return !isGaussian_ && !isGradation_; }
 
   void Lay(BYTE* row, int x, int y, const BYTE* incoming, int count, WORD weight) const {
     if (isIdle_) return;
@@ -452,6 +441,12 @@ class AreaMixer {
     BYTE* row = dst_.GetBaseAddress();
     if (!row) return;
     row += (y & kMask) * dst_.GetBlockRowBytes();
+    // Whole rows of both blocks follow one another in memory: they are one run.
+    if (width == kBlock && !area_.pattern && !masks_.IsAny() && chain_.MindsNoPlace() &&
+        incoming_.HasWholeRows()) {
+      chain_.Lay(row, x, y, incoming_.Row(0, width), width * height, weight_);
+      return;
+    }
     for (int i = 0; i < height; ++i, row += dst_.GetBlockRowBytes()) {
       LayRow(row, x, y + i, incoming_.Row(i, width), width);
     }
