@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/exception.h"
@@ -50,6 +51,16 @@ void KXVOffscreen::RectFill(const KXRect& rect, KXVOffPixelMixer* mixer, KXVOffP
   }
   KXRect part;
   if (!part.IntersectRect(rect, bounds)) return;
+  // The library's own mixers take the area block by block.
+  mixer->RelativeSrcCursor(kxw::IntGeometry::Sub(part.left, rect.left),
+                           kxw::IntGeometry::Sub(part.top, rect.top));
+  int sourceX = 0, sourceY = 0;
+  if (mixer->GetSrcOffscreen()) mixer->GetSrcOffscreen()->GetCursorPos(sourceX, sourceY);
+  if (kxw::MixByKernel(*this, *mixer, mask,
+                       {part.left, part.top, part.right, part.bottom, sourceX, sourceY, pattern,
+                        /*isRow=*/false})) {
+    return;
+  }
   for (int y = part.top; y < part.bottom; ++y) {
     cursor_.y = y;
     if (mask) mask->MoveCursorY(this, y);

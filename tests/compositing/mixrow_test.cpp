@@ -57,7 +57,7 @@ void Scribble(KXVOffscreen& image, Random& random) {
   }
 }
 
-std::vector<BYTE> BytesOf(KXVOffscreen& image) {
+std::vector<BYTE> BytesOf(KXVOffscreen& image, int rows = 8) {
   std::vector<BYTE> bytes;
   KXVOffscreenAutoLock lock(&image, 0);
   for (int i = 0; i < image.GetBlockCount(nullptr, nullptr); ++i) {
@@ -66,7 +66,7 @@ std::vector<BYTE> BytesOf(KXVOffscreen& image) {
     bytes.push_back(image.GetBaseAddress() != nullptr);
     if (!image.GetBaseAddress()) continue;
     bytes.insert(bytes.end(), image.GetBaseAddress(),
-                 image.GetBaseAddress() + 8 * image.GetBlockRowBytes());
+                 image.GetBaseAddress() + rows * image.GetBlockRowBytes());
   }
   return bytes;
 }
@@ -177,6 +177,57 @@ TEST(MixRow, KernelsLayWhatTheVirtualFunctionsLay) {
         ASSERT_EQ(BytesOf(*fast), BytesOf(*plain)) << "x " << x1 << ".." << x2;
       }
     }
+  }
+}
+
+// An area is laid block by block, and by whole blocks where it can: against its rows, each laid
+// pixel by pixel.
+TEST(MixRow, AreasAreTheirRows) {
+  Mixers mixers;
+  const auto nodes = mixers.All();
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    Random random(seed);
+    SCOPED_TRACE(seed);
+    const int bits = kAllDepths[random.Int(0, 6)];
+    ImagePtr fast = RowImage(bits, 530, 270), plain = RowImage(bits, 530, 270);
+    ImagePtr source = RowImage(random.OneIn(2) ? bits : 32, 601, 280), line = RowImage(8, 530, 270);
+    Scribble(*source, random);
+    Scribble(*line, random);
+    KXVOffPixelMask mask;
+    KXVOffPixelMask::MaskInfo info;
+    info.offscreen = line.get();
+    info.mode = 3;
+    info.offset = KXPoint(random.Int(-9, 9), random.Int(-9, 9));
+    mask.SetMaskInfo(0, info);
+    BYTE pattern[16];
+    for (BYTE& cell : pattern) cell = BYTE(random.Int(0, 1));
+    KXVOffPixelMask* const used = random.OneIn(3) ? &mask : nullptr;
+    BYTE* const stipple = random.OneIn(3) ? pattern : nullptr;
+    KXVOffPixelMixer mixer;
+    mixer.SetNode(nodes[std::size_t(random.Int(0, int(nodes.size()) - 1))]);
+    mixer.SetColor(KXComplexColor(64, random.Bits()));
+    const KXPoint origin(random.OneIn(2) ? 0 : random.Int(-20, 20), random.Int(-2, 2) * 7);
+    const bool hasSource = !random.OneIn(4);
+    if (hasSource) mixer.SetSrcOffscreen(source.get(), origin);
+    const KXRect rect = random.OneIn(3) ? fast->GetRect()
+                                        : KXRect(random.Edge(-9, 500), random.Edge(-9, 250),
+                                                 random.Edge(1, 540), random.Edge(1, 280));
+    KXVOffscreenAutoLock lockSource(source.get(), 0), lockLine(line.get(), 0);
+    mixer.SetDstOffscreen(fast.get());
+    fast->RectFill(rect, &mixer, used, nullptr, stipple);
+    mixer.SetDstOffscreen(plain.get());
+    {
+      KXVOffscreenAutoLock lockPlain(plain.get(), 1);
+      const KXRect part = rect & plain->GetRect();
+      for (int y = part.top; y < part.bottom; ++y) {
+        plain->MoveCursor(part.left, y);
+        if (used) used->MoveCursorY(plain.get(), y);
+        mixer.RelativeSrcCursor(part.left - rect.left, y - rect.top);
+        kxw::MixRowPlain(*plain, part.left, part.right - 1, mixer, used,
+                         stipple ? stipple + (y & 3) * 4 : nullptr);
+      }
+    }
+    ASSERT_EQ(BytesOf(*fast, 256), BytesOf(*plain, 256));
   }
 }
 
