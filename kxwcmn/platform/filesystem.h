@@ -52,6 +52,23 @@ int MoveToTrash(const char* path);
 /// somebody else has put something of its name in the place.
 int GetTemporaryFolder(std::string* path);
 
+/// The user's own folders.
+enum class UserFolder {
+  kHome,
+  kDesktop,
+  kDocuments,
+  kMusic,
+  kPictures,
+  kVideos,
+  kTemplates,
+  kSettings,
+  kLocalData
+};
+
+/// Where a folder of the user is; it need not exist. Without `configured` it is the place that it
+/// has unless the user chooses another.
+int GetUserFolder(UserFolder folder, bool configured, std::string* path);
+
 /// Creates an empty file of a unique name, `prefix` + hexadecimal digits + ".tmp", in `folder`
 /// (empty: the current one). `prefix` must not contain a delimiter.
 int MakeTemporaryFile(const char* folder, const char* prefix, std::string* path);
@@ -69,3 +86,10 @@ struct DiskFacts {
 int GetDiskFacts(const char* path, DiskFacts* facts);
 
 }  // namespace kxw
+
+/// Writes the path of a folder of the user into a buffer of at least 260 bytes. By number: 0 and 16
+/// the desktop, 5 documents, 13 music, 14 videos, 21 templates, 26 settings, 28 local data, 39
+/// pictures, 40 the home; with 0x8000 added, the folder is made if it is missing. `flags` of 1 asks
+/// for the place that it has unless the user chooses another. Returns 0, or the platform's code
+/// with an empty path. Window and token have no meaning on this host.
+KX_EXPORT int kxwSHGetFolderPath(HWND window, int folder, void* token, DWORD flags, char* path);
