@@ -23,6 +23,7 @@
 #include "kxwcmn/core/stringresource.h"
 #include "kxwcmn/core/time.h"
 #include "kxwcmn/core/widestring.h"
+#include "kxwcmn/desktop/modaldialog.h"
 #include "kxwcmn/memory/blocklist.h"
 #include "kxwcmn/memory/evictionfront.h"
 #include "kxwcmn/memory/garbage.h"

@@ -28,6 +28,10 @@ class KX_EXPORT KXException {
 
   KXAlert& GetAlert() { return alert_; }
 
+  /// As the alert's.
+  void GetAlertMessage(KXString& message) const { alert_.GetAlertMessage(message); }
+  int doAlert(HWND owner) { return alert_.doAlert(owner); }
+
  private:
   char file_[260];
   int line_;

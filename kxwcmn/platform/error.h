@@ -37,7 +37,7 @@ enum ErrorCode : int {
   kErrorCannotResolveName = 1921,
 };
 
-/// The host's words for a code; empty for one that it does not know.
+/// The host's words for a code, in the process's code page; empty for one that it does not know.
 std::string ErrorMessage(int code);
 
 }  // namespace kxw

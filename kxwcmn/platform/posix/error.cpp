@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "kxwcmn/platform/posix/host_internal.h"
+#include "kxwcmn/platform/text.h"
 
 namespace kxw {
 
@@ -80,7 +81,10 @@ int CodeOfHostError(int hostError) {
 
 std::string ErrorMessage(int code) {
   for (const HostError& entry : kHostErrors) {
-    if (entry.code == code) return std::generic_category().message(entry.hostError);
+    if (entry.code != code) continue;
+    std::string message = std::generic_category().message(entry.hostError);
+    FromUtf8(message, &message);
+    return message;
   }
   return "";
 }
