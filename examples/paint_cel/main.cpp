@@ -63,7 +63,8 @@ void PrintReport(const Options& options, const Cel& cel, const PaintCount& count
 
   std::printf("%d regions, %.1f million pixels painted in images of %d x %d pixels\n",
               count.regions, static_cast<double>(count.pixels) / 1e6, cel.Width(), cel.Height());
-  if (count.seedsOnInk) std::printf("%d seeds lie on ink and painted nothing\n", count.seedsOnInk);
+  if (count.seedsOnInk)
+    std::printf("%d of the seeds lie on ink and painted nothing\n", count.seedsOnInk);
   std::printf("\n");
   double total = 0;
   for (const Steps::Step& step : steps.All()) {
@@ -99,7 +100,7 @@ void Run(const Options& options) {
   memory->Create(static_cast<unsigned>(options.budget) << 20,
                  options.swapFolder.empty() ? nullptr : &swapFolder);
   Cel cel(memory, drawing, options.size);
-  const int reduction = options.full ? 1 : paintcel::ReducedSize(cel.Width(), options.width);
+  const int reduction = options.full ? 1 : (cel.Width() + options.width - 1) / options.width;
   // Made before the work, which would be in vain if the file could not be.
   examples::PngWriter writer(options.out, paintcel::ReducedSize(cel.Width(), reduction),
                              paintcel::ReducedSize(cel.Height(), reduction));

@@ -1,6 +1,7 @@
-#include <charconv>
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 
 #include "paint_cel/cel.h"
 #include "paint_cel/options.h"
@@ -15,7 +16,8 @@ constexpr QMCOLORREF kPalette[] = {0xFFE3F2FB, 0xFF4A7CE0, 0xFF8FB56B, 0xFFC9A45
 
 /// The image's pixel at the middle of a pixel of the drawing.
 KXPoint ToImage(int x, int y, const Cel& cel) {
-  return KXPoint(static_cast<int>((x + 0.5) * cel.scale), static_cast<int>((y + 0.5) * cel.scale));
+  return KXPoint(std::min(static_cast<int>((x + 0.5) * cel.scale), cel.Width() - 1),
+                 std::min(static_cast<int>((y + 0.5) * cel.scale), cel.Height() - 1));
 }
 
 BYTE InkAt(const KXPoint& point, Cel& cel) {
