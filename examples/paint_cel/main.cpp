@@ -130,7 +130,7 @@ int Complain(const std::string& what) {
   return kExitError;
 }
 
-int ComplainOf(const KXException& failure, const Options& options) {
+int ComplainOf(KXException& failure, const Options& options) {
   std::string folder = "the temporary folder";
   if (!options.swapFolder.empty()) {
     folder = options.swapFolder + ", where " +
@@ -147,10 +147,9 @@ int ComplainOf(const KXException& failure, const Options& options) {
     case kxw::kErrorNotEnoughMemory:  // also when nothing more can be swapped out
       return Complain("no room for the images, in memory or in " + folder);
     default:
-      char code[32];
-      std::snprintf(code, sizeof code, "failure 0x%08X",
-                    static_cast<unsigned>(failure.GetErrorCode()));
-      return Complain(code);
+      KXString words;
+      failure.GetAlert().GetAlertMessage(words);
+      return Complain(words.IsEmpty() ? "an unknown failure" : static_cast<const char*>(words));
   }
 }
 
@@ -167,7 +166,7 @@ int main(int argc, char** argv) {
     paintcel::ConnectConsole(options.quiet);
     Run(options);
     return 0;
-  } catch (const KXException& failure) {
+  } catch (KXException& failure) {
     return ComplainOf(failure, options);
   } catch (const std::bad_alloc&) {
     return Complain("not enough memory");
