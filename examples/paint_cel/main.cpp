@@ -133,17 +133,18 @@ int Complain(const std::string& what) {
 int ComplainOf(KXException& failure, const Options& options) {
   std::string folder = "the temporary folder";
   if (!options.swapFolder.empty()) {
-    folder = options.swapFolder + ", where " +
-             std::to_string(KXFilePath::GetDiskFreeSpaceA(options.swapFolder.c_str()) >> 20) +
-             " MiB are free";
+    const u64 free = KXFilePath::GetDiskFreeSpaceA(options.swapFolder.c_str()) >> 20;
+    folder = options.swapFolder + " (" + std::to_string(free) + " MiB free)";
   }
   switch (failure.GetErrorCode()) {
     case kxw::kFailureAborted:
       std::fprintf(stderr, "paint_cel: stopped\n");
       return kExitStopped;
     case kxw::kFailureNoSwapName:
+      return Complain("no file can be made in " + folder);
     case kxw::kFailureNoSwapSpace:
-      return Complain("no swap file can be made in " + folder);
+      return Complain("no swap file of " + std::to_string(options.budget) + " MiB can be made in " +
+                      folder);
     case kxw::kErrorNotEnoughMemory:  // also when nothing more can be swapped out
       return Complain("no room for the images, in memory or in " + folder);
     default:

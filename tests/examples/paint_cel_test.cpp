@@ -136,7 +136,7 @@ TEST_F(PaintCel, ComplainsInOneLine) {
                   "a.seeds:2: not of the form");
   ExpectComplaint("--seeds " + Write("b.seeds", "2048 5 #112233\n"),
                   "b.seeds:1: outside the drawing");
-  ExpectComplaint("--swap " + Path("nowhere"), "no swap file");
+  ExpectComplaint("--swap " + Path("nowhere"), "no file can be made");
   ExpectComplaint("--size 64 --out " + Path("nowhere/cel.png"), "No such file");
   ExpectComplaint("--size 0", "--size takes a number");
   ExpectComplaint("--colour", "unknown option");
