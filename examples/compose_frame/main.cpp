@@ -1,0 +1,218 @@
+// Builds a frame out of a background, a shadow and a painted cel, and shows each step.
+//
+// Everything is laid through pixel mixers: the shadow by a Gaussian in front of a weight copy, the
+// paint by a blend that a mask holds back where the ink will be, the ink by a blend on top. The
+// steps are written side by side as one contact sheet, and each as a picture of its own whose file
+// is named after it.
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "common/png_io.h"
+#include "compose_frame/sheet.h"
+#include "kxwcmn/kxwcmn.h"
+#include "paint_cel/cel.h"
+#include "paint_cel/console.h"
+#include "paint_cel/options.h"
+
+namespace {
+
+using paintcel::Cel;
+using paintcel::Offscreen;
+
+constexpr int kSize = 2048;              // pixels of a side
+constexpr int kMargin = 128;             // ink of up to this density has paint under it
+constexpr unsigned kBudget = 48u << 20;  // of the images' pixels, which are about twice as many
+
+constexpr QMCOLORREF Rgb(unsigned r, unsigned g, unsigned b, unsigned a = 255) {
+  return a << 24 | b << 16 | g << 8 | r;
+}
+
+Offscreen NewImage(int bits) {
+  Offscreen image(KXVOffscreen::CreateOffscreen(bits));
+  image->Create(kxGetVirtualMemory(), kSize, kSize, 72);
+  return image;
+}
+
+/// A mixer chain of one rule bound to an image.
+struct Brush {
+  Brush(KXVOffscreen& image, KXPixelMixer& rule) {
+    mixer.SetDstOffscreen(&image);
+    mixer.SetNode(&rule);
+  }
+  KXVOffPixelMixer& With(QMCOLORREF color) {
+    mixer.SetColor(KXComplexColor(32, color));
+    return mixer;
+  }
+  KXVOffPixelMixer mixer;
+};
+
+/// A range of hills: a sine line closed along the image's bottom.
+void PaintHills(KXVOffscreen& image, double height, double swing, double waves, double phase,
+                QMCOLORREF color) {
+  std::vector<KXPoint> outline;
+  for (int x = 0; x <= kSize; x += 16) {
+    const double t = x * 6.283185307179586 * waves / kSize + phase;
+    const double y = kSize * (height + swing * (std::sin(t) + 0.4 * std::sin(2.3 * t + 1)));
+    outline.emplace_back(x, static_cast<int>(y));
+  }
+  outline.emplace_back(kSize, kSize);
+  outline.emplace_back(0, kSize);
+  image.FillPolygon(outline.data(), static_cast<int>(outline.size()), nullptr, color, 1);
+}
+
+/// An evening sky with a sun, clouds and hills.
+Offscreen PaintBackground() {
+  Offscreen image = NewImage(32);
+  for (int y = 0; y < kSize; ++y) {
+    const double t = static_cast<double>(y) / kSize;
+    const auto mix = [t](int top, int bottom) {
+      return static_cast<unsigned>(top + (bottom - top) * t);
+    };
+    image->RectFill(KXRect(0, y, kSize, y + 1), 0, Rgb(mix(58, 255), mix(74, 196), mix(122, 142)));
+  }
+  KXPixelMixerBlend blend;
+  Brush brush(*image, blend);
+  for (int halo = 8; halo >= 0; --halo) {
+    const unsigned alpha = halo == 0 ? 255 : 18;
+    image->CircleFillAA(1480.5, 560.5, 190 + halo * 46, &brush.With(Rgb(255, 232, 176, alpha)),
+                        nullptr, nullptr);
+  }
+  const struct {
+    double x, y, radius;
+  } kPuffs[] = {{250, 420, 90},   {360, 380, 120}, {490, 410, 100}, {600, 440, 70},
+                {1180, 250, 60},  {1260, 220, 85}, {1360, 245, 70}, {1750, 820, 80},
+                {1850, 780, 110}, {1960, 815, 90}};
+  for (const auto& puff : kPuffs) {
+    image->CircleFillAA(puff.x, puff.y, puff.radius, &brush.With(Rgb(255, 240, 225, 150)), nullptr,
+                        nullptr);
+  }
+  PaintHills(*image, 0.62, 0.05, 1.3, 0.4, Rgb(120, 112, 150));
+  PaintHills(*image, 0.72, 0.04, 1.9, 2.0, Rgb(86, 104, 116));
+  PaintHills(*image, 0.83, 0.03, 1.1, 4.1, Rgb(62, 88, 78));
+  return image;
+}
+
+/// Darkens the ground in an ellipse with soft edges.
+void LayShadow(KXVOffscreen& frame, const KXRect& box) {
+  KXPixelMixerGaussian soft;
+  KXPixelMixerWeightCopy copy;
+  soft.CreateGaussTbl(96);
+  soft.SetBaseup(150);  // 127 of 150: the shadow's darkest is 85 percent
+  soft.SetMapInfo(box.CenterPoint(), box.Width(), box.Height());
+  Brush brush(frame, soft);
+  brush.mixer.PushNode(&copy);
+  frame.RectFill(box, &brush.With(Rgb(26, 22, 40)), nullptr, nullptr, nullptr);
+}
+
+/// Lays `source` on the whole of `frame`; `mask` may be null.
+void LayOver(KXVOffscreen& frame, KXVOffscreen& source, KXVOffPixelMask* mask) {
+  KXPixelMixerBlend blend;
+  Brush brush(frame, blend);
+  KXVOffscreenAutoLock lock(&source, 0);
+  brush.mixer.SetSrcOffscreen(&source, KXPoint(0, 0));
+  frame.RectFill(frame.GetRect(), &brush.mixer, mask, nullptr, nullptr);
+}
+
+/// Makes ink solid where paint stopped for it, so that nothing shows between the two.
+void HardenInk(KXVOffscreen& ink) {
+  KXVOffscreenAutoLock lock(&ink, 1);
+  KXBlockGetter blocks(&ink, ink.GetRect(), 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    if (!ink.GetBlockExist(part.left, part.top)) continue;
+    for (int y = part.top; y < part.bottom; ++y) {
+      ink.MoveCursor(part.left, y);
+      BYTE* row = ink.GetCurrentAddress();
+      for (int x = 0; row && x < part.Width(); ++x) {
+        const int density = row[x] * 255 / kMargin;
+        row[x] = static_cast<BYTE>(density < 255 ? density : 255);
+      }
+    }
+  }
+}
+
+Offscreen Duplicate(KXVOffscreen& image) { return Offscreen(image.CreateAndCopyAll()); }
+
+/// The frame as a line test: dithered to black and nothing, on white.
+Offscreen LineTest(KXVOffscreen& frame) {
+  Offscreen dots = NewImage(1);
+  dots->Monochromic(0, 0, kSize, kSize, &frame, 0, 0, 0, 0);
+  Offscreen shown = NewImage(32);
+  shown->RectFill(shown->GetRect(), 0, Rgb(255, 255, 255));
+  LayOver(*shown, *dots, nullptr);
+  return shown;
+}
+
+void Compose(const std::string& out) {
+  kxGetVirtualMemory()->Create(kBudget, nullptr);
+  const std::string data = KXWCMN_EXAMPLE_DRAWING;
+  const examples::Drawing drawing = examples::ReadDrawing(data + ".png");
+  Cel cel(kxGetVirtualMemory(), drawing, kSize);
+  paintcel::ScaleInk(drawing, cel);
+  std::vector<paintcel::Seed> seeds = paintcel::ReadSeeds(data + ".seeds", drawing);
+  seeds.erase(seeds.begin());  // the paper around the picture stays clear
+  paintcel::PaintSeeds(seeds, kMargin, cel);
+  HardenInk(*cel.ink);
+
+  composeframe::Sheet sheet(out, 3, 2, kSize, 4);
+  Offscreen frame = PaintBackground();
+  sheet.Add("background", *frame);
+
+  Offscreen alone = Duplicate(*cel.paint);
+  alone->RenderBackground(alone->GetRect(), Rgb(255, 255, 255), Rgb(200, 200, 200), 1);
+  LayOver(*alone, *cel.ink, nullptr);
+  sheet.Add("cel_on_checkerboard", *alone);
+
+  LayShadow(*frame, KXRect(100, 1660, 1960, 2040));
+  sheet.Add("shadow", *frame);
+
+  KXVOffPixelMask mask;
+  KXVOffPixelMask::MaskInfo lines;
+  lines.mode = 2;  // held back where the ink's alpha is full
+  lines.offscreen = cel.ink.get();
+  lines.color = Rgb(0, 0, 0);
+  mask.SetMaskInfo(0, lines);
+  {
+    KXVOffscreenAutoLock lock(cel.ink.get(), 0);
+    LayOver(*frame, *cel.paint, &mask);
+  }
+  sheet.Add("paint_held_back_by_lines", *frame);
+
+  LayOver(*frame, *cel.ink, nullptr);
+  sheet.Add("frame", *frame);
+
+  sheet.Add("line_test", *LineTest(*frame));
+  sheet.Finish();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string usage =
+      "usage: compose_frame [FILE.png]\n"
+      "Composes a frame from the built-in drawing and writes its steps as one contact sheet\n"
+      "(composed_frame.png unless told otherwise), and each step beside it.\n";
+  if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
+    const bool help = argc == 2 && std::string(argv[1]) == "--help";
+    std::fputs(usage.c_str(), help ? stdout : stderr);
+    return help ? EXIT_SUCCESS : 2;
+  }
+  paintcel::ConnectConsole(false);
+  try {
+    Compose(argc == 2 ? argv[1] : "composed_frame.png");
+    return EXIT_SUCCESS;
+  } catch (const KXException& e) {
+    if (e.GetErrorCode() == 0x20010004) {
+      std::fputs("compose_frame: stopped\n", stderr);
+      return 130;
+    }
+    std::fprintf(stderr, "compose_frame: the library failed with code %d\n", e.GetErrorCode());
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "compose_frame: %s\n", e.what());
+  }
+  return 2;
+}
