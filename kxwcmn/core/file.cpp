@@ -1,7 +1,9 @@
 #include "kxwcmn/core/file.h"
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/time.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/filesystem.h"
 
 namespace {
 
@@ -59,6 +61,12 @@ i64 KXFile::GetLength() const {
 }
 
 void KXFile::SetEOF() { RaiseIfFailed(qmSetEndOfFile(file_)); }
+
+void KXFile::GetTime(KXTime& time) const {
+  kxw::FileInfo info;
+  RaiseIfFailed(kxw::GetFileInfo(file_, &info));
+  time = static_cast<long>(info.written);
+}
 
 void KXFile::Close() {
   const kxw::FileHandle file = file_;

@@ -5,6 +5,8 @@
 #include "kxwcmn/platform/file.h"
 #include "kxwcmn/platform/types.h"
 
+class KXTime;
+
 /// An open file with 64-bit positions. Operations raise KXException with the platform's code; on a
 /// closed file that is 6. Belongs to one thread at a time.
 class KX_EXPORT KXFile {
@@ -35,6 +37,9 @@ class KX_EXPORT KXFile {
 
   /// Cuts or extends the file at its position.
   void SetEOF();
+
+  /// The time of the last write. Raises 0x20010008 for one that KXTime does not hold.
+  void GetTime(KXTime& time) const;
 
   /// Closes if open, and empties the path.
   void Close();

@@ -2,14 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <string>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/time.h"
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
 #include "tests/testfolder.h"
 
 namespace {
+
+using namespace std::chrono_literals;
 
 /// The code that `operation` raises, 0 if it raises nothing.
 template <class Operation>
@@ -46,6 +51,11 @@ TEST(KXFile, WritesSeeksAndReadsBack) {
   // Opening again closes, and may be given the file's own path.
   file.Open(file.GetPath(), kRead, 1, kxw::kOpenExisting, 0);
   EXPECT_EQ(file.GetLength(), 2);
+  std::filesystem::last_write_time(
+      folder.Host() / "f", std::chrono::file_clock::from_sys(std::chrono::sys_seconds(1234567s)));
+  KXTime written;
+  file.GetTime(written);
+  EXPECT_EQ(written, 1234567);
   file.Close();
   EXPECT_FALSE(file.IsOpen());
   EXPECT_TRUE(file.GetPath().IsEmpty());
@@ -63,6 +73,8 @@ TEST(KXFile, RaisesThePlatformsCode) {
   EXPECT_EQ(open(kxw::kCreateAlways), 0x20010008);
   EXPECT_FALSE(folder.Has("f"));
   EXPECT_EQ(CodeOf([&] { file.GetLength(); }), kxw::kErrorInvalidHandle);
+  KXTime time;
+  EXPECT_EQ(CodeOf([&] { file.GetTime(time); }), kxw::kErrorInvalidHandle);
   EXPECT_EQ(CodeOf([&] { file.Close(); }), 0);
 
   EXPECT_EQ(open(kxw::kOpenAlways), 0);
