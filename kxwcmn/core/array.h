@@ -40,9 +40,10 @@ class KXTArray {
   }
 
   void Add(const T& value) {
-    const T copy = value;  // `value` may lie in the memory that growth gives up
+    BYTE copy[sizeof(T)];  // `value` may lie in the memory that growth gives up
+    std::memcpy(copy, static_cast<const void*>(&value), sizeof copy);
     if (count_ == capacity_) Grow(count_ + 1);
-    Data()[count_++] = copy;
+    std::memcpy(static_cast<void*>(Data() + count_++), copy, sizeof copy);
   }
 
   /// Removes the element at `index`, closing the gap. An index out of range does nothing.

@@ -47,6 +47,22 @@ TEST(Array, EqualsAVectorAndGrowsInStepsOf256) {
   EXPECT_EQ(std::vector<i64>(copy.begin(), copy.end()), model);
 }
 
+/// Fails when it is copied.
+struct Untouchable {
+  int value;
+  Untouchable(const Untouchable&) { ADD_FAILURE(); }
+  explicit Untouchable(int v) : value(v) {}
+  Untouchable& operator=(const Untouchable&) = delete;
+};
+
+TEST(Array, TakesElementsAsPlainBytes) {
+  const Untouchable element(5);
+  KXTArray<Untouchable> array;
+  array.Add(element);
+  array.Add(array[0]);
+  EXPECT_EQ(array[1].value, 5);
+}
+
 TEST(Array, FailureLeavesItAsItWas) {
   KXTArray<int> array;
   for (int i = 0; i < 256; ++i) array.Add(i);
