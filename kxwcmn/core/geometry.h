@@ -540,8 +540,8 @@ class KXRect : public kxw::RectOf<kxw::IntGeometry> {
 
   /// Fits a source of the size of `src` into `dst`, keeping its aspect ratio and centred, and
   /// stores the result here. It can be a pixel wider or higher than the ratio asks for, and a
-  /// source higher than wide takes the full height even where its width then overflows `dst`. A
-  /// source or target without width or height gives a rectangle without width or height.
+  /// source higher than wide takes the full height even where its width then overflows `dst`. Where
+  /// the source or the target has no width or height, the result has at most a pixel of it.
   KX_EXPORT void CalcDestRect(const tagRECT& src, const tagRECT& dst);
 };
 

@@ -18,7 +18,8 @@ void Reserve(KXTArray<KXGarbageBlock*>& array, int capacity) {
 
 }  // namespace
 
-KXGarbage::KXGarbage(const KXGarbage& other) { *this = other; }
+// By way of the default constructor, so that a copy that fails half-way gives its records back.
+KXGarbage::KXGarbage(const KXGarbage& other) : KXGarbage() { *this = other; }
 
 KXGarbage& KXGarbage::operator=(const KXGarbage& other) {
   if (this == &other) return *this;

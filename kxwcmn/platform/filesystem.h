@@ -36,7 +36,7 @@ int GetFileInfo(FileHandle file, FileInfo* info);
 int SetReadOnly(const char* path, bool readOnly);
 
 /// The names in a folder in byte order, "." and ".." among them. Names without a library form are
-/// left out.
+/// left out; a failure leaves none.
 int ListFolder(const char* path, std::vector<std::string>* names);
 
 /// Deletes a file, or a folder with all that is in it. A link is deleted, never followed. What does

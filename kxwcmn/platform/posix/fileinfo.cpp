@@ -82,9 +82,10 @@ int ListFolder(const char* path, std::vector<std::string>* names) {
     if (LibraryPath(entry->d_name, &name)) names->push_back(std::move(name));
     errno = 0;
   }
-  if (errno != 0) return ReportHost(false);
+  const int code = CodeOfHostError(errno);
+  if (code != 0) names->clear();
   std::sort(names->begin(), names->end());
-  return Report(0);
+  return Report(code);
 }
 
 }  // namespace kxw
