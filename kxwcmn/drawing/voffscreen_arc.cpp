@@ -14,13 +14,14 @@ int Saturate(i64 value) {
       std::clamp<i64>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-/// Calls `fill(first, last, y)` for the rows of the ellipse in a rectangle.
+/// Calls `fill(first, last, y)` for the rows of the ellipse in a rectangle. One without width or
+/// height holds a straight line, and a reversed one counts from its left and top as well.
 template <class Op>
 void ForEachRow(const KXVOffscreen& image, const KXRect& rect, const tagRECT* clip, Op fill) {
   if (!rect.IsIntersectRect(image.GetRect())) return;
-  const i64 a = (static_cast<i64>(rect.right) - rect.left) / 2;
-  const i64 b = (static_cast<i64>(rect.bottom) - rect.top) / 2;
-  // A rectangle of one pixel holds no ellipse.
+  const i64 a = std::abs(static_cast<i64>(rect.right) - rect.left) / 2;
+  const i64 b = std::abs(static_cast<i64>(rect.bottom) - rect.top) / 2;
+  // Less than two pixels in both directions hold no ellipse.
   if (a == 0 && b == 0) return;
   const i64 cx = rect.left + a, cy = rect.top + b;
   const kxw::FilledArc arc(a, b);
