@@ -16,45 +16,33 @@ namespace {
 
 using namespace testing_kxw;
 
-/// A destination twice, and one setting of mixer, source, mask, stipple and clip for both.
-struct Scene {
-  Scene(int bits, unsigned seed) : random(seed) {
-    for (ImagePtr& image : images) image = Scribbled(bits, 300, 280, seed);
+/// Twins with a mixer, a source and a mask for both.
+struct Scene : Twins {
+  explicit Scene(unsigned seed) : Twins(seed) {
     source = Scribbled(kAllDepths[random.Int(0, 6)], 200, 200, seed + 1);
     maskImage = Scribbled(32, 320, 280, seed + 2);
-    color.Normalize(32, AnyColor(random));
     hasSource = random.OneIn(3);
     hasMask = random.OneIn(3);
-    hasClip = random.OneIn(2);
-    origin = {random.Int(-9, 9), random.Int(-9, 9)};
-    clip = AnyRect(random, 300, 280);
-    for (BYTE& byte : pattern) byte = BYTE(random.Int(0, 1));
-    stipple = random.OneIn(2) ? pattern : nullptr;
     KXVOffPixelMask::MaskInfo info;
     info.offscreen = maskImage.get();
     info.mode = 2;
     info.offset = KXPoint(random.Int(-9, 9), random.Int(-9, 9));
     mask.SetMaskInfo(0, info);
-    nodes[0] = &replace;
-    nodes[1] = &blend;
-    nodes[2] = &add;
+    KXPixelMixer* const nodes[] = {&replace, &blend, &add};
     mixer.SetNode(nodes[random.Int(0, 2)]);
-    if (hasSource) mixer.SetSrcOffscreen(source.get(), origin);
-    mixer.SetColor(color);
+    if (hasSource) mixer.SetSrcOffscreen(source.get(), {random.Int(-9, 9), random.Int(-9, 9)});
+    mixer.SetColor(KXComplexColor(32, color));
   }
 
-  const tagRECT* Clip() const { return hasClip ? &clip : nullptr; }
   KXVOffPixelMask* Mask() { return hasMask ? &mask : nullptr; }
 
   /// Lays one pixel that belongs to a shape whose source begins at (left, top).
   void Lay(int x, int y, int left, int top, bool stippled = true) {
-    KXVOffscreen& o = *mixer.GetDstOffscreen();
-    if (x < 0 || y < 0 || x >= 300 || y >= 280) return;
-    if (hasClip && !clip.PtInRect(KXPoint(x, y))) return;
-    if (stippled && stipple && !stipple[(y & 3) * 4 + (x & 3)]) return;
-    if (hasMask && !mask.IsMaskFree(&o, x, y)) return;
-    o.MoveCursor(x, y);
-    if (!hasSource || left == INT_MAX) {
+    if (!bounds.PtInRect(KXPoint(x, y)) || !plain->GetRect().PtInRect(KXPoint(x, y))) return;
+    if (stippled && stipple && !StippleRow(y)[x & 3]) return;
+    if (hasMask && !mask.IsMaskFree(plain.get(), x, y)) return;
+    plain->MoveCursor(x, y);
+    if (!hasSource || left == kNoSource) {
       mixer.Do();
     } else {
       mixer.RelativeSrcCursor(x - left, y - top);
@@ -62,98 +50,127 @@ struct Scene {
     }
   }
 
-  /// Runs the shape on one image and its model, which stands under a lock, on the other.
+  /// Runs the shape on one image and its model, under a lock, on the other.
   template <class Fast, class Plain>
-  bool Agrees(Fast fast, Plain plain) {
+  bool Agrees(Fast draw, Plain model) {
     KXVOffscreenAutoLock sourceLock(source.get(), 0), maskLock(maskImage.get(), 0);
-    mixer.SetDstOffscreen(images[0].get());
-    fast(*images[0]);
-    mixer.SetDstOffscreen(images[1].get());
-    {
-      KXVOffscreenAutoLock lock(images[1].get(), 1);
-      plain();
-    }
-    KXComplexColor after;
+    KXComplexColor before, after;
+    mixer.GetColor(before);
+    mixer.SetDstOffscreen(fast.get());
+    draw(*fast);
     mixer.GetColor(after);
-    return after.color64 == color.color64 && images[0]->GetLockCount() == 0 &&
-           BytesOf(*images[0]) == BytesOf(*images[1]);
+    mixer.SetDstOffscreen(plain.get());
+    KXVOffscreenAutoLock lock(plain.get(), 1);
+    model();
+    return before.color64 == after.color64 && fast->GetLockCount() == 0 && Agree();
   }
 
-  Random random;
-  ImagePtr images[2], source, maskImage;
-  KXComplexColor color;
-  bool hasSource, hasMask, hasClip;
-  tagPOINT origin;
-  KXRect clip;
-  BYTE pattern[16];
-  BYTE* stipple;
+  static constexpr int kNoSource = INT_MAX;
+
+  ImagePtr source, maskImage;
+  bool hasSource, hasMask;
   KXVOffPixelMask mask;
   KXPixelMixer replace;
   KXPixelMixerBlend blend;
   KXPixelMixerAdd add;
-  KXPixelMixer* nodes[3];
   KXVOffPixelMixer mixer;
 };
 
-constexpr int kNoSource = INT_MAX;
-
-TEST(MixerShapes, RectanglesAndPoints) {
-  for (unsigned seed = 0; seed < 140; ++seed) {
+TEST(MixerShapes, RectanglesPointsAndTheirFormInAColor) {
+  for (unsigned seed = 0; seed < 420; ++seed) {
     SCOPED_TRACE(seed);
-    Scene s(kAllDepths[seed % 7], seed);
-    KXRect rect = AnyRect(s.random, 300, 280);
-    if (s.random.OneIn(3)) rect.right = rect.left, rect.bottom = rect.top;
+    Scene s(seed);
+    const bool inColor = s.bits != 64 && s.random.OneIn(2);
+    const KXRect rect = s.AnyRect();
     const bool isPoint = rect.left == rect.right && rect.top == rect.bottom;
-    EXPECT_TRUE(s.Agrees(
-        [&](KXVOffscreen& o) { o.RectFill(rect, &s.mixer, s.Mask(), s.Clip(), s.stipple); },
-        [&] {
-          if (isPoint) s.Lay(rect.left, rect.top, rect.left, rect.top, false);
-          const KXRect part = rect & s.images[1]->GetRect();
-          for (int y = part.top; y < part.bottom; ++y) {
-            for (int x = part.left; x < part.right; ++x) s.Lay(x, y, rect.left, rect.top);
+    const int mode = s.random.Int(0, 3);
+    KXVOffscreen* const gate = s.random.OneIn(3) ? s.maskImage.get() : nullptr;
+    const auto draw = [&](KXVOffscreen& o) {
+      if (gate) gate->MoveCursor(0, 7);
+      if (inColor) {
+        o.RectFill(rect, Narrowed(s.color), mode, gate, s.clip, s.stipple);
+      } else {
+        o.RectFill(rect, &s.mixer, s.Mask(), s.clip, s.stipple);
+      }
+    };
+    EXPECT_TRUE(s.Agrees(draw, [&] {
+      KXRect part = rect & s.bounds;
+      if (isPoint && s.bounds.PtInRect(rect.TopLeft())) {
+        part = KXRect(rect.left, rect.top, rect.left + 1, rect.top + (inColor ? 0 : 1));
+      }
+      if (part.left >= part.right) return;
+      // In a colour the row at the bottom is painted too, and the clip image's row stays.
+      for (int y = std::max(part.top, 0); y < std::min(part.bottom, kHeight) + inColor; ++y) {
+        if (inColor) {
+          if (gate) gate->MoveCursor(0, 7);
+          s.plain->MoveCursor(-1, y);
+          s.plain->FillLineRowForPolygon(part.left, part.right - 1, Narrowed(s.color), mode, gate,
+                                         0, s.StippleRow(y));
+        } else {
+          for (int x = std::max(part.left, 0); x < std::min(part.right, kWidth); ++x) {
+            s.Lay(x, y, rect.left, rect.top, !isPoint);
           }
-        }));
+        }
+      }
+    }));
   }
 }
 
-TEST(MixerShapes, FilledCircles) {
-  static const char* const kSmall[5] = {"X", "X", "XXXX", " X XXX X ", " XX XXXXXXXX XX "};
-  for (unsigned seed = 0; seed < 140; ++seed) {
+TEST(MixerShapes, FilledCirclesAndTheirFormInAColor) {
+  // Rows of small circles as first and last column. The form in a colour has no 4 among them.
+  static constexpr int kSmall[4][4][2] = {
+      {{0, 0}}, {{0, 1}, {0, 1}}, {{1, 1}, {0, 2}, {1, 1}}, {{1, 2}, {0, 3}, {0, 3}, {1, 2}}};
+  for (unsigned seed = 0; seed < 420; ++seed) {
     SCOPED_TRACE(seed);
-    Scene s(kAllDepths[seed % 7], seed);
-    const int d = s.random.OneIn(2) ? s.random.Int(-1, 6) : s.random.Int(5, 400);
+    Scene s(seed);
+    const ImagePtr clipImage = Scribbled(1, 290, 300, seed + 1);
+    KXVOffscreenAutoLock clipLock(clipImage.get(), 0);
+    KXVOffscreen* const gate = s.random.OneIn(3) ? clipImage.get() : nullptr;
+    const KXPoint offset(s.random.Int(-9, 9), s.random.Int(-9, 9));
+    const bool inColor = s.random.OneIn(2);
+    const int d = s.random.OneIn(2) ? s.random.Int(-1, 7) : s.random.Int(5, 400);
     const int left = s.random.Edge(-20, 290), top = s.random.Edge(-20, 270);
-    EXPECT_TRUE(s.Agrees(
-        [&](KXVOffscreen& o) {
-          o.CircleFill(left, top, d, &s.mixer, s.Mask(), s.Clip(), s.stipple);
-        },
-        [&] {
-          const int size = std::max(d, 1);
-          for (int i = 0; i < size; ++i) {
-            const double r = d * 0.5, cx = left + r, t = r - 0.5 - i;
-            const int xl = int(cx - std::sqrt(std::max(0.0, r * r - t * t)));
-            const int xr = 2 * int(cx) - xl - (d % 2 ? 0 : 1);
-            for (int x = left - 1; x <= left + size; ++x) {
-              const bool inTable = d <= 4 && x >= left && x < left + size;
-              if (d > 4 ? x >= xl && x <= xr
-                        : inTable && kSmall[size][i * size + x - left] == 'X') {
-                s.Lay(x, top + i, left, top);
-              }
-            }
-          }
-        }));
+    const int mode = s.random.Int(0, 3);
+    const auto draw = [&](KXVOffscreen& o) {
+      if (inColor) {
+        o.CircleFill64(left, top, d, s.color, mode, gate, offset, s.clip, s.stipple);
+      } else {
+        o.CircleFill(left, top, d, &s.mixer, s.Mask(), s.clip, s.stipple);
+      }
+    };
+    EXPECT_TRUE(s.Agrees(draw, [&] {
+      for (int i = 0; i < std::max(d, 1); ++i) {
+        const int y = top + i;
+        const double r = d * 0.5, cx = left + r, side = r - 0.5 - i;
+        const int* const small = kSmall[std::clamp(d, 1, 4) - 1][std::min(i, 3)];
+        int xl = left + small[0], xr = left + small[1];
+        if (d > (inColor ? 3 : 4)) {
+          xl = int(cx - std::sqrt(r * r - side * side));
+          xr = 2 * int(cx) - xl - (d % 2 ? 0 : 1);
+        }
+        if (!inColor) {
+          for (int x = xl; x <= xr; ++x) s.Lay(x, y, left, top);
+        } else if (y >= s.bounds.top && y < s.bounds.bottom && xl < s.bounds.right) {
+          if (gate) gate->MoveCursorY(s.plain->ConvertPointY(gate, offset.y + y));
+          s.plain->MoveCursor(-1, y);
+          s.plain->FillLineRowForPolygon64(std::max(xl, s.bounds.left),
+                                           int(std::min<i64>(xr, i64(s.bounds.right) - 1)), s.color,
+                                           mode, gate, offset.x, s.StippleRow(y));
+        }
+      }
+    }));
   }
 }
 
 TEST(MixerShapes, AntiAliasedCircles) {
   for (unsigned seed = 0; seed < 240; ++seed) {
     SCOPED_TRACE(seed);
-    Scene s(kAllDepths[seed % 7], seed);
+    Scene s(seed);
     const double radius =
         s.random.OneIn(2) ? s.random.Int(-5, 400) / 100.0 : s.random.Int(290, 9000) / 100.0;
     const double cx = s.random.Edge(-2000, 32000) / 100.0, cy = s.random.Edge(-2000, 30000) / 100.0;
     EXPECT_TRUE(s.Agrees(
-        [&](KXVOffscreen& o) { o.CircleFillAA(cx, cy, radius, &s.mixer, s.Mask(), s.Clip()); },
+        [&](KXVOffscreen& o) { o.CircleFillAA(cx, cy, radius, &s.mixer, s.Mask(), s.clip); },
         [&] {
           if (radius <= 0) return;
           const int left = int(cx - radius), top = int(cy - radius);
@@ -171,16 +188,13 @@ TEST(MixerShapes, AntiAliasedCircles) {
                 samples += u * u + v * v <= r2;
               }
               if (radius >= 3 && corners == 0) continue;
-              const u64 a = s.color.channels16[0];
+              const u64 a = s.color >> 48;
               const u64 level =
                   radius >= 3 && corners == 4 ? a : a * (u64(samples) * 255 / 9) / 255;
-              KXComplexColor color;
-              color.Normalize(32, (s.color.color64 & 0xFFFFFFFFFFFF) | level << 48);
-              s.mixer.SetColor(color);
+              s.mixer.SetColor(KXComplexColor(32, (s.color & 0xFFFFFFFFFFFF) | level << 48));
               s.Lay(x, y, left, top, false);
             }
           }
-          s.mixer.SetColor(s.color);
         }));
   }
 }
@@ -188,10 +202,9 @@ TEST(MixerShapes, AntiAliasedCircles) {
 TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
   for (unsigned seed = 0; seed < 210; ++seed) {
     SCOPED_TRACE(seed);
-    Scene s(8, seed);
+    Scene s(seed / 7 * 7 + 2);  // 8 bits, where points that are laid twice add up
     s.mixer.SetNode(&s.add);
-    s.color.Normalize(8, BYTE{1});
-    s.mixer.SetColor(s.color);
+    s.mixer.SetColor(KXComplexColor(8, BYTE{1}));
     const bool isHuge = s.random.OneIn(3);
     const int radius =
         isHuge ? s.random.Int(9000, 2000000) : s.random.Int(-2, s.random.OneIn(2) ? 9 : 200);
@@ -200,13 +213,14 @@ TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
     const int cy = 140 + (isHuge ? int(radius * std::sin(angle)) : s.random.Int(-99, 99));
     EXPECT_TRUE(s.Agrees(
         [&](KXVOffscreen& o) {
-          o.Circle(cx, cy, radius, 5, &s.mixer, s.Mask(), s.Clip(), s.stipple);
+          o.Circle(cx, cy, radius, 5, &s.mixer, s.Mask(), s.clip, s.stipple);
         },
         [&] {
           i64 x = 0, y = radius, d = 3 - 2 * i64(radius);
           const auto plot = [&](i64 px, i64 py) {
             for (const i64 sx : {px, -px}) {
-              for (const i64 sy : {py, -py}) s.Lay(int(cx + sx), int(cy + sy), kNoSource, 0, false);
+              for (const i64 sy : {py, -py})
+                s.Lay(int(cx + sx), int(cy + sy), Scene::kNoSource, 0, false);
             }
           };
           while (x < y || (s.hasMask && x == y)) {
@@ -221,21 +235,19 @@ TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
 }
 
 TEST(MixerShapes, NothingAndEverything) {
-  Scene s(32, 1);
-  KXVOffscreen& image = *s.images[0];
+  Scene s(5);
+  KXVOffscreen& image = *s.fast;
   EXPECT_THROW(image.RectFill(image.GetRect(), nullptr, nullptr, nullptr, nullptr), KXException);
   EXPECT_THROW(image.CircleFill(0, 0, 9, nullptr, nullptr, nullptr, nullptr), KXException);
   EXPECT_THROW(image.CircleFillAA(9, 9, 9, nullptr, nullptr, nullptr), KXException);
   EXPECT_THROW(image.Circle(9, 9, 9, 0, nullptr, nullptr, nullptr, nullptr), KXException);
   // Circles of any size take no more time than the image.
-  s.hasSource = false;
   s.mixer.SetSrcOffscreen(nullptr, {});
   s.mixer.SetDstOffscreen(&image);
   image.Circle(INT_MIN, INT_MAX, INT_MAX, 0, &s.mixer, nullptr, nullptr, nullptr);
   image.CircleFill(INT_MIN, INT_MIN, INT_MAX, &s.mixer, nullptr, nullptr, nullptr);
   image.CircleFillAA(NAN, 0, 5, &s.mixer, nullptr, nullptr);
   image.CircleFillAA(1e300, -1e300, 1e300, &s.mixer, nullptr, nullptr);
-  image.CircleFillAA(0, 0, 1e12, &s.mixer, nullptr, nullptr);
   EXPECT_EQ(image.GetLockCount(), 0u);
 }
 

@@ -15,7 +15,7 @@ using namespace testing_kxw;
 
 constexpr int kBreak = 0x7FFFFFFF;
 
-/// Calls `op(y, a, b)` for the spans of `rows`, as they come.
+/// Calls `op(y, first, last, isHorizontalEdge)` for the spans of `rows`, as they come.
 template <class Op>
 void ScanPlainly(const std::vector<KXPoint>& points, bool breaks, bool closed, const KXRect& rows,
                  Op op) {
@@ -43,13 +43,13 @@ void ScanPlainly(const std::vector<KXPoint>& points, bool breaks, bool closed, c
     }
     if (y < rows.top) continue;
     for (std::size_t i = 0; i + 1 < row.size(); i += 2) {
-      op(y, qmDouble2Int(row[i]), qmDouble2Int(row[i + 1]) - (closed ? 0 : 1));
+      op(y, qmDouble2Int(row[i]), qmDouble2Int(row[i + 1]) - (closed ? 0 : 1), false);
     }
   }
   for (std::size_t i = 0; closed && i < points.size(); ++i) {
     const KXPoint p = points[i], q = points[(i + 1) % points.size()];
     if (p.y == q.y && p.y >= std::max(rows.top, 0) && p.y < rows.bottom) {
-      op(-1 - p.y, std::min(p.x, q.x), std::max(p.x, q.x));  // marked as horizontal
+      op(p.y, std::min(p.x, q.x), std::max(p.x, q.x), true);
     }
   }
 }
@@ -75,43 +75,41 @@ std::vector<KXPoint> AnyOutline(Random& random, bool breaks) {
 
 TEST(Polygon, EqualsAScanOfEveryEdge) {
   for (unsigned seed = 0; seed < 500; ++seed) {
-    Random random(seed);
-    const int bits = kAllDepths[seed % 7];
-    SCOPED_TRACE(testing::Message() << bits << " bits, seed " << seed);
-    const ImagePtr fast = Scribbled(bits, 300, 280, seed), plain = Scribbled(bits, 300, 280, seed);
-    const std::vector<KXPoint> points = AnyOutline(random, random.OneIn(4));
-    KXRect clip = AnyRect(random, 300, 280);
-    const bool hasClip = random.OneIn(2), closed = random.OneIn(2);
-    const u64 color = AnyColor64(random);
-    fast->FillPolygon64(points.data(), int(points.size()), hasClip ? &clip : nullptr, color,
-                        closed);
-    KXVOffscreenAutoLock lock(plain.get(), 1);
-    ScanPlainly(points, true, closed, plain->GetRect(), [&](int y, int a, int b) {
-      if (y < 0) {
-        y = -1 - y;
-        if (hasClip && (y < clip.top || y >= clip.bottom)) return;
-      }
-      if (hasClip) {
-        // The rows of the clip limit horizontal edges alone.
-        a = std::max(a, clip.left);
-        b = int(std::min<i64>(b, i64(clip.right) - 1));
-      }
-      plain->MoveCursor(-1, y);
-      plain->FillLineRowForPolygon64(a, b, color, 0, nullptr, 0, nullptr);
+    SCOPED_TRACE(seed);
+    Twins t(seed);
+    const std::vector<KXPoint> points = AnyOutline(t.random, t.random.OneIn(4));
+    const bool closed = t.random.OneIn(2);
+    t.fast->FillPolygon64(points.data(), int(points.size()), t.clip, t.color, closed);
+    KXVOffscreenAutoLock lock(t.plain.get(), 1);
+    ScanPlainly(points, true, closed, t.plain->GetRect(), [&](int y, int a, int b, bool isEdge) {
+      // The rows of the clip limit horizontal edges alone.
+      if (isEdge && (y < t.bounds.top || y >= t.bounds.bottom)) return;
+      t.plain->MoveCursor(-1, y);
+      t.plain->FillLineRowForPolygon64(std::max(a, t.bounds.left),
+                                       int(std::min<i64>(b, i64(t.bounds.right) - 1)), t.color, 0,
+                                       nullptr, 0, nullptr);
     });
-    ASSERT_TRUE(BytesOf(*fast) == BytesOf(*plain));
+    ASSERT_TRUE(t.Agree());
   }
+}
+
+/// What a search finds in the pixel under the cursor.
+int StrengthOf(KXVOffscreen& o) {
+  const int bits = o.GetBitCount();
+  if (bits < 8) return (bits == 1 ? o.Get1BitColor() : o.Get2BitColor()) ? 255 : 0;
+  if (bits == 8) return o.Get8BitColor();
+  if (bits == 24) return int(o.Get24BitColor() & 255);
+  return bits == 64 ? int(o.Get64BitColor() >> 48) : int(o.Get32BitColor() >> 24);
 }
 
 TEST(Polygon, SearchEqualsAScanOfEveryEdge) {
   int found = 0;
   for (unsigned seed = 0; seed < 400; ++seed) {
     Random random(seed);
-    const int bits = kAllDepths[seed % 7];
-    SCOPED_TRACE(testing::Message() << bits << " bits, seed " << seed);
-    const ImagePtr image = MakeImage(bits, 300, 280, 72, RoomyManager());
-    ForEachPixel(*image, image->GetRect(), [&](int x, int y) {
-      if (x < 256 && y < 256 && random.OneIn(90)) image->Set32BitColor(AnyColor(random) >> 1);
+    SCOPED_TRACE(seed);
+    const ImagePtr image = MakeImage(kAllDepths[seed % 7], 300, 280, 72, RoomyManager());
+    ForEachPixel(*image, KXRect(0, 0, 256, 256), [&](int, int) {
+      if (random.OneIn(90)) image->Set32BitColor(Narrowed(AnyColor(random)) >> 1);
     });
     const std::vector<KXPoint> points = AnyOutline(random, false);
     KXRect box;
@@ -123,10 +121,11 @@ TEST(Polygon, SearchEqualsAScanOfEveryEdge) {
     int strongest = 0;
     if (image->GetExtentBlock(blocks) && !(box = box & KXRect(blocks)).IsRectEmpty()) {
       KXVOffscreenAutoLock lock(image.get(), 0);
-      ScanPlainly(points, false, true, box, [&](int y, int a, int b) {
-        image->MoveCursor(-1, y < 0 ? -1 - y : y);
-        strongest = std::max(strongest, image->SearchLineRowForPolygon(std::max(a, box.left),
-                                                                       std::min(b, box.right - 1)));
+      ScanPlainly(points, false, true, box, [&](int y, int a, int b, bool) {
+        for (int x = std::max(a, box.left); x <= std::min(b, box.right - 1); ++x) {
+          image->MoveCursor(x, y);
+          strongest = std::max(strongest, StrengthOf(*image));
+        }
       });
     }
     found += strongest > 0;
@@ -141,26 +140,33 @@ int PixelsOf(KXVOffscreen& image) {
   return count;
 }
 
-TEST(Polygon, FewPointsAndHorizontalEdges) {
-  const ImagePtr image = MakeImage(8, 100, 100);
-  const auto painted = [&](std::vector<KXPoint> points, int count, int closed, tagRECT* clip) {
-    image->DestroyAllBlock();
-    image->FillPolygon(points.empty() ? nullptr : points.data(), count, clip, 0xFF000000, closed);
-    return PixelsOf(*image);
+TEST(Polygon, FewPointsHorizontalEdgesAndTheClipsRows) {
+  struct {
+    std::vector<KXPoint> points;
+    int closed, painted;
+  } const cases[] = {
+      {{}, 1, 0},
+      {{{5, 5}}, 1, 1},
+      {{{5, 5}, {9, 5}}, 0, 0},
+      {{{9, 5}, {5, 5}}, 1, 5},
+      {{{5, 5}, {5, 9}}, 1, 4},
+      {{{10, 10}, {20, 10}, {20, 20}, {10, 20}}, 0, 100},
+      {{{10, 10}, {20, 10}, {20, 20}, {10, 20}}, 1, 121},
   };
-  EXPECT_EQ(painted({}, 3, 1, nullptr), 0);
-  EXPECT_EQ(painted({{5, 5}}, -1, 1, nullptr), 0);
-  EXPECT_EQ(painted({{5, 5}}, 1, 1, nullptr), 1);
-  EXPECT_EQ(painted({{5, 5}, {9, 5}}, 2, 0, nullptr), 0);
-  EXPECT_EQ(painted({{9, 5}, {5, 5}}, 2, 1, nullptr), 5);
-  EXPECT_EQ(painted({{5, 5}, {5, 9}}, 2, 1, nullptr), 4);
-  const std::vector<KXPoint> square = {{10, 10}, {20, 10}, {20, 20}, {10, 20}};
-  EXPECT_EQ(painted(square, 4, 0, nullptr), 100);
-  EXPECT_EQ(painted(square, 4, 1, nullptr), 121);
-  // The clip's rows hold back nothing but horizontal edges.
-  tagRECT clip{12, 15, 15, 16};
-  EXPECT_EQ(painted(square, 4, 1, &clip), 30);
-  EXPECT_EQ(image->GetLockCount(), 0u);
+  for (const auto& c : cases) {
+    const ImagePtr image = MakeImage(8, 100, 100);
+    image->FillPolygon(c.points.data(), int(c.points.size()), nullptr, 0xFF000000, c.closed);
+    EXPECT_EQ(PixelsOf(*image), c.painted);
+    if (c.painted != 121) continue;
+    // The clip's rows hold back nothing but horizontal edges.
+    image->DestroyAllBlock();
+    tagRECT clip{12, 15, 15, 16};
+    image->FillPolygon(c.points.data(), 4, &clip, 0xFF000000, 1);
+    EXPECT_EQ(PixelsOf(*image), 30);
+    image->FillPolygon(nullptr, 4, nullptr, 0xFF000000, 1);
+    image->FillPolygon(c.points.data(), -1, nullptr, 0xFF000000, 1);
+    EXPECT_EQ(PixelsOf(*image), 30);
+  }
 }
 
 TEST(Polygon, CoordinatesAtTheEndsOfTheirRange) {
