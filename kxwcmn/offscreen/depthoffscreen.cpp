@@ -60,7 +60,6 @@ void DepthOffscreen<Depth>::NextCursorX() {
   } else if ((cursor_.x & kBlockMask) != 0 && cursor_.x < width_) {
     if (cursor_.current) StepRight<Depth>(cursor_.current, cursor_.mask);
   } else {
-    UnlockBlock(cursor_.blockIndex);
     SetCurrentBlock();
   }
 }
@@ -79,7 +78,6 @@ void DepthOffscreen<Depth>::PrevCursorX() {
   } else if ((cursor_.x & kBlockMask) != kBlockMask) {
     if (cursor_.current) StepLeft<Depth>(cursor_.current, cursor_.mask);
   } else {
-    UnlockBlock(cursor_.blockIndex);
     SetCurrentBlock();
   }
 }

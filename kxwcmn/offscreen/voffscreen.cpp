@@ -1,6 +1,6 @@
 #include "kxwcmn/offscreen/voffscreen.h"
 
-#include <exception>
+#include <new>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
@@ -79,12 +79,9 @@ void KXVOffscreen::Create(KXVirtualMemory* memory, int width, int height, double
   blockCountY_ = (height + kBlockMask) / kBlockSize;
   try {
     InitBlock();
-  } catch (const std::exception&) {
+  } catch (...) {
     Destroy();
-    kxThrowError(kxw::kErrorNotEnoughMemory);
-  } catch (const KXException&) {
-    Destroy();
-    kxThrowError(kxw::kErrorNotEnoughMemory);
+    throw;
   }
 }
 
@@ -92,7 +89,11 @@ void KXVOffscreen::InitBlock() {
   const i64 count = static_cast<i64>(blockCountX_) * blockCountY_;
   if (count > 0x7FFFFFFF) kxThrowError(kxw::kErrorNotEnoughMemory);
   blocks_.clear();
-  blocks_.reserve(static_cast<std::size_t>(count));
+  try {
+    blocks_.reserve(static_cast<std::size_t>(count));
+  } catch (const std::bad_alloc&) {
+    kxThrowError(kxw::kErrorNotEnoughMemory);
+  }
   for (int by = 0; by < blockCountY_; ++by) {
     for (int bx = 0; bx < blockCountX_; ++bx) {
       const int left = bx * kBlockSize, top = by * kBlockSize;

@@ -99,7 +99,7 @@ class KX_EXPORT KXVOffscreen {
   /// ran out: the image is then destroyed.
   virtual int AllocateRect(const KXRect& rect, KXRect* out);
   /// Removes one edge of the grid with its blocks. Returns 1; 0 if it is the last column or row, or
-  /// the image is locked.
+  /// the image is locked. Raises 8, with nothing changed, if the new grid finds no memory.
   virtual int DeallocateBlock(DEALLOCATE_BLOCK_TYPE type);
   /// Removes the block columns and rows that lie wholly outside `rect`; `shift` gets what is to be
   /// taken from old coordinates. Returns 0 if a removal failed, with what was removed gone.
@@ -313,11 +313,15 @@ class KX_EXPORT KXVOffscreen {
   /// Whether new blocks are filled with the clear colour; otherwise their memory stays as it comes.
   int IsEnableClear() const { return enableClear_ == 1; }
   void EnableClear(int enable) { enableClear_ = enable; }
-  /// The clear value of the 1-bit and 8-bit depths.
-  void GetClearColor(BYTE* value) const { *value = byteClearColor_; }
+  /// The clear value of the 1-bit and 8-bit depths. Null is left alone.
+  void GetClearColor(BYTE* value) const {
+    if (value) *value = byteClearColor_;
+  }
   void SetClearColor(BYTE value) { byteClearColor_ = value; }
-  /// The clear value of the 16-, 24- and 32-bit depths.
-  void GetClearColor(DWORD* color) const { *color = clearColor_; }
+  /// The clear value of the 16-, 24- and 32-bit depths. Null is left alone.
+  void GetClearColor(DWORD* color) const {
+    if (color) *color = clearColor_;
+  }
   void SetClearColor(DWORD color) { clearColor_ = color; }
   /// Stored only: 256 is opaque, 65536 in the 64-bit depth.
   int GetTransparency() const { return transparency_; }
@@ -384,7 +388,8 @@ class KX_EXPORT KXVOffscreen {
   /// The blocks that `rect` touches, in row order, cut to `rect` or, with `clip` 0, only to the
   /// image. Returns their number.
   int GetBlockArea(const KXRect& rect, KXTArray<tagRECT, 0>& out, int clip) const;
-  /// The same for one cell. Returns 0, with `out` left alone, if `rect` does not touch it.
+  /// The same for one cell, which stays whole unless `clip` is 1. Returns 0, with `out` (may be
+  /// null) left alone, if `rect` does not touch it.
   int GetBlockArea(const KXRect& rect, int index, tagRECT* out, int clip) const;
   AREA_TYPE CheckAreaType(int x, int y) const { return CheckAreaType(GetBlockIndex(x, y)); }
   AREA_TYPE CheckAreaType(int index) const;
@@ -412,9 +417,11 @@ class KX_EXPORT KXVOffscreen {
   void MoveCursorFast(int x, int y);
   void MoveCursorXFast(int x) { MoveCursorFast(x, cursor_.y); }
   void MoveCursorYFast(int y) { MoveCursorFast(cursor_.x, y); }
-  void OffsetCursorFast(int dx, int dy) { MoveCursorFast(cursor_.x + dx, cursor_.y + dy); }
-  void OffsetCursorXFast(int dx) { MoveCursorFast(cursor_.x + dx, cursor_.y); }
-  void OffsetCursorYFast(int dy) { MoveCursorFast(cursor_.x, cursor_.y + dy); }
+  void OffsetCursorFast(int dx, int dy) {
+    MoveCursorFast(kxw::IntGeometry::Add(cursor_.x, dx), kxw::IntGeometry::Add(cursor_.y, dy));
+  }
+  void OffsetCursorXFast(int dx) { OffsetCursorFast(dx, 0); }
+  void OffsetCursorYFast(int dy) { OffsetCursorFast(0, dy); }
   // Fastest: the point lies in the current block.
   void MoveCursorFastest(int x, int y) {
     SetCurrentCursorAddress(x, y);
@@ -423,9 +430,11 @@ class KX_EXPORT KXVOffscreen {
   }
   void MoveCursorXFastest(int x) { MoveCursorFastest(x, cursor_.y); }
   void MoveCursorYFastest(int y) { MoveCursorFastest(cursor_.x, y); }
-  void OffsetCursorFastest(int dx, int dy) { MoveCursorFastest(cursor_.x + dx, cursor_.y + dy); }
-  void OffsetCursorXFastest(int dx) { MoveCursorFastest(cursor_.x + dx, cursor_.y); }
-  void OffsetCursorYFastest(int dy) { MoveCursorFastest(cursor_.x, cursor_.y + dy); }
+  void OffsetCursorFastest(int dx, int dy) {
+    MoveCursorFastest(kxw::IntGeometry::Add(cursor_.x, dx), kxw::IntGeometry::Add(cursor_.y, dy));
+  }
+  void OffsetCursorXFastest(int dx) { OffsetCursorFastest(dx, 0); }
+  void OffsetCursorYFastest(int dy) { OffsetCursorFastest(0, dy); }
   void NextCursorYFastest() {
     ++cursor_.y;
     cursor_.current += blockRowBytes_;
@@ -436,12 +445,13 @@ class KX_EXPORT KXVOffscreen {
   }
 
   /// For 32-bit images: the address of (x, y), with no virtual call and, inside the current block,
-  /// without moving the cursor. Another block is moved into. The point lies in the image.
+  /// without moving the cursor. Another block is moved into. The point lies in the image. Null for
+  /// a block without memory, and at every other depth.
   BYTE* MoveCursorFake32(int x, int y);
-  /// For 32-bit images: the address of (x, y) in the current block; null if that has no memory.
+  /// The same within the current block, whatever the cursor's position in it.
   BYTE* SetCurrentCursorAddressFake32(int x, int y) const;
 
-  /// Locks the block under the stored position, which must not be locked yet.
+  /// Leaves the current block, if any, and enters the one under the stored position.
   void SetCurrentBlock();
   void GetCursorPos(int& x, int& y) const {
     x = cursor_.x;
@@ -761,7 +771,8 @@ class KX_EXPORT KXVOffscreen {
   /// null otherwise, and where a block cannot be brought in.
   void* LockBlock(int index);
   void UnlockBlock(int index);
-  /// Fills the array of cells anew, all without memory. Blocks are not freed.
+  /// Fills the array of cells anew, all without memory. Blocks are not freed. Raises 8 if the array
+  /// finds no memory.
   void InitBlock();
   /// Whether a new block of that index would be held fast.
   int IsProtected(int index) const;
@@ -781,7 +792,7 @@ class KX_EXPORT KXVOffscreen {
 
   /// Leaves the current block, if any, and takes the cursor off the image.
   void LeaveBlock();
-  /// Enters the block `index`, or none for -1, at the stored position.
+  /// Leaves the current block and enters `index`, or none for -1, at the stored position.
   void EnterBlock(int index);
 
   KXVirtualMemory* memory_ = nullptr;

@@ -30,7 +30,7 @@ int KXVOffscreen::GetBlockArea(const KXRect& rect, int index, tagRECT* out, int 
   const KXRect block = GetBlockByIndex(index);
   KXRect part;
   if (!part.IntersectRect(rect, block)) return 0;
-  *out = clip == 1 ? part : block;
+  if (out) *out = clip == 1 ? part : block;
   return 1;
 }
 

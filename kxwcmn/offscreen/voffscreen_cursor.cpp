@@ -71,9 +71,7 @@ void KXVOffscreen::LeaveBlock() {
 
 void KXVOffscreen::EnterBlock(int index) {
   // Off the image until the block is in: a new block that finds no room raises from here.
-  cursor_.blockIndex = -1;
-  cursor_.base = nullptr;
-  cursor_.current = nullptr;
+  LeaveBlock();
   if (static_cast<std::size_t>(index) >= blocks_.size()) return;
   cursor_.base = static_cast<BYTE*>(LockBlock(index));
   cursor_.blockIndex = index;
@@ -85,12 +83,10 @@ void KXVOffscreen::EnterBlock(int index) {
 void KXVOffscreen::SetCurrentBlock() { EnterBlock(GetBlockIndex(cursor_.x, cursor_.y)); }
 
 void KXVOffscreen::MoveCursor(int x, int y) {
-  const int index = GetBlockIndex(x, y);
-  const bool stays = index == cursor_.blockIndex;
-  if (!stays) LeaveBlock();
   cursor_.x = x;
   cursor_.y = y;
-  if (!stays) {
+  const int index = GetBlockIndex(x, y);
+  if (index != cursor_.blockIndex) {
     EnterBlock(index);
   } else if (index >= 0) {
     SetCurrentCursorAddress(x, y);
@@ -98,15 +94,13 @@ void KXVOffscreen::MoveCursor(int x, int y) {
 }
 
 void KXVOffscreen::MoveCursorFast(int x, int y) {
-  const int index = GetBlockIndexFast(x, y);
-  const bool stays = index == cursor_.blockIndex;
-  if (!stays) LeaveBlock();
   cursor_.x = x;
   cursor_.y = y;
-  if (stays) {
-    SetCurrentCursorAddress(x, y);
-  } else {
+  const int index = GetBlockIndexFast(x, y);
+  if (index != cursor_.blockIndex) {
     EnterBlock(index);
+  } else {
+    SetCurrentCursorAddress(x, y);
   }
 }
 
@@ -121,7 +115,6 @@ void KXVOffscreen::NextCursorY() {
   } else if ((cursor_.y & kBlockMask) != 0 && cursor_.y < height_) {
     if (cursor_.current) cursor_.current += blockRowBytes_;
   } else {
-    UnlockBlock(cursor_.blockIndex);
     SetCurrentBlock();
   }
 }
@@ -133,7 +126,6 @@ void KXVOffscreen::PrevCursorY() {
   } else if ((cursor_.y & kBlockMask) != kBlockMask) {
     if (cursor_.current) cursor_.current -= blockRowBytes_;
   } else {
-    UnlockBlock(cursor_.blockIndex);
     SetCurrentBlock();
   }
 }
@@ -150,14 +142,14 @@ void KXVOffscreen::MoveCursorBehindRow(int lastX) {
 }
 
 BYTE* KXVOffscreen::SetCurrentCursorAddressFake32(int x, int y) const {
-  if (!cursor_.base) return nullptr;
+  if (!cursor_.base || bitCount_ != 32) return nullptr;
   return cursor_.base + (y & kBlockMask) * blockRowBytes_ + (x & kBlockMask) * 4;
 }
 
 BYTE* KXVOffscreen::MoveCursorFake32(int x, int y) {
   if (GetBlockIndexFast(x, y) == cursor_.blockIndex) return SetCurrentCursorAddressFake32(x, y);
   MoveCursorFast(x, y);
-  return cursor_.current;
+  return SetCurrentCursorAddressFake32(x, y);
 }
 
 DWORD KXVOffscreen::Get8BitColorOnlyQuad() const {

@@ -84,6 +84,7 @@ void KXVOffscreen::UnloadAllBlock() {
 // --- Growing and shrinking ----------------------------------------------------------------------
 
 void KXVOffscreen::RebuildGrid(int countX, int countY, int dx, int dy) {
+  LeaveBlock();  // a cursor that was moved without a lock
   std::vector<KXVOffscreenBlock> old;
   old.swap(blocks_);
   const int oldCountX = std::exchange(blockCountX_, countX);
@@ -175,7 +176,8 @@ int KXVOffscreen::DeallocateBlock(DEALLOCATE_BLOCK_TYPE type) {
   offset_.x = kxw::IntGeometry::Add(offset_.x, dx * kBlockSize);
   offset_.y = kxw::IntGeometry::Add(offset_.y, dy * kBlockSize);
   protectArea_.OffsetRect(-dx * kBlockSize, -dy * kBlockSize);
-  if (!protectArea_.IsRectEmpty()) protectArea_.IntersectRect(GetRect());
+  // An area that lay in the removed edge alone is gone with it.
+  if (!protectArea_.IsRectEmpty()) protectArea_ = protectArea_ & GetRect();
   return 1;
 }
 

@@ -132,10 +132,9 @@ void DepthOffscreen<Depth>::OptimizeBlock(tagRECT rect) {
       GetBlockIndex(part.left, part.top) != GetBlockIndex(part.right - 1, part.bottom - 1)) {
     return;
   }
-  Lock(0, 0, 0);
-  MoveCursor(part.left, part.top);
+  KXVOffscreenAutoLock lock(this, part.left, part.top, 0);
   const bool isEmpty = cursor_.base && IsPartEmpty<Depth>(cursor_.base, part);
-  Unlock();
+  lock.Unlock();  // an enclosing lock's cursor is not put back
   if (isEmpty) DestroyBlock(part.left, part.top);
 }
 
@@ -174,7 +173,6 @@ int KXVOffscreen::GetExtentRect(tagRECT& out) {
 }
 
 int KXVOffscreen::GetExtentBlock(tagRECT& out) {
-  KXVOffscreenAutoLock lock(this, 0, 0, 0);
   KXRect box;
   KXBlockGetter blocks(this, GetRect(), 1);
   for (KXRect part; blocks.GetNextBlock(part);) {

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "tests/support/images.h"
 
@@ -127,6 +130,9 @@ TEST(Cursor, Fake32MovesOnlyBetweenBlocks) {
   EXPECT_EQ(next, image->GetCurrentAddress());
   EXPECT_EQ(image->GetCursorPosX(), 300);
   image->Unlock();
+  ImagePtr narrow = MakeImage(8, 600, 10);
+  KXVOffscreenAutoLock lock(narrow.get(), 3, 3, 1);
+  EXPECT_EQ(narrow->MoveCursorFake32(5, 4), nullptr) << "four bytes there are not one pixel";
 }
 
 TEST(Locks, NestAndTurnWritingOn) {
@@ -167,6 +173,31 @@ TEST(Locks, ScopedOnesGiveTheOuterLockBack) {
   EXPECT_EQ(image->GetLockCount(), 0u);
   KXVOffscreenAutoLock none(nullptr, 1);
   none.Unlock();
+}
+
+// Four blocks held elsewhere fill the small pool, and a new one finds no room.
+TEST(Locks, StayAsTheyAreWhereABlockFindsNoRoom) {
+  std::vector<ImagePtr> holders;
+  for (int i = 0; i < 4; ++i) {
+    holders.push_back(MakeImage(64, 10, 10));
+    holders.back()->Lock(0, 0, 1);
+  }
+  ImagePtr image = MakeImage(64, 600, 10);
+  EXPECT_THROW(image->Lock(0, 0, 1), KXException);
+  EXPECT_EQ(image->GetLockCount(), 0u);
+  image->Lock(-1, -1, 1);
+  EXPECT_THROW(KXVOffscreenAutoLock(image.get(), 300, 5, 1), KXException);
+  EXPECT_THROW(image->OptimizeBlock(KXRect(256, 0, 512, 10)), KXException);
+  image->MoveCursor(-1, 5);
+  EXPECT_THROW(image->NextCursorX(), KXException);
+  image->Set64BitColor(u64{1});  // the cursor stands off the image
+  EXPECT_EQ(image->Get64BitColor(), 0u);
+  EXPECT_EQ(image->GetUsedMemory(0), 0u);
+  holders.clear();
+  image->NextCursorX();
+  EXPECT_EQ(image->GetBaseAddress() + 5 * 2048 + 8, image->GetCurrentAddress());
+  EXPECT_EQ(image->GetLockCount(), 1u);
+  image->Unlock();
 }
 
 // The same picture under every memory budget: paging must not show.

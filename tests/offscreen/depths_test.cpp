@@ -27,15 +27,18 @@ struct Reads {
   u64 r1, r2, r8, r16, r24, r32, r48, r64, image8, image24, mask8, mask16;
 };
 
+Reads CheckedReadsOf(KXVOffscreen& o) {
+  return {o.Get1BitColor(),  o.Get2BitColor(),  o.Get8BitColor(),  o.Get16BitColor(),
+          o.Get24BitColor(), o.Get32BitColor(), o.Get48BitColor(), o.Get64BitColor(),
+          o.Get8BitImage(),  o.Get24BitImage(), o.Get8BitMask(),   u64(o.Get16BitMask())};
+}
+
 Reads ReadsOf(KXVOffscreen& o) {
   const Reads fast = {o.Get1BitColorFast(),  o.Get2BitColorFast(),  o.Get8BitColorFast(),
                       o.Get16BitColorFast(), o.Get24BitColorFast(), o.Get32BitColorFast(),
                       o.Get48BitColorFast(), o.Get64BitColorFast(), o.Get8BitImageFast(),
                       o.Get24BitImageFast(), o.Get8BitMaskFast(),   u64(o.Get16BitMaskFast())};
-  const Reads slow = {o.Get1BitColor(),  o.Get2BitColor(),  o.Get8BitColor(),
-                      o.Get16BitColor(), o.Get24BitColor(), o.Get32BitColor(),
-                      o.Get48BitColor(), o.Get64BitColor(), o.Get8BitImage(),
-                      o.Get24BitImage(), o.Get8BitMask(),   u64(o.Get16BitMask())};
+  const Reads slow = CheckedReadsOf(o);
   EXPECT_EQ(0, std::memcmp(&fast, &slow, sizeof fast));
   return slow;
 }
@@ -365,10 +368,7 @@ TEST(Depths, UnwrittenAreasReadAsTheDepthsDefaults) {
     for (int x : {0, -1}) {  // a block without memory, and off the image
       image->Lock(x, 0, 0);
       KXVOffscreen& o = *image;
-      const Reads got = {o.Get1BitColor(),  o.Get2BitColor(),  o.Get8BitColor(),
-                         o.Get16BitColor(), o.Get24BitColor(), o.Get32BitColor(),
-                         o.Get48BitColor(), o.Get64BitColor(), o.Get8BitImage(),
-                         o.Get24BitImage(), o.Get8BitMask(),   u64(o.Get16BitMask())};
+      const Reads got = CheckedReadsOf(o);
       EXPECT_EQ(0, std::memcmp(&got, &table[i], sizeof got)) << kAllDepths[i] << " bits";
       EXPECT_TRUE(o.IsTransparent(0));
       o.SetColor(~0u);  // a write without memory does nothing

@@ -170,6 +170,13 @@ TEST(Grid, GrowthTellsItsShiftAndRefusesTheImpossible) {
   EXPECT_EQ(image->AllocateRect(KXRect(0, 0, 900, 900), &out), 0);
   EXPECT_EQ(image->DeallocateBlock(kDeallocateLeft), 0);
   image->Unlock();
+  Mark(*image, 0, 0, 7);
+  image->MoveCursor(0, 0);  // without a lock
+  EXPECT_EQ(image->DeallocateBlock(kDeallocateLeft), 1);
+  EXPECT_EQ(image->GetBaseAddress(), nullptr);
+  // More cells than can be: the image is given up whole.
+  EXPECT_EQ(image->AllocateRect(KXRect(0, 0, 0x7FFFFF00, 0x7FFFFF00), &out), 0);
+  EXPECT_EQ(image->GetRect(), KXRect());
 }
 
 TEST(Grid, PositionsConvertByTheirThreeFormulas) {
@@ -246,6 +253,12 @@ TEST(ProtectArea, DecidesWhatOldAndNewBlocksBecome) {
   EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 1);
   image->ClearProtectArea();
   EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 0);
+  // An area goes with the edge that holds it, and no later one is joined to it.
+  image->SetProtectBlockArea(KXRect(0, 0, 1, 1));
+  EXPECT_EQ(image->DeallocateBlock(kDeallocateLeft), 1);
+  image->SetProtectBlockArea(KXRect(256, 768, 257, 769));
+  Mark(*image, 10, 600, 1);
+  EXPECT_EQ(image->IsBlockAbsoluteProtect(10, 600), 0);
 }
 
 TEST(ProtectArea, DroppedBlocksComeBackCleared) {

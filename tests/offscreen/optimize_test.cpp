@@ -115,12 +115,14 @@ TEST(Optimize, AndExtentsAgreeWithALookAtEveryPixel) {
 
 TEST(Optimize, TestsABlockInsideALockAndLeavesTheCursorThere) {
   ImagePtr image = MakeImage(8, 600, 300);
-  image->Lock(10, 10, 1);
-  image->MoveCursor(300, 10);
-  image->MoveCursor(10, 10);
+  image->Lock(300, 10, 1);
+  KXRect box;
+  EXPECT_EQ(image->GetExtentBlock(box), 1);
+  EXPECT_EQ(box, KXRect(256, 0, 512, 256));
   image->OptimizeBlock(KXRect(256, 0, 512, 256));
-  EXPECT_EQ(image->GetBlockExist(300, 10), 0);
   EXPECT_EQ(image->GetCursorPosX(), 256);
+  EXPECT_EQ(image->GetUsedMemory(0), 0u) << "nothing was made on the way";
+  image->MoveCursor(10, 10);
   image->OptimizeBlock(KXRect(200, 0, 300, 10));  // over a seam: no block of it is meant
   image->OptimizeBlock(KXRect(900, 900, 910, 910));
   EXPECT_NE(image->GetBlockExist(10, 10), 0);
