@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <new>
 
+#include "kxwcmn/drawing/detail/floodplain.h"
 #include "kxwcmn/drawing/floodfill_internal.h"
 
 namespace kxw::flood {
@@ -21,27 +23,24 @@ Request::Request(KXVOffscreen& paintImage, KXVOffscreen& referenceImage, KXVOffs
       top(clip.top),
       bottom(std::max<int>(clip.bottom, std::numeric_limits<int>::min() + 1) - 1) {}
 
-void SpanStack::Grow() {
+Span* SpanStack::Grow(const Span* top) {
   constexpr int kFirst = 256;
   constexpr int kMost = std::numeric_limits<int>::max();
   const int count = spans_.GetCount();
+  const std::ptrdiff_t used = top - spans_.begin();
   spans_.SetCount(count > kMost / 2 ? kMost : std::max(count * 2, kFirst));
+  return spans_.begin() + used;
 }
 
 bool PaintedPixels::Contains(int x, int y) const {
   const auto page = pages_.find(KeyOf(x, y));
-  if (page == pages_.end()) return false;
-  return (*page->second)[(y & 255) * 4 + (x >> 6 & 3)] >> (x & 63) & 1;
+  return page != pages_.end() && (page->second[WordOf(x, y)] & BitOf(x));
 }
 
 void PaintedPixels::Add(int x, int y) {
-  try {
-    std::unique_ptr<Page>& page = pages_[KeyOf(x, y)];
-    if (!page) page = std::make_unique<Page>();
-    (*page)[(y & 255) * 4 + (x >> 6 & 3)] |= u64{1} << (x & 63);
-  } catch (const std::bad_alloc&) {
-    kxThrowError(kErrorNotEnoughMemory);
-  }
+  std::unique_ptr<u64[]>& page = pages_[KeyOf(x, y)];
+  if (!page) page = std::make_unique<u64[]>(kPageWords);
+  page[WordOf(x, y)] |= BitOf(x);
 }
 
 }  // namespace kxw::flood

@@ -1,16 +1,15 @@
 #pragma once
 
-#include <array>
-#include <memory>
-#include <unordered_map>
+#include <algorithm>
 
+#include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/array.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 namespace kxw::flood {
 
-/// One call of a fill, its rectangles taken apart: all bounds are inclusive.
+/// One call of a fill. The bounds of the area that may be painted are inclusive.
 struct Request {
   KXVOffscreen& paint;
   KXVOffscreen& reference;
@@ -46,41 +45,164 @@ struct Span {
   LONG y, left, right, dy;
 };
 
-/// The runs that wait. Capacity doubles, in the array's steps of 256, so that growth is cheap.
+/// The memory of the runs that wait. Whoever works on it keeps the place behind the last run.
+/// Capacity doubles, in the array's steps of 256, so that growth is cheap.
 class SpanStack {
  public:
-  bool IsEmpty() const { return count_ == 0; }
-  void Push(int y, int left, int right, int dy) {
-    if (count_ == spans_.GetCount()) Grow();
-    spans_[count_++] = {y, left, right, dy};
-  }
-  Span Pop() { return spans_[--count_]; }
+  Span* Begin() { return spans_.begin(); }
+  /// Makes room for `count` runs more behind `top`; returns where that is now.
+  Span* Reserve(Span* top, int count) { return spans_.end() - top < count ? Grow(top) : top; }
 
  private:
-  void Grow();
+  Span* Grow(const Span* top);
 
   KXTArray<Span> spans_;
-  int count_ = 0;
 };
 
-/// The painted pixels of a fill whose paint does not read back as the fill value: a bit for each, a
-/// page for each block, made when the first pixel of the block is painted.
-class PaintedPixels {
- public:
-  /// The 256 pixels of a row of a block, the leftmost in bit 0 of the first word.
-  using Row = u64[4];
+/// A run that was painted, and whether it has something beside it. Each answer may be 1 where there
+/// is nothing, but not the other way round.
+struct ShortRun {
+  int start, end;     // half-open
+  int leaksLeft;      // left of the parent, in the parent's row
+  int goesAhead;      // in the next row
+  int leaksRight;     // right of the parent, in the parent's row
+  int isMoreToRight;  // behind the run in its own row, up to the end of the parent
+};
 
-  bool Contains(int x, int y) const;
-  void Add(int x, int y);
+/// The fill itself, by runs of an `Access`:
+///
+/// - `IsSeedFilled()`: whether the seed holds the fill value already; if not, takes the base.
+/// - `Enter(x, y, dy)`: whether the row has memory at that pixel. The operations that follow are in
+///   this row, which is left towards `y + dy`.
+/// - `PaintShort(left, right, run)`: paints the run around pixel `left` and looks beside it, for a
+///   parent from `left` to `right`. Returns false, with nothing done, where that takes more than a
+///   look; else both rows beside are in the clip.
+/// - `PaintAround(x, y, start, end)`: paints the pixel and, from there, to the left and to the
+/// right
+///   in the bounds of the request, until a pixel is filled or does not match. `start` and `end` are
+///   what was painted, half-open; both are `x` if the pixel itself was not.
+/// - `PaintRight(x, y)`: the same to the right alone; returns the end.
+/// - `Skip(x, last, y)`: the column of the first pixel from `x` on that matches; past `last`, if
+///   there is none up to there.
+/// - `Reaches(y, left, right)`: false only if a run has nothing to paint or to push in row `y`, now
+///   and later. The run may be empty, with `right` one below `left`.
+template <class Access>
+class Fill {
+ public:
+  Fill(const Request& request, Access& access) : request_(request), access_(access) {}
+
+  /// Returns false, with `outcome` left alone, if the seed holds the fill value already.
+  bool Run(Outcome& outcome);
 
  private:
-  using Page = std::array<u64, 4 * 256>;
-
-  static u64 KeyOf(int x, int y) {
-    return static_cast<u64>(static_cast<DWORD>(y >> 8)) << 32 | static_cast<DWORD>(x >> 8);
+  void Poll() {
+    if (request_.abortable) abort_.CheckAbort();
   }
+  // The box grows by the runs that go on: in a clip of a single row, where none does, it stays at
+  // the seed.
+  void Widen(int left, int right) {
+    box_.left = std::min(box_.left, left);
+    box_.right = std::max(box_.right, right);
+  }
+  // These push behind `top` and return the new top.
+  Span* FillRow(Span parent, Span* top);
+  Span* PushBeside(const Span& parent, const ShortRun& run, Span* top);
+  Span* PushBeside(const Span& parent, int start, int end, Span* top);
 
-  std::unordered_map<u64, std::unique_ptr<Page>> pages_;
+  const Request& request_;
+  Access& access_;
+  KXAbort abort_{1};
+  SpanStack stack_;
+  KXRect box_;  // inclusive at its right and bottom
+  i64 count_ = 0;
 };
+
+template <class Access>
+bool Fill<Access>::Run(Outcome& outcome) {
+  const KXPoint seed = request_.seed;
+  if (access_.IsSeedFilled()) return false;
+  box_ = KXRect(seed.x, seed.y, seed.x, seed.y);
+  // Neither is tested against the clip: under a seed in its last row one row more may be painted.
+  Span* top = stack_.Reserve(stack_.Begin(), 2);
+  *top++ = {seed.y, seed.x, seed.x, 1};
+  *top++ = {seed.y + 1, seed.x, seed.x, -1};
+  while (top != stack_.Begin()) {
+    Poll();
+    --top;
+    top = FillRow(*top, top);
+  }
+  outcome = {KXRect(box_.left, box_.top, box_.right + 1, box_.bottom + 1), count_};
+  return true;
+}
+
+/// Paints what the run `parent` reaches in the row beside it, and pushes what goes on from there.
+template <class Access>
+inline Span* Fill<Access>::FillRow(Span parent, Span* top) {
+  const auto [y0, l, r, dy] = parent;
+  const int y = y0 + dy;
+  if (!access_.Enter(l, y, dy)) return top;
+  bool isFilled = true;
+  int x = r;
+  if (ShortRun run; access_.PaintShort(l, r, run)) {
+    top = PushBeside(parent, run, top);
+    if (run.isMoreToRight) x = run.end;
+  } else {
+    int start;
+    access_.PaintAround(l, y, start, x);
+    isFilled = start < x;
+    if (isFilled) top = PushBeside(parent, start, x, top);
+  }
+  while (x < r) {
+    const int start = access_.Skip(x + 1, r, y);
+    if (start > r) break;
+    Poll();
+    x = access_.PaintRight(start, y);
+    if (start < x) isFilled = true;
+    // A run may be empty here, where a pixel matches that is filled already: it is pushed all the
+    // same, and what lies beyond the pixel is looked at.
+    top = PushBeside(parent, start, x, top);
+  }
+  if (!isFilled) return top;
+  if (y < box_.top) {
+    box_.top = y;
+  } else if (y > box_.bottom) {
+    box_.bottom = y;
+  }
+  return top;
+}
+
+template <class Access>
+inline Span* Fill<Access>::PushBeside(const Span& parent, const ShortRun& run, Span* top) {
+  const auto [y0, l, r, dy] = parent;
+  const int y = y0 + dy;
+  Widen(run.start, run.end - 1);
+  count_ += run.end - run.start;
+  // What a run has beside it is often a toss: all is written, and the end moves on or stays.
+  top = stack_.Reserve(top, 3);
+  *top = {y, run.start, l - 1, -dy};
+  top += run.leaksLeft;
+  *top = {y, run.start, run.end - 1, dy};
+  top += run.goesAhead;
+  *top = {y, r + 1, run.end - 1, -dy};
+  return top + run.leaksRight;
+}
+
+template <class Access>
+Span* Fill<Access>::PushBeside(const Span& parent, int start, int end, Span* top) {
+  const auto [y0, l, r, dy] = parent;
+  const int y = y0 + dy;
+  count_ += end - start;
+  top = stack_.Reserve(top, 3);
+  const auto push = [&](int left, int right, int direction) {
+    if (!request_.IsRowInClip(y + direction)) return;
+    Widen(left, right);
+    if (access_.Reaches(y + direction, left, right)) *top++ = {y, left, right, direction};
+  };
+  // What leaks out to the left or right of the parent may go on behind it.
+  if (start < l) push(start, l - 1, -dy);
+  push(start, end - 1, dy);
+  if (r + 1 < end) push(r + 1, end - 1, -dy);
+  return top;
+}
 
 }  // namespace kxw::flood

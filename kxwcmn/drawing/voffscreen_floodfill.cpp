@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "kxwcmn/drawing/detail/floodplain.h"
+#include "kxwcmn/drawing/detail/floodrun.h"
 #include "kxwcmn/drawing/detail/floodvariants.h"
 #include "kxwcmn/drawing/floodfill_internal.h"
 #include "kxwcmn/offscreen/voffscreen.h"
@@ -21,8 +21,7 @@ int Fill(KXVOffscreen* paint, KXRect& result, const KXPoint& seed, Color color,
   const Request request(*paint, *reference, second, seed, origin, clip, margin, abortable);
   if (!request.IsSeedInside()) return 0;
   Outcome outcome;
-  kxw::flood::PlainFill<Variant> fill(request, Variant::FillValue(color));
-  if (!fill.Run(outcome)) return 0;
+  if (!kxw::flood::Run<Variant>(request, Variant::FillValue(color), outcome)) return 0;
   result = outcome.box;
   constexpr i64 kMost = std::numeric_limits<int>::max();
   if (count) *count = static_cast<int>(std::min(outcome.count, kMost));

@@ -1,12 +1,35 @@
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <unordered_map>
 
-#include "kxwcmn/core/abort.h"
 #include "kxwcmn/drawing/floodfill_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 
 namespace kxw::flood {
+
+/// The painted pixels of a fill whose paint does not read back as the fill value: a page of bits
+/// for each block, made when the first pixel of the block is painted.
+class PaintedPixels {
+ public:
+  bool Contains(int x, int y) const;
+  /// Raises std::bad_alloc.
+  void Add(int x, int y);
+
+ private:
+  static constexpr std::size_t kPageWords = 256 * 256 / 64;
+
+  static u64 KeyOf(int x, int y) {
+    return static_cast<u64>(static_cast<DWORD>(y >> 8)) << 32 | static_cast<DWORD>(x >> 8);
+  }
+  static std::size_t WordOf(int x, int y) {
+    return static_cast<std::size_t>((y & 255) << 2 | (x >> 6 & 3));
+  }
+  static u64 BitOf(int x) { return u64{1} << (x & 63); }
+
+  std::unordered_map<u64, std::unique_ptr<u64[]>> pages_;
+};
 
 /// A reference as the plain form sees it: an image whose cursor goes with that of the painted one.
 ///
@@ -56,66 +79,98 @@ class Follower {
 /// The fill pixel by pixel, over the images' cursors and virtual reads and writes. It defines what
 /// a fill does; any faster form has to agree with it.
 template <class Variant>
-class PlainFill {
+class PlainAccess {
  public:
   using Value = typename Variant::Value;
 
-  PlainFill(const Request& request, Value fill)
+  PlainAccess(const Request& request, Value fill)
       : request_(request),
         paint_(request.paint),
         fill_(fill),
         paintLock_(&request.paint, 1),
         reference_(request, request.reference, false),
         second_(request, request.second ? *request.second : request.reference,
-                !request.second || request.second == &request.reference) {
-    paint_.MoveCursor(request.seed.x, request.seed.y);
+                !request.second || request.second == &request.reference) {}
+
+  bool IsSeedFilled() {
+    const KXPoint seed = request_.seed;
+    MoveTo(seed.x, seed.y);
+    if (Variant::ReadLeft::Get(paint_) == fill_) return true;
+    base_ = reference_.template Get<typename Variant::Ref>();
+    if constexpr (Variant::kHasSecond) {
+      if (request_.second) baseOfSecond_ = second_.template Get<typename Variant::Second>();
+    }
+    return false;
   }
 
-  /// Returns false, with `outcome` left alone, if the seed holds the fill value already.
-  bool Run(Outcome& outcome);
+  bool Enter(int x, int y, int) {
+    paint_.MoveCursor(x, y);
+    return paint_.GetBaseAddress() != nullptr;
+  }
+
+  bool PaintShort(int, int, ShortRun&) { return false; }
+
+  void PaintAround(int x, int y, int& start, int& end) {
+    MoveTo(x, y);
+    int left = x;
+    while (left >= request_.left && Paint<typename Variant::ReadLeft>(left, y)) {
+      --left;
+      Prev();
+    }
+    start = left < x ? left + 1 : x;
+    end = left < x ? PaintRight(x + 1, y) : x;
+  }
+
+  int PaintRight(int x, int y) {
+    MoveTo(x, y);
+    while (x <= request_.right && Paint<typename Variant::ReadRight>(x, y)) {
+      ++x;
+      Next();
+    }
+    return x;
+  }
+
+  bool Reaches(int, int, int) { return true; }
+
+  int Skip(int x, int last, int y) {
+    MoveTo(x, y);
+    while (x <= last && !MatchesInSkip()) {
+      ++x;
+      Next();
+    }
+    return x;
+  }
 
  private:
-  bool HasSecond() const { return Variant::kHasSecond && request_.second; }
-
-  /// Whether the pixel holds the fill value, going left or right. A pixel that this fill has
-  /// painted counts as holding it whatever it reads as, so that every fill ends.
-  template <class Terms>
-  bool IsFilled(int x, int y) {
-    return Terms::Get(paint_) == fill_ || painted_.Contains(x, y);
-  }
-
-  bool Matches() {
-    if (!Variant::Match(base_, reference_.template Get<typename Variant::Ref>(), request_.margin)) {
-      return false;
-    }
-    return MatchesSecond();
-  }
-  bool MatchesInSkip() {
-    if (!Variant::MatchSkip(base_, reference_.template Get<typename Variant::Ref>(),
-                            request_.margin)) {
-      return false;
-    }
-    return MatchesSecond();
-  }
-  bool MatchesSecond() {
-    if constexpr (Variant::kHasSecond) {
-      return !HasSecond() ||
-             Variant::MatchSecond(baseSecond_, second_.template Get<typename Variant::Second>(),
-                                  request_.margin);
-    }
-    return true;
-  }
-
-  /// Paints the pixel at (x, y), where the cursor stands. Returns false if it is not to be painted:
-  /// also where the block cannot be brought in, for a pixel without memory would never be full.
+  /// Paints the pixel at (x, y), where the cursor stands. Returns false if it is not to be painted.
   template <class Terms>
   bool Paint(int x, int y) {
-    if (!paint_.GetCurrentAddress() || IsFilled<Terms>(x, y) || !Matches()) return false;
+    // A pixel whose block cannot be brought in would never be full, and the fill not end.
+    if (!paint_.GetCurrentAddress()) return false;
+    // What this fill has painted counts as full whatever it reads as, for the same reason.
+    if (Terms::Get(paint_) == fill_ || painted_.Contains(x, y)) return false;
+    if (!Matches()) return false;
     Variant::Write::Set(paint_, fill_);
     if (Variant::ReadLeft::Get(paint_) != fill_ || Variant::ReadRight::Get(paint_) != fill_) {
       painted_.Add(x, y);
     }
-    ++count_;
+    return true;
+  }
+
+  bool Matches() {
+    const auto pixel = reference_.template Get<typename Variant::Ref>();
+    return Variant::Match(base_, pixel, request_.margin) && MatchesSecond();
+  }
+  bool MatchesInSkip() {
+    const auto pixel = reference_.template Get<typename Variant::Ref>();
+    return Variant::MatchSkip(base_, pixel, request_.margin) && MatchesSecond();
+  }
+  bool MatchesSecond() {
+    if constexpr (Variant::kHasSecond) {
+      if (!request_.second) return true;
+      const BYTE pixel = second_.template Get<typename Variant::Second>();
+      return Variant::MatchSecond(baseOfSecond_, pixel, request_.margin);
+    }
     return true;
   }
 
@@ -135,106 +190,14 @@ class PlainFill {
     second_.Prev();
   }
 
-  void Poll() {
-    if (request_.abortable) abort_.CheckAbort();
-  }
-  void Push(int y, int left, int right, int dy) {
-    if (request_.IsRowInClip(y + dy)) stack_.Push(y, left, right, dy);
-  }
-  void FillRow(const Span& parent);
-
   const Request& request_;
   KXVOffscreen& paint_;
   const Value fill_;
   Value base_{};
-  BYTE baseSecond_ = 0;
+  BYTE baseOfSecond_ = 0;
   KXVOffscreenAutoLock paintLock_;
   Follower reference_, second_;
-  KXAbort abort_{1};
-  SpanStack stack_;
   PaintedPixels painted_;
-  KXRect box_;  // inclusive at its right and bottom
-  i64 count_ = 0;
 };
-
-template <class Variant>
-bool PlainFill<Variant>::Run(Outcome& outcome) {
-  const KXPoint seed = request_.seed;
-  if (Variant::ReadLeft::Get(paint_) == fill_) return false;
-  base_ = reference_.template Get<typename Variant::Ref>();
-  if constexpr (Variant::kHasSecond) {
-    if (HasSecond()) baseSecond_ = second_.template Get<typename Variant::Second>();
-  }
-  box_ = KXRect(seed.x, seed.y, seed.x, seed.y);
-  // Neither is tested against the clip: under a seed in its last row one row more may be painted.
-  stack_.Push(seed.y, seed.x, seed.x, 1);
-  stack_.Push(seed.y + 1, seed.x, seed.x, -1);
-  while (!stack_.IsEmpty()) {
-    Poll();
-    FillRow(stack_.Pop());
-  }
-  outcome = {KXRect(box_.left, box_.top, box_.right + 1, box_.bottom + 1), count_};
-  return true;
-}
-
-/// Paints what the run `parent` reaches in the row beside it, and pushes what is reached from
-/// there.
-template <class Variant>
-void PlainFill<Variant>::FillRow(const Span& parent) {
-  const auto [y0, l, r, dy] = parent;
-  const int y = y0 + dy;
-  // The box grows by the runs that were pushed: in a clip of a single row, where none is, it stays
-  // at the seed.
-  box_.left = std::min(box_.left, l);
-  box_.right = std::max(box_.right, r);
-  paint_.MoveCursor(l, y);
-  if (!paint_.GetBaseAddress()) return;  // a row outside the image
-  MoveTo(l, y);
-
-  int x = l;
-  while (x >= request_.left && Paint<typename Variant::ReadLeft>(x, y)) {
-    --x;
-    Prev();
-  }
-  const bool filledLeft = x < l;
-  bool filled = filledLeft;
-  int start = x + 1;
-  if (filledLeft) {
-    // What leaks out to the left of the parent may go on behind it.
-    if (start < l) Push(y, start, l - 1, -dy);
-    x = l + 1;
-    MoveTo(x, y);
-  }
-  bool skip = !filledLeft;
-  do {
-    if (!skip) {
-      Poll();
-      while (x <= request_.right && Paint<typename Variant::ReadRight>(x, y)) {
-        ++x;
-        Next();
-        filled = true;
-      }
-      // A run may be empty here, where a pixel matches that is filled already: it is pushed all the
-      // same, and the pixel beyond it is looked at.
-      Push(y, start, x - 1, dy);
-      if (r + 1 < x) Push(y, r + 1, x - 1, -dy);
-    }
-    skip = false;
-    ++x;
-    Next();
-    while (x <= r && !MatchesInSkip()) {
-      ++x;
-      Next();
-    }
-    start = x;
-    if (filled) {
-      if (y < box_.top) {
-        box_.top = y;
-      } else if (y > box_.bottom) {
-        box_.bottom = y;
-      }
-    }
-  } while (x <= r);
-}
 
 }  // namespace kxw::flood

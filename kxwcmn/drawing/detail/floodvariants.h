@@ -13,8 +13,8 @@
 namespace kxw::flood {
 
 /// The terms of a depth: the read and the write of the image's cursor, and the same on a pixel of
-/// `Depth`.
-#define KXW_TERMS(Bits, Type, MissingValue)                                         \
+/// `Depth`; `kMissing` is what a read gives where there is no memory.
+#define KXW_TERMS(Bits, Type, Missing)                                              \
   struct Terms##Bits {                                                              \
     using Value = Type;                                                             \
     static Value Get(KXVOffscreen& image) { return image.Get##Bits##BitColor(); }   \
@@ -24,9 +24,12 @@ namespace kxw::flood {
       return Depth::To##Bits(p);                                                    \
     }                                                                               \
     template <class Depth>                                                          \
-    static constexpr Value kMissing = MissingValue;                                 \
+    static typename Depth::Pixel From(Value v, const ClearColors&) {                \
+      return Depth::From##Bits(v);                                                  \
+    }                                                                               \
+    template <class Depth>                                                          \
+    static constexpr Value kMissing = Missing;                                      \
   };
-KXW_TERMS(1, BYTE, 0)
 KXW_TERMS(2, BYTE, Depth::k2Default)
 KXW_TERMS(8, BYTE, 0)
 KXW_TERMS(24, DWORD, 0x00FFFFFF)
@@ -34,6 +37,23 @@ KXW_TERMS(32, DWORD, 0)
 KXW_TERMS(48, u64, Depth::k48Default)
 KXW_TERMS(64, u64, 0)
 #undef KXW_TERMS
+
+/// At 1 bit what is written depends on the image's clear values.
+struct Terms1 {
+  using Value = BYTE;
+  static Value Get(KXVOffscreen& image) { return image.Get1BitColor(); }
+  static void Set(KXVOffscreen& image, Value v) { image.Set1BitColor(v); }
+  template <class Depth>
+  static Value To(typename Depth::Pixel p) {
+    return Depth::To1(p);
+  }
+  template <class Depth>
+  static typename Depth::Pixel From(Value v, const ClearColors& clear) {
+    return Depth::From1(v, clear);
+  }
+  template <class Depth>
+  static constexpr Value kMissing = 0;
+};
 
 /// At 16 bits a value of 0, which is a pixel that was never touched, stands for white.
 struct Terms16 {
@@ -44,6 +64,10 @@ struct Terms16 {
   template <class Depth>
   static Value To(typename Depth::Pixel p) {
     return WhiteForNothing(Depth::To16(p));
+  }
+  template <class Depth>
+  static typename Depth::Pixel From(Value v, const ClearColors&) {
+    return Depth::From16(v);
   }
   template <class Depth>
   static constexpr Value kMissing = WhiteForNothing(Depth::k16Default);
@@ -57,6 +81,8 @@ struct Exact {
   using Ref = Terms;
   using Write = Terms;
   using Value = typename Terms::Value;
+  static constexpr bool kIsExact = true;
+  static constexpr bool kSkipsAsItPaints = true;  // `MatchSkip` is `Match`
   static constexpr bool kHasSecond = false;
   static Value FillValue(Value color) { return color; }
   static bool Match(Value base, Value pixel, int) { return base == pixel; }
@@ -78,6 +104,7 @@ struct From8Exact : Exact<Terms8> {
   static BYTE FillValue(DWORD color) { return WeighedDensity(color); }
 };
 struct From8 : From8Exact {
+  static constexpr bool kIsExact = false;
   static bool Match(BYTE base, BYTE pixel, int margin) {
     return KXVOffscreen::IsEqualB(base, pixel, margin);
   }
@@ -88,6 +115,7 @@ struct From16Exact : Exact<Terms16> {
   using Write = Terms24;
 };
 struct From16 : Exact<Terms16> {
+  static constexpr bool kIsExact = false;
   static bool Match(DWORD base, DWORD pixel, int margin) {
     return KXVOffscreen::IsEqualRGBA(base, pixel, margin);
   }
@@ -98,6 +126,8 @@ struct From32Exact : Exact<Terms32> {
   using ReadRight = Terms24;
 };
 struct From32 : From32Exact {
+  static constexpr bool kIsExact = false;
+  static constexpr bool kSkipsAsItPaints = false;
   static bool Match(DWORD base, DWORD pixel, int margin) {
     return KXVOffscreen::IsEqualRGB(base, pixel, margin);
   }
@@ -108,6 +138,8 @@ struct From32 : From32Exact {
 
 struct From64Exact : Exact<Terms64> {};
 struct From64 : Exact<Terms64> {
+  static constexpr bool kIsExact = false;
+  static constexpr bool kSkipsAsItPaints = false;
   using ReadLeft = Terms48;
   using ReadRight = Terms48;
   using Write = Terms48;
@@ -120,6 +152,7 @@ struct From64 : Exact<Terms64> {
 };
 
 struct FromGeneric : Exact<Terms24> {
+  static constexpr bool kIsExact = false;
   static constexpr bool kHasSecond = true;
   using Second = Terms8;
   static bool Match(DWORD base, DWORD pixel, int margin) {

@@ -1,0 +1,194 @@
+#pragma once
+
+#include <memory>
+#include <new>
+#include <type_traits>
+
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/drawing/detail/floodplain.h"
+#include "kxwcmn/drawing/detail/floodrows.h"
+#include "kxwcmn/drawing/detail/floodtests.h"
+#include "kxwcmn/drawing/floodplanes_internal.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/voffscreen_depths.h"
+#include "kxwcmn/platform/error.h"
+
+/// From a variant and its images to the form that runs. Each returns false, with `outcome` left
+/// alone, if the seed holds the fill value already.
+namespace kxw::flood {
+
+/// The fill by pixels.
+template <class Variant>
+bool RunPlain(const Request& request, typename Variant::Value fill, Outcome& outcome) {
+  PlainAccess<Variant> access(request, fill);
+  return Fill<PlainAccess<Variant>>(request, access).Run(outcome);
+}
+
+constexpr bool IsDepth(int bits) {
+  return bits == 1 || bits == 2 || bits == 8 || bits == 16 || bits == 24 || bits == 32 ||
+         bits == 64;
+}
+
+/// Calls `visit` with the struct of a depth.
+template <class Visit>
+void VisitDepth(int bits, Visit visit) {
+  switch (bits) {
+    case 1:
+      return visit(Depth1());
+    case 2:
+      return visit(Depth2());
+    case 8:
+      return visit(Depth8());
+    case 16:
+      return visit(Depth16());
+    case 24:
+      return visit(Depth24());
+    case 32:
+      return visit(Depth32());
+    case 64:
+      return visit(Depth64());
+    default:
+      return;
+  }
+}
+
+/// Whether the fill can go by bits: the reference and the second one are images of their own, or
+/// the reference alone is the painted one at no offset. What else is judged while it is being
+/// painted goes by pixels, and so does a seed outside the columns of the clip.
+inline bool IsForPlanes(const Request& request) {
+  if (request.seed.x < request.left || request.seed.x > request.right) return false;
+  if (!IsDepth(request.paint.GetBitCount()) || !IsDepth(request.reference.GetBitCount())) {
+    return false;
+  }
+  if (&request.reference == &request.paint) {
+    return !request.second && request.origin == KXPoint(0, 0);
+  }
+  if (!request.second) return true;
+  return request.second != &request.paint && IsDepth(request.second->GetBitCount());
+}
+
+/// The tests of a fill by bits, with what they rest on.
+struct PlaneSetup {
+  PlaneTests tests;
+  std::unique_ptr<RowTest> match, skip, second, unfilledLeft, unfilledRight;
+  std::unique_ptr<RowPainter> painter;
+  BYTE clearRow[kRowBytes<Depth64>];
+};
+
+template <class Depth, class Test>
+const RowTest* Keep(std::unique_ptr<RowTest>& owner, const Test& test) {
+  owner = std::make_unique<DepthRowTest<Depth, Test>>(test);
+  return owner.get();
+}
+
+inline ClearColors ClearColorsOf(const KXVOffscreen& image) {
+  ClearColors clear{};
+  image.GetClearColor(&clear.byte);
+  image.GetClearColor(&clear.color);
+  if (image.GetBitCount() == Depth64::kBits) {
+    clear.color64 = static_cast<const KXVOffscreen64Bit&>(image).GetClearQMCOLORREF64();
+  }
+  return clear;
+}
+
+/// What the painted image adds, its cursor on the seed.
+template <class Variant, class Depth>
+void SetUpPaint(PlaneSetup& setup, const Request& request, typename Variant::Value fill,
+                typename Variant::Ref::Value base) {
+  using Left = typename Variant::ReadLeft;
+  using Right = typename Variant::ReadRight;
+  PlaneTests& tests = setup.tests;
+  const ClearColors clear = ClearColorsOf(request.paint);
+  BYTE pattern[8];
+  const int length = Depth::ClearPattern(clear, pattern);
+  FillPattern(setup.clearRow, kRowBytes<Depth>, pattern, length);
+  tests.clearRow = setup.clearRow;
+
+  const auto pixel = Variant::Write::template From<Depth>(fill, clear);
+  setup.painter = std::make_unique<DepthRowPainter<Depth>>(pixel);
+  tests.painter = setup.painter.get();
+  const UnfilledTest<Left, Depth> left(fill);
+  const UnfilledTest<Right, Depth> right(fill);
+  tests.readsBack = !left(pixel) && !right(pixel);
+  if (tests.isInPlace) {
+    tests.paintedMatches =
+        Variant::MatchSkip(base, Variant::Ref::template To<Depth>(pixel), request.margin);
+    if constexpr (Variant::kIsExact && kReadsPixels<typename Variant::Ref, Depth>) {
+      // Every pixel that matches is like the seed.
+      if (const BYTE* const at = request.paint.GetCurrentAddress()) {
+        const auto seed = Depth::Load(at, MaskOfColumn<Depth>(request.seed.x));
+        if (left(seed) && right(seed)) return;
+      }
+    }
+  }
+  tests.unfilledLeft = Keep<Depth>(setup.unfilledLeft, left);
+  if constexpr (!std::is_same_v<Left, Right>) {
+    tests.unfilledRight = Keep<Depth>(setup.unfilledRight, right);
+  }
+}
+
+/// The fill by bits. After `mostTiles` of them it starts with new ones.
+template <class Variant>
+bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& outcome,
+               int mostTiles = Planes::kMostTiles) {
+  KXVOffscreen& paint = request.paint;
+  KXVOffscreen& reference = request.reference;
+  PlaneSetup setup;
+  PlaneTests& tests = setup.tests;
+  tests.isInPlace = &reference == &paint;
+  KXVOffscreenAutoLock paintLock(&paint, 1), referenceLock, secondLock;
+  if (!tests.isInPlace) referenceLock.Lock(&reference, 0);
+  if (request.second && request.second != &reference) secondLock.Lock(request.second, 0);
+
+  const KXPoint at = request.InReference(request.seed.x, request.seed.y);
+  paint.MoveCursor(request.seed.x, request.seed.y);
+  if (Variant::ReadLeft::Get(paint) == fill) return false;
+  reference.MoveCursor(at.x, at.y);
+  const auto base = Variant::Ref::Get(reference);
+
+  VisitDepth(reference.GetBitCount(), [&](auto depth) {
+    using Depth = decltype(depth);
+    tests.match = Keep<Depth>(setup.match, MatchTest<Variant, Depth>(base, request.margin));
+    if constexpr (!Variant::kSkipsAsItPaints) {
+      tests.skip = Keep<Depth>(setup.skip, SkipTest<Variant, Depth>(base, request.margin));
+    }
+  });
+  tests.paintedMatches = true;  // the reference stays as it is, unless it is the painted image
+  VisitDepth(paint.GetBitCount(),
+             [&](auto depth) { SetUpPaint<Variant, decltype(depth)>(setup, request, fill, base); });
+  if constexpr (Variant::kHasSecond) {
+    if (request.second) {
+      request.second->MoveCursor(at.x, at.y);
+      const BYTE second = Variant::Second::Get(*request.second);
+      VisitDepth(request.second->GetBitCount(), [&](auto depth) {
+        using Depth = decltype(depth);
+        tests.second =
+            Keep<Depth>(setup.second, SecondTest<Variant, Depth>(second, request.margin));
+      });
+    }
+  }
+
+  Planes planes(request, tests, mostTiles);
+  try {
+    FillPlanes(request, planes, outcome);
+  } catch (...) {
+    // What was painted before an abort stays painted.
+    planes.Flush();
+    throw;
+  }
+  planes.Flush();
+  return true;
+}
+
+/// The fill in the fastest form for it.
+template <class Variant>
+bool Run(const Request& request, typename Variant::Value fill, Outcome& outcome) {
+  try {
+    return IsForPlanes(request) ? RunPlanes<Variant>(request, fill, outcome)
+                                : RunPlain<Variant>(request, fill, outcome);
+  } catch (const std::bad_alloc&) {
+    kxThrowError(kErrorNotEnoughMemory);
+  }
+}
+
+}  // namespace kxw::flood
