@@ -378,9 +378,12 @@ class Masks {
   }
 
   bool IsAny() const { return count_ > 0; }
+  /// Whether an image stands in any entry: those that do not count move with the row, too.
   bool Has(const KXVOffscreen* image) const {
-    return std::any_of(infos_, infos_ + count_,
-                       [image](const auto* info) { return info->offscreen == image; });
+    for (int i = 0; mask_ && i < kMost; ++i) {
+      if (mask_->GetMaskInfo(i)->offscreen == image) return true;
+    }
+    return false;
   }
 
   void AddTo(Skips& skips, const KXVOffscreen& dst, int x, int y, int count) const {
@@ -525,7 +528,8 @@ bool MixByKernel(KXVOffscreen& dst, KXVOffPixelMixer& mixer, KXVOffPixelMask* ma
     source->MoveCursor(wrap(area.sourceX + (area.right - area.left)),
                        wrap(area.sourceY + (area.bottom - 1 - area.top)));
   }
-  dst.MoveCursorY(wrap(area.bottom - 1));
+  // With nothing inside, the cursor keeps its row: a move there might make a block.
+  if (!inside.IsRectEmpty()) dst.MoveCursorY(wrap(area.bottom - 1));
   dst.MoveCursorBehindRow(wrap(area.right - 1));
   return true;
 }
