@@ -11,6 +11,10 @@
 namespace kxw {
 namespace {
 
+/// Words of a run: of an image's memory, or colours.
+using Word32 KX_MAY_ALIAS = DWORD;
+using Word64 KX_MAY_ALIAS = u64;
+
 struct ReplaceRule {
   static constexpr bool Mix8(BYTE& pixel, BYTE value) {
     pixel = value;
@@ -60,7 +64,7 @@ MixKernel Kernel8(int bits) {
 
 template <class Depth>
 void Run24(BYTE* row, int column, const void* incoming, int count, const RunWeight&) {
-  const auto* colors = static_cast<const QMCOLORREF*>(incoming);
+  const auto* colors = static_cast<const Word32*>(incoming);
   BYTE* at = row + ByteOfColumn<Depth>(column);
   for (int i = 0; i < count; ++i, at += Depth::kBits / 8) {
     Depth::Store(at, 0, Depth::From24(colors[i]));
@@ -68,10 +72,6 @@ void Run24(BYTE* row, int column, const void* incoming, int count, const RunWeig
 }
 
 // --- 32 and 64 bits -----------------------------------------------------------------------------
-
-/// Words of an image's memory.
-using Word32 KX_MAY_ALIAS = DWORD;
-using Word64 KX_MAY_ALIAS = u64;
 
 template <class Word>
 void RunReplace(BYTE* row, int column, const void* incoming, int count, const RunWeight&) {
