@@ -136,6 +136,16 @@ TEST(RowPainter, TakesColumnsFarOutsideAndMakesOnlyTheBlocksItWrites) {
   deep->FillLineRowForPolygon(0, 5, 0xFFFFFFFF, 0, nullptr, 0, nullptr);
   deep->MoveCursor(0, 0);
   EXPECT_EQ(deep->Get64BitColor(), 0x0000FFFFFFFFFFFFu);
+  // A search at 24 bits takes what is away for white, at other depths for nothing.
+  const ImagePtr white = MakeImage(24, 10, 10), none = MakeImage(8, 10, 10);
+  for (KXVOffscreen* o : {white.get(), none.get()}) {
+    KXVOffscreenAutoLock readLock(o, 0, 3, 1);
+    o->RectFill(o->GetRect(), 0, o == white.get() ? 0 : 0xFFFFFF);
+    EXPECT_EQ(o->SearchLineRowForPolygon(0, 9), 0);
+    EXPECT_EQ(o->SearchLineRowForPolygon(5, 10), o == white.get() ? 255 : 0);
+    EXPECT_EQ(o->SearchLineRowForPolygon(-1, 3), o == white.get() ? 255 : 0);
+    EXPECT_EQ(o->GetCursorPosX(), 4);
+  }
 }
 
 }  // namespace

@@ -112,7 +112,9 @@ TEST(Shapes, Segments) {
     const int reach = t.random.OneIn(4) ? 300000 : t.random.OneIn(2) ? 20 : 400;
     const int x1 = t.random.Int(-reach, reach), y1 = t.random.Int(-reach, reach);
     const int x2 = t.random.OneIn(4) ? x1 : t.random.Int(-reach, reach);
-    const int y2 = t.random.OneIn(4) ? y1 : t.random.Int(-reach, reach);
+    const int y2 = t.random.OneIn(4)   ? y1
+                   : t.random.OneIn(8) ? y1 + (x2 - x1) / 2
+                                       : t.random.Int(-reach, reach);
     const int width = t.random.OneIn(2) ? 1 : t.random.Int(-1, 9), adjust = t.random.Int(0, 2);
     const int behind = t.random.Int(0, 2);
     const bool second = t.random.OneIn(2);

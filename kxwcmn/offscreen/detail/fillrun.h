@@ -59,7 +59,7 @@ inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill)
       merge(at, head & tail);
       return;
     }
-    if (head != 0xFF) merge(at++, head);
+    merge(at++, head);
     std::memset(at, fill, static_cast<std::size_t>(end - at));
     if (tail) merge(end, tail);
   } else if constexpr (Depth::kBits == 8) {
