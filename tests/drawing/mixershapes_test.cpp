@@ -45,7 +45,7 @@ struct Scene : Twins {
     if (!hasSource || left == kNoSource) {
       mixer.Do();
     } else {
-      mixer.RelativeSrcCursor(x - left, y - top);
+      mixer.RelativeSrcCursor(kxw::IntGeometry::Sub(x, left), kxw::IntGeometry::Sub(y, top));
       mixer.DoSrc();
     }
   }
