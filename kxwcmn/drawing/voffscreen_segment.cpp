@@ -83,12 +83,13 @@ void OutlineOf(Segment s, int size, KXPoint (&points)[6]) {
   }
 }
 
-/// The line along which a brush is stamped: one step along the greater axis a stamp, with a step
-/// along the other when the error asks for it.
+/// The line along which a brush is stamped: each stamp is one step along the greater axis from the
+/// one before, with a step along the other where Bresenham's rule has it.
 class StampLine {
  public:
-  StampLine(const Segment& s, const Brush& brush)
-      : x_(static_cast<i64>(s.x1) + brush.offset),
+  StampLine(const Segment& s, const Brush& brush, const KXRect& image)
+      : image_(image),
+        x_(static_cast<i64>(s.x1) + brush.offset),
         y_(static_cast<i64>(s.y1) + brush.offset),
         size_(brush.size),
         stepX_(s.x2 < s.x1 ? -1 : 1),
@@ -100,50 +101,65 @@ class StampLine {
     minor_ = std::min(dx, dy);
   }
 
-  /// Calls `stamp(part)` for each stamp that touches `image`, cut to it. Of stamps in a row that
+  /// Calls `stamp(part)` for each stamp that touches the image, cut to it. Of stamps in a row that
   /// come to the same part no more are made than `mostRepeats`.
   template <class Op>
-  void ForEach(const KXRect& image, i64 mostRepeats, Op stamp) const {
-    const auto [first, end] = StampsIn(image);
-    if (size_ < 1 || first >= end) return;
-    // The stamps before the first are counted, not made: n of them step n * minor / major, rounded,
-    // along the other axis. The product fits 64 unsigned bits.
-    const u64 product = static_cast<u64>(first) * static_cast<u64>(minor_);
-    const u64 divisor = static_cast<u64>(std::max<i64>(major_, 1));
-    const i64 rest = static_cast<i64>(product % divisor);
-    const i64 roundsUp = major_ > 0 && 2 * rest >= major_;
-    i64 minorSteps = static_cast<i64>(product / divisor) + roundsUp;
-    i64 error = 2 * (rest + minor_) - (1 + 2 * roundsUp) * major_;
+  void ForEach(i64 mostRepeats, Op stamp) const {
+    if (size_ < 1) return;
+    const auto [first, end] = StampsInReach();
     KXRect last;
     i64 repeats = 0;
     for (i64 n = first; n < end; ++n) {
-      const i64 left = x_ + stepX_ * (alongX_ ? n : minorSteps);
-      const i64 top = y_ + stepY_ * (alongX_ ? minorSteps : n);
-      const KXRect part = image & KXRect(Saturate(left), Saturate(top), Saturate(left + size_),
-                                         Saturate(top + size_));
+      const KXRect part = PartOf(n);
       repeats = part == last ? repeats + 1 : 1;
       last = part;
-      if (!part.IsRectEmpty() && repeats <= mostRepeats) stamp(part);
-      if (error < 0) {
-        error += 2 * minor_;
+      if (part.IsRectEmpty() || repeats > mostRepeats) {
+        n = LastLike(part, n, end);
       } else {
-        error += 2 * (minor_ - major_);
-        ++minorSteps;
+        stamp(part);
       }
     }
   }
 
  private:
   /// The first stamp, and the one behind the last, that reach the image along the greater axis.
-  std::pair<i64, i64> StampsIn(const KXRect& image) const {
+  std::pair<i64, i64> StampsInReach() const {
     const i64 start = alongX_ ? x_ : y_;
-    const i64 extent = alongX_ ? image.right : image.bottom;
+    const i64 extent = alongX_ ? image_.right : image_.bottom;
     const bool forward = (alongX_ ? stepX_ : stepY_) > 0;
     const i64 first = forward ? 1 - size_ - start : start - extent + 1;
     const i64 end = forward ? extent - start : start + size_;
     return {std::max<i64>(first, 0), std::min(end, major_ + 1)};
   }
+  /// The part of the image under the n-th stamp. Beside the image each side stays at an edge of it.
+  KXRect PartOf(i64 n) const {
+    const i64 left = x_ + stepX_ * (alongX_ ? n : MinorSteps(n));
+    const i64 top = y_ + stepY_ * (alongX_ ? MinorSteps(n) : n);
+    const auto cut = [](i64 v, int extent) {
+      return static_cast<int>(std::clamp<i64>(v, 0, extent));
+    };
+    return KXRect(cut(left, image_.right), cut(top, image_.bottom), cut(left + size_, image_.right),
+                  cut(top + size_, image_.bottom));
+  }
+  /// The steps along the lesser axis that the rule has made with the n-th along the greater one:
+  /// n * minor / major, rounded, halves up. The product fits 64 unsigned bits, twice it would not.
+  i64 MinorSteps(i64 n) const {
+    if (major_ == 0) return 0;
+    const u64 product = static_cast<u64>(n) * static_cast<u64>(minor_);
+    const u64 divisor = static_cast<u64>(major_), rest = product % divisor;
+    return static_cast<i64>(product / divisor + (2 * rest >= divisor));
+  }
+  /// The last of the stamps from `n` up to but not `end` that come to the same part: the sides only
+  /// ever move one way, so they stand together.
+  i64 LastLike(const KXRect& part, i64 n, i64 end) const {
+    while (end - n > 1) {
+      const i64 middle = n + (end - n) / 2;
+      (PartOf(middle) == part ? n : end) = middle;
+    }
+    return n;
+  }
 
+  KXRect image_;
   i64 x_, y_;
   i64 size_;
   int stepX_, stepY_;
@@ -161,9 +177,9 @@ void DrawWith(const KXRect& image, const Segment& s, const Brush& brush, int beh
     OutlineOf(s, brush.size, points);
     fill(points);
   } else if (behind == 1) {
-    StampLine(s, brush).ForEach(image, mostUnder, under);
+    StampLine(s, brush, image).ForEach(mostUnder, under);
   } else {
-    StampLine(s, brush).ForEach(image, 1, over);
+    StampLine(s, brush, image).ForEach(1, over);
   }
 }
 

@@ -111,10 +111,11 @@ TEST(Shapes, Segments) {
     Twins t(seed);
     const int reach = t.random.OneIn(4) ? 300000 : t.random.OneIn(2) ? 20 : 400;
     const int x1 = t.random.Int(-reach, reach), y1 = t.random.Int(-reach, reach);
-    const int x2 = t.random.OneIn(4) ? x1 : t.random.Int(-reach, reach);
-    const int y2 = t.random.OneIn(4)   ? y1
-                   : t.random.OneIn(8) ? y1 + (x2 - x1) / 2
-                                       : t.random.Int(-reach, reach);
+    int x2 = t.random.Int(-reach, reach), y2 = t.random.Int(-reach, reach);
+    if (reach > 400) x2 = 300 - x1 + t.random.Int(-200, 200), y2 = 280 - y1;  // through the image
+    if (t.random.OneIn(4)) x2 = x1;
+    if (t.random.OneIn(4)) y2 = y1;
+    if (t.random.OneIn(8)) y2 = y1 + (x2 - x1) / 2;
     const int width = t.random.OneIn(2) ? 1 : t.random.Int(-1, 9), adjust = t.random.Int(0, 2);
     const int behind = t.random.Int(0, 2);
     const bool second = t.random.OneIn(2);
