@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "bench/table.h"
+#include "kxwcmn/compositing/pixelmixer.h"
+#include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
@@ -121,7 +123,60 @@ void FillTriangles(State& state) {
   state.SetItemsProcessed(state.iterations() * kTriangles);
 }
 
+// --- Circles -------------------------------------------------------------------------------------
+
+constexpr int kCircles = 1000, kCircleSide = 2048, kDiameter = 200, kRadius = 30;
+
+/// Calls `op(x, y)` for the top left corners of circles of `size` pixels.
+template <class Op>
+void ForEachCircle(int size, Op op) {
+  std::mt19937 random(9);
+  const unsigned range = static_cast<unsigned>(kCircleSide - size);
+  for (int i = 0; i < kCircles; ++i) {
+    const int x = static_cast<int>(random() % range), y = static_cast<int>(random() % range);
+    op(x, y);
+  }
+}
+
+template <bool kAntiAliased>
+void FillCircles(State& state) {
+  Picture picture(32, kCircleSide, kCircleSide);
+  KXPixelMixerBlend blend;
+  KXVOffPixelMixer mixer;
+  mixer.SetDstOffscreen(picture.image);
+  mixer.SetNode(&blend);
+  mixer.SetColor(KXComplexColor(32, DWORD{0x80405060}));
+  for (auto _ : state) {
+    ForEachCircle(kAntiAliased ? 2 * kRadius : kDiameter, [&](int x, int y) {
+      if (kAntiAliased) {
+        picture.image->CircleFillAA(x + kRadius + 0.3, y + kRadius + 0.6, kRadius, &mixer, nullptr,
+                                    nullptr);
+      } else {
+        picture.image->CircleFill(x, y, kDiameter, &mixer, nullptr, nullptr, nullptr);
+      }
+    });
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kCircles);
+}
+
 #ifdef KXWCMN_HAVE_OPENCV
+/// OpenCV paints its circles over, opaque.
+template <bool kAntiAliased>
+void OpenCvCircles(State& state) {
+  cv::setNumThreads(1);
+  cv::Mat image(kCircleSide, kCircleSide, CV_8UC4, cv::Scalar(0));
+  const int radius = kAntiAliased ? kRadius : kDiameter / 2;
+  for (auto _ : state) {
+    ForEachCircle(2 * radius, [&](int x, int y) {
+      cv::circle(image, cv::Point(x + radius, y + radius), radius, cv::Scalar(64, 80, 96, 255),
+                 cv::FILLED, kAntiAliased ? cv::LINE_AA : cv::LINE_8);
+    });
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kCircles);
+}
+
 std::vector<cv::Point> Convert(const std::vector<KXPoint>& points) {
   std::vector<cv::Point> result;
   for (const KXPoint& p : points) result.emplace_back(p.x, p.y);
@@ -163,9 +218,17 @@ const bool kAdded = [] {
   Add("FillPolygon, star of 1000 points, 8 bits", 1.5, FillStar, "OpenCV fillPoly", OpenCvStar);
   Add("FillPolygon, 10,000 triangles, 32 bits", 1.5, FillTriangles, "OpenCV fillConvexPoly",
       OpenCvTriangles);
+  Add("CircleFill, blend, 1000 of diameter 200, 32 bits", 0, FillCircles<false>,
+      "OpenCV circle, opaque", OpenCvCircles<false>);
+  Add("CircleFillAA, blend, 1000 of radius 30, 32 bits", 0, FillCircles<true>,
+      "OpenCV circle, opaque", OpenCvCircles<true>);
 #else
   benchmark::RegisterBenchmark("FillPolygon, star of 1000 points, 8 bits|ours", FillStar);
   benchmark::RegisterBenchmark("FillPolygon, 10,000 triangles, 32 bits|ours", FillTriangles);
+  benchmark::RegisterBenchmark("CircleFill, blend, 1000 of diameter 200, 32 bits|ours",
+                               FillCircles<false>);
+  benchmark::RegisterBenchmark("CircleFillAA, blend, 1000 of radius 30, 32 bits|ours",
+                               FillCircles<true>);
 #endif
   return true;
 }();

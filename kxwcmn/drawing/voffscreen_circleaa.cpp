@@ -10,7 +10,13 @@
 
 namespace {
 
-/// How much of a pixel a circle covers, by its corners and by 3 by 3 samples.
+/// Columns from `first` to `last`, none if they are the other way round.
+struct Columns {
+  int first, last;
+  bool Has(int x) const { return x >= first && x <= last; }
+};
+
+/// How much of a pixel a circle covers, by its corners and by 3 by 3 samples. Goes row by row.
 ///
 /// All of it is whole numbers, held in doubles so that no circle is too large to square: exact up
 /// to sizes of a million pixels.
@@ -30,32 +36,54 @@ class Coverage {
     cornerSquare_ = r * r;
   }
 
-  /// The samples of pixel (x, y) in the circle, of `kSamples`; `kNone` if a pixel of a circle that
-  /// is not small has every corner outside. Pixels of a small one are never left out.
-  int Of(int x, int y) const {
-    if (hasCorners_) {
-      const int corners = CornersInside(x, y);
-      if (corners == 4) return kSamples;
-      if (corners == 0) return kNone;
-    }
-    return SamplesInside(x, y);
+  /// Enters row `y`.
+  void SetRow(int y) {
+    sampleTop_ = 2.0 * y - sampleY_;
+    // A small circle has only samples, and leaves no pixel out.
+    full_ = {1, 0};
+    touched_ = {0, KXVOffscreen::kMaxSize};
+    if (!hasCorners_) return;
+    const Columns above = CornersOfRow(y), below = CornersOfRow(y + 1);
+    full_ = {std::max(above.first, below.first), std::min(above.last, below.last) - 1};
+    // Of the corners above and below one row holds all columns of the other.
+    const Columns& wider = above.last - above.first > below.last - below.first ? above : below;
+    touched_ = wider.first <= wider.last ? Columns{wider.first - 1, wider.last} : Columns{1, 0};
+  }
+  /// The pixels of the row that have all corners in the circle.
+  const Columns& Full() const { return full_; }
+  /// The samples of pixel `x` in the circle, of `kSamples`; `kNone` if a pixel of a circle that is
+  /// not small has every corner outside.
+  int Of(int x) const {
+    if (full_.Has(x)) return kSamples;
+    return touched_.Has(x) ? SamplesInside(x) : kNone;
   }
 
  private:
   static constexpr double kGrid = 32;
 
-  int CornersInside(int x, int y) const {
-    const double left = kGrid * x - cornerX_, top = kGrid * y - cornerY_;
-    int inside = 0;
-    for (const double dy : {top, top + kGrid}) {
-      for (const double dx : {left, left + kGrid}) inside += dx * dx + dy * dy <= cornerSquare_;
-    }
-    return inside;
+  bool IsCornerInside(double x, double dy) const {
+    const double dx = kGrid * x - cornerX_;
+    return dx * dx + dy * dy <= cornerSquare_;
   }
-  int SamplesInside(int x, int y) const {
+  /// The corners in the circle at the top of row `y`; of those beside every image, one at most.
+  Columns CornersOfRow(int y) const {
+    const double dy = kGrid * y - cornerY_, rest = cornerSquare_ - dy * dy;
+    if (!(rest >= 0)) return {1, 0};
+    const double reach = std::sqrt(rest);
+    constexpr int kLeast = -1, kMost = KXVOffscreen::kMaxSize + 1;
+    int first = std::clamp(kxw::Truncate((cornerX_ - reach) / kGrid), kLeast, kMost);
+    int last = std::clamp(kxw::Truncate((cornerX_ + reach) / kGrid), kLeast, kMost);
+    // The quotients are a column off at most.
+    while (first > kLeast && IsCornerInside(first - 1, dy)) --first;
+    while (first <= last && !IsCornerInside(first, dy)) ++first;
+    while (last < kMost && IsCornerInside(last + 1, dy)) ++last;
+    while (first <= last && !IsCornerInside(last, dy)) --last;
+    return {first, last};
+  }
+  int SamplesInside(int x) const {
     int inside = 0;
     for (int j = 0; j <= 2; ++j) {
-      const double dy = 2.0 * y - sampleY_ + j;
+      const double dy = sampleTop_ + j;
       for (int i = 0; i <= 2; ++i) {
         const double dx = 2.0 * x - sampleX_ + i;
         inside += dx * dx + dy * dy <= sampleSquare_;
@@ -67,6 +95,8 @@ class Coverage {
   bool hasCorners_;
   double cornerX_, cornerY_, cornerSquare_;
   double sampleX_, sampleY_, sampleSquare_;
+  double sampleTop_ = 0;
+  Columns full_{1, 0}, touched_{1, 0};
 };
 
 /// Lends a mixer's colour for a scope.
@@ -97,7 +127,10 @@ class ColorOfMixer {
 void KXVOffscreen::CircleFillAA(double cx, double cy, double radius, KXVOffPixelMixer* mixer,
                                 KXVOffPixelMask* mask, const tagRECT* clip) {
   if (!mixer) kxThrowError(kxw::kFailureBadArgument);
-  if (!(radius > 0) || !std::isfinite(radius) || !std::isfinite(cx) || !std::isfinite(cy)) return;
+  // NaN fails each of these tests.
+  constexpr double kFarthest = 2147483648.0;
+  if (!(radius > 0 && radius <= kFarthest)) return;
+  if (!(std::abs(cx) <= kFarthest && std::abs(cy) <= kFarthest)) return;
   const int left = kxw::Truncate(cx - radius), right = kxw::Truncate(cx + radius);
   const int top = kxw::Truncate(cy - radius), bottom = kxw::Truncate(cy + radius);
   const KXRect bounds = kxw::CutToImage(clip, *this);
@@ -105,16 +138,18 @@ void KXVOffscreen::CircleFillAA(double cx, double cy, double radius, KXVOffPixel
   const int firstY = std::max(top, bounds.top), lastY = std::min(bottom, bounds.bottom - 1);
   if (firstX > lastX || firstY > lastY) return;
 
-  const Coverage coverage(cx, cy, radius);
+  Coverage coverage(cx, cy, radius);
   KXVOffscreenAutoLock lock(this, 1);
   const ColorOfMixer color(*mixer);
   for (int y = firstY; y <= lastY; ++y) {
     cursor_.y = y;
     if (mask) mask->MoveCursorY(this, y);
+    coverage.SetRow(y);
     // Neighbours of one coverage are laid as one run.
     for (int x = firstX, next; x <= lastX; x = next) {
-      const int samples = coverage.Of(x, y);
-      for (next = x + 1; next <= lastX && coverage.Of(next, y) == samples;) ++next;
+      const int samples = coverage.Of(x);
+      next = coverage.Full().Has(x) ? std::min(coverage.Full().last, lastX) + 1 : x + 1;
+      while (next <= lastX && coverage.Of(next) == samples) ++next;
       if (samples == Coverage::kNone) continue;
       color.SetWeight(samples);
       mixer->RelativeSrcCursor(kxw::IntGeometry::Sub(x, left), kxw::IntGeometry::Sub(y, top));

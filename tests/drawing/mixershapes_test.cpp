@@ -248,6 +248,7 @@ TEST(MixerShapes, NothingAndEverything) {
   image.CircleFill(INT_MIN, INT_MIN, INT_MAX, &s.mixer, nullptr, nullptr, nullptr);
   image.CircleFillAA(NAN, 0, 5, &s.mixer, nullptr, nullptr);
   image.CircleFillAA(1e300, -1e300, 1e300, &s.mixer, nullptr, nullptr);
+  image.CircleFillAA(2e9, -2e9, 2.1e9, &s.mixer, nullptr, nullptr);
   EXPECT_EQ(image.GetLockCount(), 0u);
 }
 
