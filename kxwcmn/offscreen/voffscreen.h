@@ -749,8 +749,8 @@ class KX_EXPORT KXVOffscreen {
   void CircleFill(int left, int top, int diameter, KXVOffPixelMixer* mixer, KXVOffPixelMask* mask,
                   const tagRECT* clip, BYTE* pattern);
   /// Lays the mixer's colour on a circle, its alpha weighed by how much of a pixel is covered. The
-  /// mixer has its own colour again afterwards. A radius that is not above 0 draws nothing, nor does
-  /// a circle that does not lie in 32 bits.
+  /// mixer has its own colour again afterwards. A radius that is not above 0 draws nothing, nor
+  /// does a circle that does not lie in 32 bits.
   void CircleFillAA(double cx, double cy, double radius, KXVOffPixelMixer* mixer,
                     KXVOffPixelMask* mask, const tagRECT* clip);
   /// Lays the mixer's colour on the outline of a circle, on points of the axes and the diagonal
