@@ -53,6 +53,7 @@ enum FailureCode : int {
   kFailureNoTime = 0x20010009,
   kFailureExists = 0x2001000A,
   kFailureBadFormat = 0x2001000B,
+  kFailureWrongVersion = 0x2001000C,
   kFailureNoSwapSpace = 0x200132C8,
   kFailureNoSwapName = 0x200132C9,
 };

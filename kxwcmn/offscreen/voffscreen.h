@@ -12,6 +12,7 @@
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
 
+class KXArchive;
 class KXVirtualMemory;
 class KXSwapBlock;
 class KXVOffscreenCache;
@@ -761,6 +762,28 @@ class KX_EXPORT KXVOffscreen {
   /// Fills the ellipse in a rectangle with `FillLineRow`. A rectangle that does not meet the image,
   /// or is below 2 in both directions, draws nothing.
   void ArcFill(int left, int top, int right, int bottom, DWORD color, const tagRECT* clip);
+
+  // --- Stored form (persist) --------------------------------------------------------------------
+
+  /// The most cells of an image that can be stored.
+  static constexpr int kMaxStoredBlocks = 1 << 20;
+
+  /// Writes `image` with its size, depth, resolution and blocks; offset, clear colour and marks are
+  /// not stored. `compressionLevel` 0 writes the blocks as they stand in memory, any other is the
+  /// level of zlib, -1 its default. The image is read-locked for the call.
+  ///
+  /// Raises 0x20010008 for a null image and one of more than `kMaxStoredBlocks` cells, 8 if a block
+  /// cannot be brought in or zlib refuses the level, and what the archive raises. The stream is of
+  /// no use then, and its sections stay open.
+  static void Write(KXArchive& ar, KXVOffscreen* image, int compressionLevel);
+
+  /// Reads what `Write` wrote into a new image of the process's manager, which the caller owns.
+  /// Its clearing of new blocks is on, and what is not stored is as in any new image.
+  ///
+  /// Raises 0x2001000C for a version that is too new, 0x2001000B for a stream that contradicts
+  /// itself or ends early, 8 if a compressed block is damaged or memory runs out, and what the
+  /// archive raises. Memory is taken for the grid and for blocks that the stream really holds.
+  static KXVOffscreen* Read(KXArchive& ar);
 
  protected:
   KXVOffscreen();

@@ -1,0 +1,278 @@
+#include "kxwcmn/persist/zlib.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/persist/archive.h"
+#include "kxwcmn/persist/streams_internal.h"
+#include "kxwcmn/persist/zlib_internal.h"
+#include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/memory.h"
+
+namespace {
+
+using kxw::PtrBlock;
+
+constexpr DWORD kDefaultWork = 0x40000;
+constexpr DWORD kLengthBytes = 4;
+constexpr DWORD kHandleSpare = 0x100;  // what a handle has to have free beside its contents
+
+[[noreturn]] void RaiseZlib() { kxThrowError(kxw::kErrorNotEnoughMemory); }
+
+void PutLength(BYTE* at, DWORD length, bool bigEndian) {
+  for (int i = 0; i < 4; ++i) {
+    at[i] = static_cast<BYTE>(length >> (bigEndian ? 24 - 8 * i : 8 * i));
+  }
+}
+
+DWORD GetLength(const BYTE* at, bool bigEndian) {
+  DWORD length = 0;
+  for (int i = 0; i < 4; ++i) length |= DWORD{at[i]} << (bigEndian ? 24 - 8 * i : 8 * i);
+  return length;
+}
+
+/// Where the compressed bytes go. The first four are left for the length.
+class Output {
+ public:
+  virtual ~Output() = default;
+  virtual BYTE* Get() = 0;
+  /// Makes room for `size` bytes; more of them come unless it is the `last` time.
+  virtual void Reserve(DWORD size, bool last) = 0;
+};
+
+/// A block of which the caller may own the first one: that is left alone, for nobody knows yet
+/// whether the call succeeds.
+class PointerOutput : public Output {
+ public:
+  PointerOutput(BYTE* buffer, DWORD capacity) : given_(buffer), capacity_(capacity) {}
+
+  BYTE* Get() override { return own_ ? own_.get() : given_; }
+  void Reserve(DWORD size, bool) override {
+    if (size <= capacity_ && Get()) return;
+    const bool isFirst = !own_;
+    kxw::ResizeBlock(own_, size, kxw::kAllocUninitialized);
+    if (isFirst && given_) std::memcpy(own_.get(), given_, std::min(capacity_, size));
+    capacity_ = size;
+  }
+
+  DWORD GetCapacity() const { return capacity_; }
+  /// The block, the caller's from here on; what it replaces is freed.
+  BYTE* Take() {
+    if (!own_) return given_;
+    qmFreePtr(given_);
+    return own_.release();
+  }
+
+ private:
+  BYTE* given_;
+  PtrBlock own_;
+  DWORD capacity_;
+};
+
+class HandleOutput : public Output {
+ public:
+  HandleOutput() { Resize(kDefaultWork); }
+  ~HandleOutput() override { qmFree(handle_); }
+  HandleOutput(const HandleOutput&) = delete;
+  HandleOutput& operator=(const HandleOutput&) = delete;
+
+  BYTE* Get() override { return static_cast<BYTE*>(qmLock(handle_)); }
+  void Reserve(DWORD size, bool last) override {
+    if (u64{size} + kHandleSpare <= capacity_) return;
+    u64 capacity = capacity_;
+    while (capacity < u64{size} + kHandleSpare) capacity *= 2;
+    Resize(last ? size
+                : static_cast<DWORD>(std::min<u64>(capacity, std::numeric_limits<DWORD>::max())));
+  }
+
+  QMHANDLE__* Take() {
+    QMHANDLE__* handle = handle_;
+    handle_ = nullptr;
+    qmUnlock(handle);
+    return handle;
+  }
+
+ private:
+  void Resize(DWORD size) {
+    int error = 0;
+    QMHANDLE__* handle = qmReAlloc(handle_, size, kxw::kAllocUninitialized, &error);
+    if (!handle) kxThrowError(error);
+    handle_ = handle;
+    capacity_ = size;
+  }
+
+  QMHANDLE__* handle_ = nullptr;
+  DWORD capacity_ = 0;
+};
+
+/// A deflate stream for a scope.
+class Deflater {
+ public:
+  explicit Deflater(int level) {
+    if (deflateInit(&stream_, level) != Z_OK) RaiseZlib();
+  }
+  ~Deflater() { deflateEnd(&stream_); }
+  Deflater(const Deflater&) = delete;
+  Deflater& operator=(const Deflater&) = delete;
+
+  /// Compresses through the work memory and returns the size of the stored form in `output`, whose
+  /// length is still to be put in.
+  DWORD Run(BYTE* data, DWORD size, BYTE* work, DWORD workSize, Output& output) {
+    stream_.next_in = data;
+    DWORD consumed = 0, stored = kLengthBytes;
+    int flush = Z_NO_FLUSH;
+    stream_.next_out = work;
+    stream_.avail_out = workSize;
+    for (;;) {
+      if (stream_.avail_in == 0 && flush != Z_FINISH) {
+        const bool isLast = u64{consumed} + workSize > size;
+        stream_.avail_in = isLast ? size - consumed : workSize;
+        consumed += stream_.avail_in;
+        if (isLast) flush = Z_FINISH;
+      }
+      const int result = deflate(&stream_, flush);
+      const bool isEnd = result == Z_STREAM_END;
+      if (!isEnd && result != Z_OK) RaiseZlib();
+      if (!isEnd && stream_.avail_out != 0) continue;
+      const DWORD made = workSize - stream_.avail_out;
+      if (made > 0) {
+        if (made > std::numeric_limits<DWORD>::max() - stored) RaiseZlib();
+        output.Reserve(stored + made, isEnd);
+        std::memcpy(output.Get() + stored, work, made);
+        stored += made;
+      }
+      if (isEnd) return stored;
+      stream_.next_out = work;
+      stream_.avail_out = workSize;
+    }
+  }
+
+ private:
+  z_stream stream_ = {};
+};
+
+/// Lends a caller's block to one who may replace it.
+class Borrowed {
+ public:
+  explicit Borrowed(BYTE*& buffer) : buffer_(buffer), block_(buffer) {}
+  ~Borrowed() { buffer_ = block_.release(); }
+  Borrowed(const Borrowed&) = delete;
+  Borrowed& operator=(const Borrowed&) = delete;
+
+  PtrBlock& Get() { return block_; }
+
+ private:
+  BYTE*& buffer_;
+  PtrBlock block_;
+};
+
+}  // namespace
+
+DWORD kxw::Inflate(const BYTE* source, DWORD sourceSize, BYTE* dest, DWORD destSize) {
+  BYTE none = 0;  // zlib takes no null, also where there is nothing to write or read
+  z_stream stream = {};
+  if (inflateInit(&stream) != Z_OK) RaiseZlib();
+  stream.next_in = const_cast<BYTE*>(source ? source : &none);
+  stream.avail_in = source ? sourceSize : 0;
+  stream.next_out = dest ? dest : &none;
+  stream.avail_out = dest ? destSize : 0;
+  // All of the input and all of the room at once, so one call decides.
+  const int result = inflate(&stream, Z_FINISH);
+  const auto made = static_cast<DWORD>(stream.total_out);
+  inflateEnd(&stream);
+  if (result != Z_STREAM_END) RaiseZlib();
+  return made;
+}
+
+DWORD kxw::InflateFrom(KXArchive& ar, BYTE* dest, DWORD destSize, PtrBlock& block,
+                       DWORD& capacity) {
+  DWORD size;
+  ar >> size;
+  if (ReadGrowing(ar, size, block, capacity) != size) kxThrowError(kFailureBadFormat);
+  return Inflate(block.get(), size, dest, destSize);
+}
+
+KXZLib::~KXZLib() = default;
+
+void* KXZLib::InternalCompress(void* data, DWORD size, DWORD* resultSize, int asPointer,
+                               int bigEndian, BYTE* buffer, DWORD* bufferSize, BYTE* work,
+                               DWORD workSize) {
+  if (!data && size > 0) kxThrowError(kxw::kFailureBadArgument);
+  if (workSize == 0) workSize = kDefaultWork;
+  Deflater deflater(level_);
+  PtrBlock ownWork;
+  if (!work) {
+    ownWork = kxw::AllocateBlock(workSize, kxw::kAllocUninitialized);
+    work = ownWork.get();
+  }
+  const auto run = [&](Output& output) {
+    const DWORD stored = deflater.Run(static_cast<BYTE*>(data), size, work, workSize, output);
+    PutLength(output.Get(), stored - kLengthBytes, bigEndian != 0);
+    if (resultSize) *resultSize = stored;
+  };
+  if (asPointer || buffer) {
+    PointerOutput output(buffer, buffer && bufferSize ? *bufferSize : 0);
+    run(output);
+    if (bufferSize) *bufferSize = output.GetCapacity();
+    return output.Take();
+  }
+  HandleOutput output;
+  run(output);
+  return output.Take();
+}
+
+void KXZLib::InternalDecompress(void* source, void* dest, DWORD sourceSize, DWORD destSize, BYTE*,
+                                DWORD) {
+  kxw::Inflate(static_cast<const BYTE*>(source), sourceSize, static_cast<BYTE*>(dest), destSize);
+}
+
+void KXZLib::Compress(KXArchive& ar, void* data, DWORD size, DWORD* storedSize, BYTE* work,
+                      DWORD workSize) {
+  DWORD stored = 0;
+  const PtrBlock block(static_cast<BYTE*>(
+      InternalCompress(data, size, &stored, 1, ar.ModeChk(8), nullptr, nullptr, work, workSize)));
+  ar.Write(block.get(), stored);
+  if (storedSize) *storedSize = stored;
+}
+
+void KXZLib::Compress(KXArchive& ar, void* data, DWORD size, BYTE*& buffer, DWORD& bufferSize,
+                      BYTE* work, DWORD workSize) {
+  DWORD stored = 0;
+  buffer = static_cast<BYTE*>(
+      InternalCompress(data, size, &stored, 1, ar.ModeChk(8), buffer, &bufferSize, work, workSize));
+  ar.Write(buffer, stored);
+}
+
+void KXZLib::Compress(void** result, void* data, DWORD size, DWORD* resultSize, int bigEndian) {
+  if (!result) kxThrowError(kxw::kFailureBadArgument);
+  *result = InternalCompress(data, size, resultSize, 1, bigEndian, nullptr, nullptr, nullptr, 0);
+}
+
+void KXZLib::CompressToHandle(QMHANDLE__*& result, void* data, DWORD size, DWORD* resultSize,
+                              int bigEndian) {
+  result = static_cast<QMHANDLE__*>(
+      InternalCompress(data, size, resultSize, 0, bigEndian, nullptr, nullptr, nullptr, 0));
+}
+
+void KXZLib::Decompress(KXArchive& ar, void* dest, DWORD destSize) {
+  PtrBlock block;
+  DWORD capacity = 0;
+  kxw::InflateFrom(ar, static_cast<BYTE*>(dest), destSize, block, capacity);
+}
+
+void KXZLib::Decompress(KXArchive& ar, void* dest, DWORD destSize, BYTE*& buffer, DWORD& bufferSize,
+                        BYTE*, DWORD) {
+  if (!buffer) bufferSize = 0;
+  kxw::InflateFrom(ar, static_cast<BYTE*>(dest), destSize, Borrowed(buffer).Get(), bufferSize);
+}
+
+void KXZLib::Decompress(void* source, void* dest, DWORD destSize, int bigEndian) {
+  if (!source) kxThrowError(kxw::kFailureBadArgument);
+  auto* from = static_cast<BYTE*>(source);
+  InternalDecompress(from + kLengthBytes, dest, GetLength(from, bigEndian != 0), destSize, nullptr,
+                     0);
+}

@@ -1,0 +1,389 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/persist/archivefile.h"
+#include "kxwcmn/persist/archivemem.h"
+#include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
+#include "tests/support/failure.h"
+#include "tests/support/images.h"
+#include "tests/support/streams.h"
+#include "tests/testfolder.h"
+
+namespace {
+
+using namespace testing_kxw;
+using kxw::detail::FaultPoint;
+using kxw::detail::ScopedFaults;
+
+// --- The layout, written down once more ----------------------------------------------------------
+
+std::string BigEndian(i64 value, int bytes) {
+  std::string text;
+  for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i));
+  return text;
+}
+
+std::string Section(const std::string& body) {
+  return BigEndian(static_cast<i64>(body.size()), 4) + body;
+}
+
+/// A stream, part by part, each of which a test may falsify.
+struct Stream {
+  int version = 0x0100, width = 0, height = 0, bits = 8, count = 0;
+  double resolution = 72;
+  int order = 0;
+  KXRect extent;
+  int compressed = 0;
+  std::string blocks;
+  std::string headerRest, extentRest, blocksRest, outerRest;  // of a later writer
+
+  std::string Text() const {
+    i64 resolutionBits;
+    std::memcpy(&resolutionBits, &resolution, 8);
+    std::string body = Section(BigEndian(version, 2) + BigEndian(width, 4) + BigEndian(height, 4) +
+                               BigEndian(bits, 4) + BigEndian(resolutionBits, 8) +
+                               BigEndian(count, 4) + BigEndian(order, 1) + headerRest);
+    if (count > 0) {
+      body += Section(BigEndian(extent.left, 4) + BigEndian(extent.top, 4) +
+                      BigEndian(extent.right, 4) + BigEndian(extent.bottom, 4) +
+                      BigEndian(compressed, 1) + extentRest);
+      body += Section(blocks + blocksRest);
+    }
+    return Section(body + outerRest);
+  }
+};
+
+/// The bytes of the cell at (x, y), empty where there is no block.
+std::string BlockAt(KXVOffscreen& image, int x, int y) {
+  KXVOffscreenAutoLock lock(&image, x, y, 0);
+  const BYTE* base = image.GetBaseAddress();
+  if (!base) return "";
+  return {reinterpret_cast<const char*>(base),
+          static_cast<std::size_t>(image.GetBlockRowBytes()) * 256};
+}
+
+std::string AllBlocks(KXVOffscreen& image) {
+  std::string all;
+  for (int y = 0; y < image.GetHeight(); y += 256) {
+    for (int x = 0; x < image.GetWidth(); x += 256) all.append("|").append(BlockAt(image, x, y));
+  }
+  return all;
+}
+
+/// The stream that an image's raw form should be.
+Stream RawStreamOf(KXVOffscreen& image) {
+  const int bits = image.GetBitCount();
+  Stream s;
+  s.width = image.GetWidth();
+  s.height = image.GetHeight();
+  s.bits = bits;
+  s.resolution = image.GetResolution();
+  s.order = bits == 24 ? 4 : bits >= 32 ? 3 : 0;
+  for (int y = 0; y < s.height; y += 256) {
+    for (int x = 0; x < s.width; x += 256) {
+      if (!BlockAt(image, x, y).empty()) s.extent |= KXRect(x, y, x + 256, y + 256);
+    }
+  }
+  s.extent &= image.GetRect();
+  for (int y = s.extent.top; y < s.extent.bottom; y += 256) {
+    for (int x = s.extent.left; x < s.extent.right; x += 256, ++s.count) {
+      const std::string block = BlockAt(image, x, y);
+      s.blocks += static_cast<char>(!block.empty());
+      if (!block.empty()) s.blocks += BigEndian(bits * 8192, 4) + block;
+    }
+  }
+  return s;
+}
+
+// --- Images --------------------------------------------------------------------------------------
+
+/// The manager that images are read into.
+void NeedProcessMemory() {
+  _CREATEVMPARAM param{0, nullptr, 1, 1};
+  kxCreateVirtualMemory(&param);
+}
+
+/// Random pixels in some of the blocks, of few values so that they can be compressed.
+ImagePtr RandomImage(int bits, int width, int height, Random& random) {
+  ImagePtr image = MakeImage(bits, width, height, random.Int(1, 300) / 4.0);
+  KXVOffscreenAutoLock lock(image.get(), 1);
+  for (int n = random.Int(1, 3); n > 0; --n) {
+    image->MoveCursor(random.Edge(0, width - 1), random.Edge(0, height - 1));
+    const int size = image->GetBlockRowBytes() * 256;
+    for (int i = 0; i < size; ++i) {
+      image->GetBaseAddress()[i] = static_cast<BYTE>(i % 61 + random.Int(0, 3));
+    }
+  }
+  return image;
+}
+
+std::string Store(KXVOffscreen& image, int level, UINT mode = kStoreBig) {
+  StringArchive out(mode, 1000);
+  KXVOffscreen::Write(out, &image, level);
+  return out.Flushed();
+}
+
+/// Reads `text` and gives the image, or null and the code. With and without a cache the outcome is
+/// the same, but for the code of an early end.
+ImagePtr Load(const std::string& text, int* code = nullptr, UINT mode = kLoadBig) {
+  NeedProcessMemory();
+  ImagePtr images[2];
+  int codes[2];
+  for (UINT cache : {0u, 1000u}) {
+    codes[cache > 0] = CodeOf([&] {
+      StringArchive in(mode, cache, text);
+      images[cache > 0].reset(KXVOffscreen::Read(in));
+      EXPECT_EQ(in.GetPosition(), text.size());
+    });
+  }
+  EXPECT_EQ(codes[0] == 0, codes[1] == 0) << codes[0] << ' ' << codes[1];
+  if (code) *code = codes[0];
+  return std::move(images[1]);
+}
+
+// --- Tests ---------------------------------------------------------------------------------------
+
+TEST(StoredImage, HasItsLayoutAndComesBack) {
+  for (int bits : kAllDepths) {
+    for (unsigned seed = 0; seed < 3; ++seed) {
+      SCOPED_TRACE(testing::Message() << bits << " bits, seed " << seed);
+      Random random(seed);
+      ImagePtr image = RandomImage(bits, random.Edge(1, 900), random.Edge(1, 600), random);
+      image->SetOffset(KXPoint(3, 4));
+      const std::string blocks = AllBlocks(*image);
+      const std::string raw = Store(*image, 0);
+      ASSERT_TRUE(raw == RawStreamOf(*image).Text());
+      for (const auto& [store, load] :
+           {std::pair{kStoreBig, kLoadBig}, {kStoreLittle, kLoadLittle}}) {
+        for (int level : {0, 1, -1}) {
+          const std::string text = Store(*image, level, store);
+          EXPECT_EQ(text.size() < raw.size(), level != 0);
+          ImagePtr back = Load(text, nullptr, load);
+          ASSERT_TRUE(back);
+          EXPECT_EQ(back->GetResolution(), image->GetResolution());
+          EXPECT_EQ(back->GetRect(), image->GetRect());
+          EXPECT_EQ(back->GetBitCount(), bits);
+          ASSERT_TRUE(AllBlocks(*back) == blocks);
+          EXPECT_TRUE(back->IsEnableClear() && back->GetLockCount() == 0);
+          EXPECT_EQ(back->GetOffset(), KXPoint());
+        }
+      }
+    }
+  }
+}
+
+TEST(StoredImage, HolesAndEmptyImagesCostAByteOrNothing) {
+  ImagePtr image = MakeImage(8, 700, 600);
+  EXPECT_TRUE(Store(*image, 0) == RawStreamOf(*image).Text());
+  ImagePtr back = Load(Store(*image, 6));
+  EXPECT_EQ(back->GetRect(), image->GetRect());
+  EXPECT_EQ(back->GetUsedMemory(0), 0u);
+  EXPECT_TRUE(back->IsEnableClear());
+  {
+    KXVOffscreenAutoLock lock(image.get(), 699, 599, 1);
+    image->MoveCursor(-1, -1);
+  }
+  EXPECT_TRUE(Store(*image, 0) == RawStreamOf(*image).Text());
+  KXVOffscreenAutoLock lock(image.get(), 0, 0, 1);
+  // A lock that allows writing does not make the holes blocks.
+  const std::string text = Store(*image, 1);
+  EXPECT_EQ(image->GetUsedMemory(0), 2u * 65536);
+  EXPECT_EQ(CodeOf([&] { Store(*image, 10); }), 8);
+  EXPECT_EQ(image->GetLockCount(), 1u);
+  ImagePtr huge = MakeImage(1, 256 * 1024, 256 * 1024 + 1);
+  EXPECT_EQ(CodeOf([&] { Store(*huge, 0); }), 0x20010008);
+}
+
+// The reader's conversions beside reversals of a copy of the whole block.
+TEST(StoredImage, PixelsOfOtherOrdersAreTurned) {
+  const struct {
+    int bits, order, bytes, step;
+  } table[] = {{32, 1, 4, 4}, {64, 1, 8, 8}, {24, 2, 4, 3}, {32, 2, 1, 1},
+               {24, 1, 1, 1}, {64, 4, 1, 1}, {16, 1, 1, 1}, {8, 2, 1, 1}};
+  for (const auto& [bits, order, bytes, step] : table) {
+    for (int width : {256, 100}) {
+      SCOPED_TRACE(testing::Message() << bits << ' ' << order << ' ' << width);
+      Random random(1);
+      ImagePtr image = RandomImage(bits, width, 256, random);
+      Stream s = RawStreamOf(*image);
+      s.order = order;
+      ImagePtr back = Load(s.Text());
+      std::string block = BlockAt(*image, 0, 0);
+      if (bytes > 1) {
+        for (int y = 0; y < 256; ++y) {
+          for (int x = 0; x < width; ++x) {
+            const std::size_t at = static_cast<std::size_t>(y * bits * 32 + x * step);
+            if (at + static_cast<std::size_t>(bytes) > block.size()) continue;
+            std::reverse(&block[at], &block[at] + bytes);
+          }
+        }
+      }
+      EXPECT_TRUE(BlockAt(*back, 0, 0) == block);
+    }
+  }
+}
+
+TEST(StoredImage, LaterVersionsMayAddToEverySection) {
+  Random random(2);
+  ImagePtr image = RandomImage(8, 300, 300, random);
+  Stream s = RawStreamOf(*image);
+  s.version = 0x01FF;
+  s.headerRest = "abc";
+  s.extentRest = "d";
+  s.blocksRest = "efghijkl";
+  s.outerRest = Section("m") + "n";
+  ImagePtr back = Load(s.Text());
+  ASSERT_TRUE(back);
+  EXPECT_TRUE(AllBlocks(*back) == AllBlocks(*image));
+  int code;
+  s.version = 0x0200;
+  EXPECT_FALSE(Load(s.Text(), &code));
+  EXPECT_EQ(code, 0x2001000C);
+}
+
+TEST(StoredImage, ContradictionsAreRefused) {
+  Random random(2);
+  ImagePtr image = MakeImage(8, 300, 300);
+  {
+    KXVOffscreenAutoLock lock(image.get(), 1);
+    for (int x : {0, 299}) image->MoveCursor(x, 0);
+  }
+  const std::function<void(Stream&)> cases[] = {
+      [](Stream& s) { s.bits = 7; },
+      [](Stream& s) { s.bits = 16; },  // the block size is that of 8
+      [](Stream& s) { s.width = -1; },
+      [](Stream& s) { s.height = 0x7FFFFFFF; },
+      [](Stream& s) { s.width = s.height = 0x7FFFFF00; },
+      [](Stream& s) { s.width = 256 * 1024, s.height = 256 * 1024 + 1; },
+      [](Stream& s) { s.count = 1; },
+      [](Stream& s) { s.count = 3; },
+      [](Stream& s) { s.count = 1000000000; },
+      [](Stream& s) { s.extent.right = 256; },
+      [](Stream& s) { s.extent.left = 300; },
+      [](Stream& s) { s.extent = KXRect(0, 0, 0x7FFFFFFF, 0x7FFFFFFF); },
+      [](Stream& s) { s.compressed = 1; },
+      [](Stream& s) { s.blocks.resize(1000); },
+      [](Stream& s) { s.blocks[1] = 1; },
+      [](Stream& s) {
+        s.width = 100000, s.height = 100000, s.count = 391 * 391,
+        s.extent = KXRect(0, 0, 100000, 100000);
+      }};
+  int index = 0;
+  for (const auto& falsify : cases) {
+    SCOPED_TRACE(index++);
+    Stream s = RawStreamOf(*image);
+    falsify(s);
+    int code = 0;
+    EXPECT_FALSE(Load(s.Text(), &code));
+    EXPECT_TRUE(code == 0x2001000B || (s.compressed && code == 8)) << std::hex << code;
+  }
+  // A compressed block that gives less than a block, and one whose length runs out of the section.
+  std::string little(100, 'x'), packed(200, 0);
+  uLongf length = packed.size();
+  compress(reinterpret_cast<Bytef*>(packed.data()), &length,
+           reinterpret_cast<const Bytef*>(little.data()), little.size());
+  for (i64 told : {i64(length), i64{0xFFFFFFFF}}) {
+    Stream s = RawStreamOf(*image);
+    s.compressed = 1;
+    s.blocks = BigEndian(1, 1) + BigEndian(65536, 4) + BigEndian(told, 4) +
+               packed.substr(0, length) + '\0';
+    int code = 0;
+    EXPECT_FALSE(Load(s.Text(), &code));
+    EXPECT_EQ(code, 0x2001000B);
+  }
+}
+
+// Every truncation is told. A changed byte of the head is told, or what it says is what comes: the
+// block is never wrong.
+TEST(StoredImage, DamageIsToldOrHarmless) {
+  NeedProcessMemory();
+  Random random(3);
+  ImagePtr image = RandomImage(1, 200, 100, random);
+  const std::string block = BlockAt(*image, 0, 0);
+  const auto read = [](const std::string& text, UINT cache) {
+    StringArchive in(kLoadBig, cache, text);
+    return ImagePtr(KXVOffscreen::Read(in));
+  };
+  for (int level : {0, 9}) {
+    const std::string text = Store(*image, level);
+    for (UINT size = 0; size < text.size(); ++size) {
+      ASSERT_NE(CodeOf([&] { read(text.substr(0, size), size % 2 * 1000); }), 0) << size;
+    }
+    constexpr std::size_t kHead = 4 + 4 + 27 + 4 + 17 + 4 + 1 + 4;
+    for (std::size_t at = 0; at < kHead; ++at) {
+      for (int change : {1, 2, 4, 8, 16, 32, 64, 128, 0x7F, 0xFF}) {
+        std::string changed = text;
+        changed[at] = static_cast<char>(changed[at] ^ change);
+        CodeOf([&] {
+          ImagePtr back = read(changed, 1000);
+          if (back->GetUsedMemory(0)) {
+            ASSERT_TRUE(BlockAt(*back, 0, 0) == block) << at << ' ' << change;
+          }
+        });
+      }
+    }
+  }
+}
+
+TEST(StoredImage, NoFailureStoresAHoleOrKeepsALock) {
+  Random random(4);
+  ImagePtr image = RandomImage(32, 300, 300, random);
+  image->UnloadAllBlock();
+  {
+    ScopedFaults faults;
+    faults.Fail(FaultPoint::kRead, 1, kxw::kErrorReadFault, 100);
+    StringArchive out(kStoreBig, 0);
+    EXPECT_EQ(CodeOf([&] { KXVOffscreen::Write(out, image.get(), 1); }), 8);
+  }
+  const TestFolder folder;
+  const auto store = [&] {
+    KXArchiveFile out(kStoreBig, 5000);
+    out.FileCreate(folder.Path("image").c_str(), 0, 0, static_cast<int>(0xC0000000), 0,
+                   kxw::kCreateAlways, 0);
+    KXVOffscreen::Write(out, image.get(), 1);
+    out.DoFlush();
+  };
+  AllBlocks(*image);  // on memory, so that only the archive allocates and writes
+  for (FaultPoint point : {FaultPoint::kWrite, FaultPoint::kAlloc}) {
+    const int told = point == FaultPoint::kWrite ? int{kxw::kErrorDiskFull} : 8;
+    int code = told;
+    for (int nth = 1; code != 0; ++nth) {
+      ScopedFaults faults;
+      faults.Fail(point, nth, told);
+      code = CodeOf(store);
+      EXPECT_TRUE(code == 0 || code == told);
+      EXPECT_EQ(image->GetLockCount(), 0u);
+    }
+  }
+  const std::string text = folder.ReadFile("image");
+  EXPECT_TRUE(text == Store(*image, 1));
+  for (int nth = 1, code = 8; code != 0; ++nth) {
+    ScopedFaults faults;
+    faults.Fail(FaultPoint::kAlloc, nth, 8);
+    code = CodeOf([&] {
+      StringArchive in(kLoadBig, 0, text);
+      ImagePtr back(KXVOffscreen::Read(in));
+    });
+    EXPECT_TRUE(code == 0 || code == 8);
+  }
+}
+
+TEST(StoredImage, ComesBackFromMemoryTurnedRound) {
+  NeedProcessMemory();
+  Random random(5);
+  ImagePtr image = RandomImage(16, 600, 300, random);
+  KXArchiveMem ar(kStoreBig, 0);
+  KXVOffscreen::Write(ar, image.get(), 6);
+  ar.SetMode(kLoadBig);
+  ImagePtr back(KXVOffscreen::Read(ar));
+  EXPECT_TRUE(AllBlocks(*back) == AllBlocks(*image));
+}
+
+}  // namespace
