@@ -52,6 +52,8 @@
 #include "kxwcmn/platform/memory.h"
 #include "kxwcmn/platform/module.h"
 #include "kxwcmn/platform/number.h"
+#include "kxwcmn/platform/path.h"
+#include "kxwcmn/platform/shortcut.h"
 #include "kxwcmn/platform/system.h"
 #include "kxwcmn/platform/text.h"
 #include "kxwcmn/platform/time.h"

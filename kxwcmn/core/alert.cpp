@@ -104,9 +104,7 @@ void KXAlert::GetTitleText(KXString& title) {
     title = Title();
     return;
   }
-  char name[260];
-  KXFilePath(kxw::ProgramPath().c_str()).GetFileName(name);
-  title = name;
+  KXFilePath(kxw::ProgramPath().c_str()).GetFileName(title);
 }
 
 void KXAlert::GetAlertMessage(KXString& message) const {

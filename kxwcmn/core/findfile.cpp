@@ -53,8 +53,8 @@ int KXFindFile::GetFileInfo(const KXFilePath& path, tagFindInfo& info) {
   kxw::FileInfo file;
   if (kxw::GetFileInfo(path, &file) != 0) return 0;
   KXFilePath folder;
+  KXString name;
   path.GetFolderPath(folder);
-  char name[260];
   path.GetFileName(name);
   SetFindInfos(info, folder, name, file);
   return 1;
@@ -66,3 +66,14 @@ void KXFindFile::SetFindInfos(tagFindInfo& info, const KXFilePath& folder, const
   info.name = name ? name : "";
   info.file = file;
 }
+
+int KXFilePath::GetFileInfo(tagFindInfo& info) const {
+  return KXFindFile::GetFileInfo(*this, info);
+}
+
+void KXFilePath::SetFindInfos(tagFindInfo& info, const KXFilePath& folder, const char* name,
+                              const kxw::FileInfo& file) {
+  KXFindFile::SetFindInfos(info, folder, name, file);
+}
+
+void KXFilePath::SetupFileInfo(tagFindInfo& info) { KXFindFile::SetupFileInfo(info); }

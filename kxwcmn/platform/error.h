@@ -15,6 +15,7 @@ enum ErrorCode : int {
   kErrorAccessDenied = 5,
   kErrorInvalidHandle = 6,
   kErrorNotEnoughMemory = 8,
+  kErrorBadFormat = 11,
   kErrorNotSameDevice = 17,
   kErrorNoMoreFiles = 18,
   kErrorWriteProtect = 19,

@@ -44,6 +44,22 @@ int ListFolder(const char* path, std::vector<std::string>* names);
 /// failure the rest is still deleted, and the first code is returned.
 int RemoveTree(const char* path);
 
+/// Copies a regular file with its rights and the time of its last change. A source that is a link
+/// is followed. The target changes only when the copy is complete; a link there is replaced. With
+/// `failIfExists` a target that is there fails with `kErrorFileExists`.
+int CopyFile(const char* source, const char* target, bool failIfExists);
+
+/// Moves a file or folder, to another disk by copying. A target that is there fails with
+/// `kErrorAlreadyExists`; with `replace` it goes, but only when the move has succeeded.
+int MoveFile(const char* source, const char* target, bool replace);
+
+/// Copy or move a file or folder with all that is in it to the path `target`, and make the folders
+/// above that are missing. Folders are merged and files replaced; a link or file in the place of a
+/// folder fails with `kErrorAlreadyExists`. Links within are taken along as they are. The first
+/// failure stops the work.
+int CopyTree(const char* source, const char* target);
+int MoveTree(const char* source, const char* target);
+
 /// Moves a file or folder to the user's trash, so that the desktop can bring it back. Fails with
 /// `kErrorNotSupported` where there is no trash.
 int MoveToTrash(const char* path);

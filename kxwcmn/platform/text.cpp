@@ -55,6 +55,20 @@ int CompareBytesNoCase(const char* a, const char* b, std::size_t count) {
   return 0;
 }
 
+std::string FromWideLossy(const std::u16string& text) {
+  std::string result;
+  if (FromWide(text, &result)) return result;
+  for (std::size_t at = 0; at < text.size();) {
+    const bool isPair =
+        at + 1 < text.size() && (text[at] & 0xFC00) == 0xD800 && (text[at + 1] & 0xFC00) == 0xDC00;
+    const std::size_t size = isPair ? 2 : 1;
+    std::string character;
+    result += FromWide(text.substr(at, size), &character) ? character : "?";
+    at += size;
+  }
+  return result;
+}
+
 std::size_t WholeCharacters(const char* text, std::size_t limit) {
   std::size_t length = 0;
   while (text[length] && length < limit) {

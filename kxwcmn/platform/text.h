@@ -49,6 +49,8 @@ bool FromUtf8(const std::string& text, std::string* result);
 /// as above.
 bool ToWide(const std::string& text, std::u16string* result);
 bool FromWide(const std::u16string& text, std::string* result);
+/// The same with question marks for what has no counterpart.
+std::string FromWideLossy(const std::u16string& text);
 
 }  // namespace kxw
 

@@ -29,6 +29,7 @@ constexpr HostError kHostErrors[] = {
     {EISDIR, kErrorAccessDenied},
     {EBADF, kErrorInvalidHandle},
     {ENOMEM, kErrorNotEnoughMemory},
+    {ENOEXEC, kErrorBadFormat},
     {EROFS, kErrorWriteProtect},
     {EXDEV, kErrorNotSameDevice},
     {EBUSY, kErrorSharingViolation},

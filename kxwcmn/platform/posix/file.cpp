@@ -134,15 +134,19 @@ int kxw::DescriptorOf(FileHandle handle) {
   return file ? file->descriptor : -1;
 }
 
-int kxw::RenameWithoutReplacing(const char* from, const char* to) {
+int kxw::RenameWithoutReplacing(int fromFolder, const char* from, int toFolder, const char* to) {
 #ifdef RENAME_NOREPLACE
-  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
 #endif
   // A file system that cannot refuse to replace: look first.
   struct stat status;
-  if (lstat(to, &status) == 0) return EEXIST;
-  return rename(from, to) == 0 ? 0 : errno;
+  if (fstatat(toFolder, to, &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
+  return renameat(fromFolder, from, toFolder, to) == 0 ? 0 : errno;
+}
+
+int kxw::RenameWithoutReplacing(const char* from, const char* to) {
+  return RenameWithoutReplacing(AT_FDCWD, from, AT_FDCWD, to);
 }
 
 int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access, DWORD /*share*/,

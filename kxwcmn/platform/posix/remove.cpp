@@ -9,6 +9,7 @@
 
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/filesystem.h"
+#include "kxwcmn/platform/posix/file_internal.h"
 #include "kxwcmn/platform/posix/host_internal.h"
 
 namespace kxw {
@@ -21,14 +22,16 @@ bool IsDots(const char* name) {
   return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
+constexpr int kDeepest = 4000;  // folders within folders, each of which takes a descriptor
+
 /// Deletes `name` in the folder `parent`. Every step names one element of an open folder and
 /// follows no link, so that nothing outside the tree is reached even if it is changed meanwhile.
-/// Returns the first error as errno, 0 if all is gone.
-int RemoveEntry(int parent, const char* name) {
+int RemoveEntry(int parent, const char* name, int depth) {
   // Of a folder the host says EISDIR or EPERM here.
   if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return 0;
   if (errno != EISDIR && errno != EPERM) return errno;
   const int refused = errno;
+  if (depth > kDeepest) return ENAMETOOLONG;
 
   const int descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (descriptor < 0) return errno == ENOTDIR ? refused : errno;
@@ -46,7 +49,7 @@ int RemoveEntry(int parent, const char* name) {
       break;
     }
     if (IsDots(entry->d_name)) continue;
-    const int error = RemoveEntry(descriptor, entry->d_name);
+    const int error = RemoveEntry(descriptor, entry->d_name, depth + 1);
     if (first == 0) first = error;
   }
   if (first != 0) return first;
@@ -55,6 +58,8 @@ int RemoveEntry(int parent, const char* name) {
 
 }  // namespace
 
+int RemoveElement(int folder, const char* name) { return RemoveEntry(folder, name, 0); }
+
 int RemoveTree(const char* path) {
   std::string hostPath = HostPath(path);
   while (!hostPath.empty() && hostPath.back() == '/') hostPath.pop_back();
@@ -62,7 +67,7 @@ int RemoveTree(const char* path) {
   const std::string name =
       delimiter == std::string::npos ? hostPath : hostPath.substr(delimiter + 1);
   if (name.empty() || IsDots(name.c_str())) return Report(kErrorAccessDenied);
-  return Report(CodeOfHostError(RemoveEntry(AT_FDCWD, hostPath.c_str())));
+  return Report(CodeOfHostError(RemoveElement(AT_FDCWD, hostPath.c_str())));
 }
 
 }  // namespace kxw

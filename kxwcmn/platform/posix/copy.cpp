@@ -1,0 +1,376 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/filesystem.h"
+#include "kxwcmn/platform/posix/file_internal.h"
+#include "kxwcmn/platform/posix/host_internal.h"
+
+// Copies and moves name one element of an open folder at every step and follow no link, so that
+// nothing outside the two trees is touched, even if they are changed meanwhile. A new file gets its
+// name when it is complete.
+
+namespace kxw {
+
+namespace {
+
+constexpr std::size_t kBufferSize = std::size_t{1} << 20;
+constexpr int kDeepest = 1000;  // folders within folders
+
+/// A descriptor that is closed with its scope.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~Descriptor() { Close(); }
+
+  /// Returns 0 or errno.
+  int Close() {
+    const int descriptor = std::exchange(descriptor_, -1);
+    return descriptor < 0 || close(descriptor) == 0 || errno == EINTR ? 0 : errno;
+  }
+  int Get() const { return descriptor_; }
+  explicit operator bool() const { return descriptor_ >= 0; }
+
+ private:
+  int descriptor_;
+};
+
+/// An element of an open folder.
+struct Element {
+  int folder;
+  const char* name;
+};
+
+bool IsSame(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool IsDots(const char* name) {
+  return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+int Look(Element element, struct stat* status) {
+  return fstatat(element.folder, element.name, status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+}
+
+/// The names in a folder, so that it can be changed while they are gone through.
+int NamesIn(int folder, std::vector<std::string>* names) {
+  const int again = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (again < 0) return errno;
+  const std::unique_ptr<DIR, int (*)(DIR*)> list(fdopendir(again), &closedir);
+  if (!list) {
+    close(again);
+    return ENOMEM;
+  }
+  errno = 0;
+  while (const dirent* entry = readdir(list.get())) {
+    if (!IsDots(entry->d_name)) names->push_back(entry->d_name);
+    errno = 0;
+  }
+  return errno;
+}
+
+/// Calls `make(name)` with names that no file in the folder should have until one succeeds. Returns
+/// 0 or errno.
+template <class Make>
+int MakeTemporary(std::string* name, Make make) {
+  for (int tries = 0; tries < 1000; ++tries) {
+    static std::atomic<unsigned> counter = 0;
+    char text[64];
+    std::snprintf(text, sizeof text, ".copy-%d-%u.tmp", static_cast<int>(getpid()), counter++);
+    *name = text;
+    if (make(text) == 0) return 0;
+    if (errno != EEXIST) return errno;
+  }
+  return EEXIST;
+}
+
+/// Gives what is complete under a temporary name its own. Returns 0 or errno.
+int Publish(const std::string& temporary, Element target, bool replace) {
+  const int error =
+      replace
+          ? (renameat(target.folder, temporary.c_str(), target.folder, target.name) == 0 ? 0
+                                                                                         : errno)
+          : RenameWithoutReplacing(target.folder, temporary.c_str(), target.folder, target.name);
+  if (error != 0) unlinkat(target.folder, temporary.c_str(), 0);
+  return error;
+}
+
+/// Copies what is left of one file to another. Returns the platform's code.
+int CopyBytes(int from, int to) {
+  const std::unique_ptr<char[]> buffer(new char[kBufferSize]);
+  for (;;) {
+    if (const int code = detail::FaultAt(detail::FaultPoint::kRead).code) return code;
+    const ssize_t got = read(from, buffer.get(), kBufferSize);
+    if (got == 0) return 0;
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return CodeOfHostError(errno);
+    if (const int code = detail::FaultAt(detail::FaultPoint::kWrite).code) return code;
+    for (ssize_t done = 0; done < got;) {
+      const ssize_t put = write(to, buffer.get() + done, static_cast<std::size_t>(got - done));
+      if (put < 0 && errno != EINTR) return CodeOfHostError(errno);
+      if (put > 0) done += put;
+    }
+  }
+}
+
+/// Gives a copy the rights and the time of the last change.
+int CopyFacts(const struct stat& status, int to) {
+  const timespec times[2] = {{0, UTIME_OMIT}, status.st_mtim};
+  if (fchmod(to, status.st_mode & 0777) != 0 || futimens(to, times) != 0) {
+    return CodeOfHostError(errno);
+  }
+  return 0;
+}
+
+/// Copies a regular file; anything else is refused. Returns the platform's code.
+int CopyRegular(Element source, Element target, bool follow, bool replace) {
+  // A pipe without a writer would let the opening wait.
+  const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW);
+  const Descriptor from(openat(source.folder, source.name, flags));
+  if (!from) return CodeOfHostError(errno);
+  struct stat status, old;
+  if (fstat(from.Get(), &status) != 0) return CodeOfHostError(errno);
+  if (S_ISDIR(status.st_mode)) return kErrorAccessDenied;
+  if (!S_ISREG(status.st_mode)) return kErrorNotSupported;
+  if (Look(target, &old) == 0) {
+    if (!replace) return kErrorFileExists;
+    if (IsSame(status, old)) return kErrorSharingViolation;
+    const bool isReadOnly = S_ISREG(old.st_mode) && !(old.st_mode & S_IWUSR);
+    if (S_ISDIR(old.st_mode) || isReadOnly) return kErrorAccessDenied;
+  }
+
+  Descriptor to;
+  std::string temporary;
+  const int error = MakeTemporary(&temporary, [&](const char* name) {
+    to = Descriptor(openat(target.folder, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    return to ? 0 : -1;
+  });
+  if (error != 0) return CodeOfHostError(error);
+  int code = CopyBytes(from.Get(), to.Get());
+  if (code == 0) code = CopyFacts(status, to.Get());
+  if (const int closed = to.Close(); code == 0) code = CodeOfHostError(closed);
+  if (code != 0) {
+    unlinkat(target.folder, temporary.c_str(), 0);
+    return code;
+  }
+  return CodeOfHostError(Publish(temporary, target, replace));
+}
+
+/// Makes a link that leads where another does, from its own place. Returns the platform's code.
+int CopyLink(Element source, Element target) {
+  char leadsTo[PATH_MAX + 1];
+  const ssize_t length = readlinkat(source.folder, source.name, leadsTo, sizeof leadsTo - 1);
+  if (length < 0) return CodeOfHostError(errno);
+  leadsTo[length] = 0;
+  std::string temporary;
+  int error = MakeTemporary(
+      &temporary, [&](const char* name) { return symlinkat(leadsTo, target.folder, name); });
+  if (error == 0) error = Publish(temporary, target, true);
+  return CodeOfHostError(error);
+}
+
+/// Opens a folder, and no link to one.
+Descriptor OpenFolder(Element element, bool follow = false) {
+  return Descriptor(openat(element.folder, element.name,
+                           O_RDONLY | O_DIRECTORY | O_CLOEXEC | (follow ? 0 : O_NOFOLLOW)));
+}
+
+/// The code for a folder that could not be opened because something else has its name.
+int CodeOfOccupied(int error) {
+  return error == ENOTDIR || error == ELOOP ? int{kErrorAlreadyExists} : CodeOfHostError(error);
+}
+
+int CopyAny(Element source, Element target, int depth);
+
+/// Copies what is in an open folder to a folder that is there or is made. Returns the platform's
+/// code.
+int CopyFolderTo(const Descriptor& from, Element target, int depth) {
+  if (depth > kDeepest) return kErrorNameTooLong;
+  struct stat status;
+  if (fstat(from.Get(), &status) != 0) return CodeOfHostError(errno);
+  const bool isNew = mkdirat(target.folder, target.name, 0700) == 0;
+  if (!isNew && errno != EEXIST) return CodeOfHostError(errno);
+  const Descriptor to = OpenFolder(target);
+  if (!to) return CodeOfOccupied(errno);
+  std::vector<std::string> names;
+  if (const int error = NamesIn(from.Get(), &names)) return CodeOfHostError(error);
+  for (const std::string& name : names) {
+    const int code = CopyAny({from.Get(), name.c_str()}, {to.Get(), name.c_str()}, depth + 1);
+    if (code != 0) return code;
+  }
+  return isNew ? CopyFacts(status, to.Get()) : 0;
+}
+
+int CopyAny(Element source, Element target, int depth) {
+  struct stat status;
+  if (const int error = Look(source, &status)) return CodeOfHostError(error);
+  if (S_ISLNK(status.st_mode)) return CopyLink(source, target);
+  if (!S_ISDIR(status.st_mode)) return CopyRegular(source, target, false, true);
+  const Descriptor from = OpenFolder(source);
+  return from ? CopyFolderTo(from, target, depth) : CodeOfHostError(errno);
+}
+
+/// Moves by renaming, by merging folders and replacing files, and by copying to another disk.
+/// Returns the platform's code.
+int MoveAny(Element source, Element target, int depth) {
+  const int error = RenameWithoutReplacing(source.folder, source.name, target.folder, target.name);
+  if (error == 0) return 0;
+  if (depth > kDeepest) return kErrorNameTooLong;
+  struct stat from, to;
+  if (const int missing = Look(source, &from)) return CodeOfHostError(missing);
+  if (error == EXDEV) {
+    const int code = CopyAny(source, target, depth);
+    return code != 0 ? code : CodeOfHostError(RemoveElement(source.folder, source.name));
+  }
+  if (error != EEXIST) return CodeOfHostError(error);
+  if (const int missing = Look(target, &to)) return CodeOfHostError(missing);
+  if (IsSame(from, to)) return 0;  // perhaps by another spelling: never delete it
+  if (S_ISDIR(from.st_mode) != S_ISDIR(to.st_mode)) return kErrorAlreadyExists;
+  if (!S_ISDIR(from.st_mode)) {
+    return CodeOfHostError(
+        renameat(source.folder, source.name, target.folder, target.name) == 0 ? 0 : errno);
+  }
+  const Descriptor fromFolder = OpenFolder(source), toFolder = OpenFolder(target);
+  if (!fromFolder || !toFolder) return CodeOfHostError(errno);
+  std::vector<std::string> names;
+  if (const int unread = NamesIn(fromFolder.Get(), &names)) return CodeOfHostError(unread);
+  for (const std::string& name : names) {
+    const int code =
+        MoveAny({fromFolder.Get(), name.c_str()}, {toFolder.Get(), name.c_str()}, depth + 1);
+    if (code != 0) return code;
+  }
+  return CodeOfHostError(unlinkat(source.folder, source.name, AT_REMOVEDIR) == 0 ? 0 : errno);
+}
+
+/// The last element of a path in its opened folder.
+struct Place {
+  Descriptor folder;
+  std::string name;
+  Element AsElement() const { return {folder.Get(), name.c_str()}; }
+};
+
+/// Opens the folder of a path. Returns the platform's code.
+int OpenPlace(const char* path, Place* place) {
+  std::string hostPath = HostPath(path);
+  while (hostPath.size() > 1 && hostPath.back() == '/') hostPath.pop_back();
+  const std::size_t delimiter = hostPath.rfind('/');
+  const bool hasFolder = delimiter != std::string::npos;
+  place->name = hasFolder ? hostPath.substr(delimiter + 1) : hostPath;
+  if (hostPath.empty()) return kErrorPathNotFound;
+  if (place->name.empty() || IsDots(place->name.c_str())) return kErrorAccessDenied;
+  const std::string folder = hasFolder ? hostPath.substr(0, delimiter + 1) : ".";
+  place->folder = OpenFolder({AT_FDCWD, folder.c_str()}, true);
+  if (place->folder) return 0;
+  return errno == ENOENT ? int{kErrorPathNotFound} : CodeOfHostError(errno);
+}
+
+int OpenPlaces(const char* source, const char* target, Place* from, Place* to) {
+  const int code = OpenPlace(source, from);
+  return code != 0 ? code : OpenPlace(target, to);
+}
+
+/// Makes the folders above a path that are missing.
+void MakeFoldersAbove(const char* path) {
+  const std::string hostPath = HostPath(path);
+  for (std::size_t at = hostPath.find('/', 1); at != std::string::npos;
+       at = hostPath.find('/', at + 1)) {
+    mkdir(hostPath.substr(0, at).c_str(), 0777);
+  }
+}
+
+/// Whether an open folder is `above` or lies in it.
+bool IsWithin(const Descriptor& folder, const struct stat& above) {
+  Descriptor at(openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  struct stat status, before{};
+  while (at && fstat(at.Get(), &status) == 0 && !IsSame(status, before)) {
+    if (IsSame(status, above)) return true;
+    before = status;
+    at = OpenFolder({at.Get(), ".."});
+  }
+  return false;
+}
+
+/// Moves over what is in the way, which is put aside first and gone when the move has succeeded.
+int MoveOver(Element source, Element target) {
+  struct stat from, to;
+  if (const int missing = Look(source, &from)) return CodeOfHostError(missing);
+  if (const int missing = Look(target, &to)) return CodeOfHostError(missing);
+  if (IsSame(from, to)) return 0;
+  std::string aside;
+  const int error = MakeTemporary(&aside, [&](const char* name) {
+    errno = RenameWithoutReplacing(target.folder, target.name, target.folder, name);
+    return errno;
+  });
+  if (error != 0) return CodeOfHostError(error);
+  const int code = MoveAny(source, target, 0);
+  if (code == 0) return CodeOfHostError(RemoveElement(target.folder, aside.c_str()));
+  RemoveElement(target.folder, target.name);  // a copy that was begun
+  RenameWithoutReplacing(target.folder, aside.c_str(), target.folder, target.name);
+  return code;
+}
+
+}  // namespace
+
+int CopyFile(const char* source, const char* target, bool failIfExists) {
+  Place from, to;
+  int code = OpenPlaces(source, target, &from, &to);
+  if (code == 0) code = CopyRegular(from.AsElement(), to.AsElement(), true, !failIfExists);
+  return Report(code);
+}
+
+int MoveFile(const char* source, const char* target, bool replace) {
+  Place from, to;
+  if (const int code = OpenPlaces(source, target, &from, &to)) return Report(code);
+  struct stat status;
+  if (Look(to.AsElement(), &status) == 0) {
+    return Report(replace ? MoveOver(from.AsElement(), to.AsElement()) : int{kErrorAlreadyExists});
+  }
+  return Report(MoveAny(from.AsElement(), to.AsElement(), 0));
+}
+
+int CopyTree(const char* source, const char* target) {
+  Place from, to;
+  if (const int code = OpenPlace(source, &from)) return Report(code);
+  MakeFoldersAbove(target);
+  if (const int code = OpenPlace(target, &to)) return Report(code);
+  // The folder that is named is followed; what is in it is not.
+  const Descriptor folder = OpenFolder(from.AsElement(), true);
+  if (!folder && errno != ENOTDIR) return ReportHost(false);
+  if (!folder) return Report(CopyAny(from.AsElement(), to.AsElement(), 0));
+  struct stat status;
+  if (fstat(folder.Get(), &status) != 0) return ReportHost(false);
+  if (IsWithin(to.folder, status)) return Report(kErrorInvalidParameter);
+  return Report(CopyFolderTo(folder, to.AsElement(), 0));
+}
+
+int MoveTree(const char* source, const char* target) {
+  Place from, to;
+  if (const int code = OpenPlace(source, &from)) return Report(code);
+  struct stat status;
+  if (const int error = Look(from.AsElement(), &status)) return Report(CodeOfHostError(error));
+  MakeFoldersAbove(target);
+  if (const int code = OpenPlace(target, &to)) return Report(code);
+  if (IsWithin(to.folder, status)) return Report(kErrorInvalidParameter);
+  return Report(MoveAny(from.AsElement(), to.AsElement(), 0));
+}
+
+}  // namespace kxw

@@ -1,0 +1,211 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/file.h"
+#include "kxwcmn/core/filepath.h"
+#include "kxwcmn/core/time.h"
+#include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/file.h"
+#include "tests/support/failure.h"
+#include "tests/testfolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using kxw::detail::FaultPoint;
+using kxw::detail::ScopedFaults;
+
+/// A folder with the paths of its files as the library has them.
+struct Folder : TestFolder {
+  KXFilePath At(const std::string& name = "") const { return Path(name).c_str(); }
+  void Make(const std::string& name) const { fs::create_directories(Host() / name); }
+
+  int Copy(const char* target, const char* source, int failIfExists) const {
+    return CodeOf([&] { KXFilePath::CopyFileA(At(target), At(source), failIfExists); });
+  }
+  int Move(const char* target, const char* source, int keepExisting) const {
+    return CodeOf([&] { KXFilePath::MoveFileA(At(target), At(source), keepExisting); });
+  }
+  int CopyInto(const char* target, const char* source, int failIfExists = 0) const {
+    return CodeOf([&] { KXFilePath::CopyFolder(At(target), At(source), failIfExists); });
+  }
+  int MoveInto(const char* target, const char* source, int failIfExists = 0) const {
+    return CodeOf([&] { KXFilePath::MoveFolder(At(target), At(source), failIfExists); });
+  }
+
+  /// Every path below `name`, files with their contents and links with where they lead.
+  std::string Tree(const std::string& name) const {
+    std::set<std::string> lines;
+    for (const auto& entry : fs::recursive_directory_iterator(Host() / name)) {
+      const std::string path =
+          fs::relative(entry.path().parent_path(), Host() / name) / entry.path().filename();
+      lines.insert(entry.is_symlink() ? path + ">" + fs::read_symlink(entry.path()).string()
+                   : entry.is_directory()
+                       ? path + "/"
+                       : path + "=" + ReadFile(fs::relative(entry.path(), Host())));
+    }
+    std::string all;
+    for (const std::string& line : lines) all += line + " ";
+    return all;
+  }
+};
+
+TEST(FilePathChange, FoldersNamesAndAttributes) {
+  const Folder folder;
+  KXFilePath path = folder.At("d");
+  path.CreateFolder();
+  path.CreateFolder();
+  EXPECT_TRUE(path.IsFolder());
+  folder.WriteFile("f", "");
+  EXPECT_EQ(CodeOf([&] { folder.At("f").CreateFolder(); }), kxw::kFailureExists);
+  EXPECT_EQ(CodeOf([&] { folder.At("x/y").CreateFolder(); }), kxw::kErrorPathNotFound);
+
+  const std::string odd = "a 'b' \"c\" \xE3\x82\xBD \xFF";
+  path.Rename(odd.c_str());
+  EXPECT_TRUE(folder.Has(odd) && path == folder.At(odd));
+  path.Rename(odd.c_str());
+  for (const char* name : {"", "..", "../x", "x\\y"}) {
+    EXPECT_EQ(CodeOf([&] { path.Rename(name); }), kxw::kErrorInvalidName);
+  }
+  EXPECT_EQ(CodeOf([&] { path.Rename("f"); }), kxw::kErrorAlreadyExists);
+  EXPECT_TRUE(path == folder.At(odd));
+
+  KXFilePath file = folder.At("f");
+  file.SetReadOnly(1);
+  EXPECT_TRUE(file.GetReadOnly());
+  file.SetReadOnly(0);
+  EXPECT_FALSE(file.GetReadOnly() || file.IsHidden() || file.IsFolder());
+  EXPECT_EQ(CodeOf([&] { folder.At("missing").SetReadOnly(1); }), kxw::kErrorFileNotFound);
+  const timespec times[2] = {{0, 0}, {951782400, 0}};
+  utimensat(AT_FDCWD, (folder.Host() / "f").c_str(), times, 0);
+  KXTime time, same;
+  EXPECT_TRUE(file.GetTime(time) && time == 951782400);
+  KXFile open;
+  open.Open(file, static_cast<int>(kxw::kFileRead), 1, 3, 0);
+  open.GetTime(same);
+  EXPECT_TRUE(same == time);
+  EXPECT_FALSE(folder.At("missing").GetTime(time) || time.IsValid());
+}
+
+TEST(FilePathChange, CopiesFilesWhole) {
+  const Folder folder;
+  folder.WriteFile("a", std::string(3000000, 'a'));
+  folder.WriteFile("b", "b");
+  fs::permissions(folder.Host() / "a", fs::perms::owner_read);
+  EXPECT_EQ(folder.Copy("b", "a", 1), kxw::kFailureExists);
+  EXPECT_EQ(folder.Copy("b", "missing", 0), kxw::kErrorFileNotFound);
+  {
+    ScopedFaults faults;
+    faults.Fail(FaultPoint::kWrite, 2, kxw::kErrorDiskFull);
+    EXPECT_EQ(folder.Copy("b", "a", 0), kxw::kErrorDiskFull);
+  }
+  EXPECT_EQ(folder.ReadFile("b"), "b");  // and nothing half-made is left
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Host()), {}), 2);
+  EXPECT_EQ(folder.Copy("b", "a", 0), 0);
+  EXPECT_EQ(folder.ReadFile("b"), folder.ReadFile("a"));
+  EXPECT_TRUE(folder.At("b").GetReadOnly());
+  EXPECT_EQ(fs::last_write_time(folder.Host() / "b"), fs::last_write_time(folder.Host() / "a"));
+  folder.WriteFile("c", "c");
+  EXPECT_EQ(folder.Copy("b", "c", 0), kxw::kErrorAccessDenied);  // read-only
+  EXPECT_EQ(folder.Copy("c", "c", 0), kxw::kErrorSharingViolation);
+  fs::create_symlink("a", folder.Host() / "link");
+  EXPECT_EQ(folder.Copy("d", "link", 1), 0);
+  EXPECT_EQ(folder.Copy("link", "c", 0), 0);  // the link is replaced, not what it leads to
+  EXPECT_EQ(folder.ReadFile("link") + folder.ReadFile("a").substr(0, 2), "caa");
+  mkfifo((folder.Host() / "pipe").c_str(), 0600);
+  EXPECT_EQ(folder.Copy("e", "pipe", 0), kxw::kErrorNotSupported);
+  EXPECT_EQ(CodeOf([&] { KXFilePath::CopyFileA(folder.At("e"), "icon?", 0); }), 0);
+  EXPECT_FALSE(folder.Has("e"));
+}
+
+TEST(FilePathChange, MovesFilesOverOthers) {
+  const Folder folder;
+  folder.WriteFile("a", "a");
+  folder.WriteFile("b", "b");
+  folder.Make("d/in");
+  EXPECT_EQ(folder.Move("b", "a", 1), kxw::kFailureExists);
+  EXPECT_EQ(folder.Move("b", "missing", 0), kxw::kErrorFileNotFound);
+  EXPECT_EQ(folder.ReadFile("b"), "b");  // it is still there
+  EXPECT_EQ(folder.Move("b", "b", 0), 0);
+  EXPECT_EQ(folder.Move("b", "a", 0), 0);
+  EXPECT_EQ(folder.Move("d/in/c", "b", 1), 0);
+  EXPECT_EQ(folder.Tree(""), "./d/ d/in/ d/in/c=a ");
+  EXPECT_EQ(folder.Move("d", "d/in", 0), 0);
+  EXPECT_EQ(folder.Tree(""), "./d/ d/c=a ");
+  EXPECT_EQ(folder.Move("d/x", "d", 0), kxw::kErrorInvalidParameter);
+}
+
+TEST(FilePathChange, CopiesFoldersAndNothingBehindLinks) {
+  const Folder folder;
+  folder.Make("src/sub");
+  folder.Make("out");
+  folder.Make("dst");
+  folder.WriteFile("src/f", "1");
+  folder.WriteFile("src/sub/g", "2");
+  folder.WriteFile("src/back\\slash", "3");
+  folder.WriteFile("out/secret", "s");
+  fs::create_symlink("../out", folder.Host() / "src/link");
+  const std::string tree = "./back\\slash=3 ./f=1 ./link>../out ./sub/ sub/g=2 ";
+  EXPECT_EQ(folder.CopyInto("dst\\", "src\\"), 0);
+  EXPECT_EQ(folder.Tree("dst/src"), tree);
+  EXPECT_EQ(folder.CopyInto("new/deep", "src"), 0);  // in the place of what is missing
+  EXPECT_EQ(folder.Tree("new/deep"), tree);
+  EXPECT_EQ(folder.CopyInto("dst", "src", 1), kxw::kFailureExists);
+  folder.WriteFile("src/f", "changed");
+  folder.WriteFile("dst/src/kept", "k");
+  EXPECT_EQ(folder.CopyInto("dst", "src"), 0);
+  EXPECT_EQ(folder.ReadFile("dst/src/f") + folder.ReadFile("dst/src/kept"), "changedk");
+  // A link where a folder belongs is no way out.
+  fs::remove_all(folder.Host() / "dst/src/sub");
+  fs::create_symlink("../../out", folder.Host() / "dst/src/sub");
+  EXPECT_EQ(folder.CopyInto("dst", "src"), kxw::kErrorAlreadyExists);
+  EXPECT_EQ(folder.MoveInto("dst", "src"), kxw::kErrorAlreadyExists);
+  EXPECT_EQ(folder.Tree("out"), "./secret=s ");
+  EXPECT_EQ(folder.CopyInto("src/sub", "src"), kxw::kErrorInvalidParameter);
+  EXPECT_EQ(folder.MoveInto("src/sub", "src"), kxw::kErrorInvalidParameter);
+  EXPECT_EQ(folder.CopyInto("dst", "missing"), kxw::kErrorFileNotFound);
+}
+
+TEST(FilePathChange, MovesAndMergesFolders) {
+  const Folder folder;
+  folder.Make("src/sub");
+  folder.Make("dst/src/sub");
+  folder.WriteFile("src/f", "new");
+  folder.WriteFile("src/sub/g", "g");
+  folder.WriteFile("dst/src/f", "old");
+  folder.WriteFile("dst/src/sub/h", "h");
+  EXPECT_EQ(folder.MoveInto("dst", "src", 1), kxw::kFailureExists);
+  EXPECT_EQ(folder.MoveInto("", "src"), 0);  // to where it is
+  EXPECT_EQ(folder.MoveInto("dst", "src"), 0);
+  EXPECT_FALSE(folder.Has("src"));
+  EXPECT_EQ(folder.Tree("dst/src"), "./f=new ./sub/ sub/g=g sub/h=h ");
+  EXPECT_EQ(folder.MoveInto("moved", "dst/src"), 0);
+  EXPECT_EQ(folder.Tree("moved"), "./f=new ./sub/ sub/g=g sub/h=h ");
+  // To another disk, where there is one.
+  struct stat here, there;
+  const fs::path other = "/dev/shm";
+  if (stat(folder.Host().c_str(), &here) != 0 || stat(other.c_str(), &there) != 0 ||
+      here.st_dev == there.st_dev) {
+    return;
+  }
+  const fs::path place = other / folder.Host().filename();
+  fs::create_symlink("f", folder.Host() / "moved/link");
+  EXPECT_EQ(CodeOf([&] {
+              KXFilePath target;
+              target.SetNativePath(place.c_str());
+              KXFilePath::MoveFolder(target, folder.At("moved"), 0);
+              KXFilePath::MoveFolder(folder.At("back"), target, 0);
+            }),
+            0);
+  EXPECT_FALSE(folder.Has("moved") || fs::exists(place));
+  EXPECT_EQ(folder.Tree("back"), "./f=new ./link>f ./sub/ sub/g=g sub/h=h ");
+}
+
+}  // namespace
