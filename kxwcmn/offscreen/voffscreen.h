@@ -466,7 +466,7 @@ class KX_EXPORT KXVOffscreen {
   // --- Colours ----------------------------------------------------------------------------------
 
   // For 8-bit images: four neighbouring pixels of one block as a word, the leftmost in its low
-  // byte.
+  // byte. Where fewer are left in the block's memory the read gives 0 and the write does nothing.
   DWORD Get8BitColorOnlyQuad() const;
   void Set8BitColorOnlyQuad(DWORD pixels);
 
@@ -845,6 +845,7 @@ class KX_EXPORT KXVOffscreen {
   friend class KXVOffscreenAutoLock;
 
   int GridIndex(int bx, int by) const;
+  bool HasQuad() const;  // whether four bytes from the current address on lie in the block
   KXSwapBlock* SwapBlockAt(int index) const;
   /// Gives the grid `countX` by `countY` cells and moves each block by (`dx`, `dy`) cells; blocks
   /// that fall outside are freed. Raises 8 with the grid as it was.

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <cstring>
 
 #include "kxwcmn/memory/virtualmemory.h"
@@ -152,12 +153,17 @@ BYTE* KXVOffscreen::MoveCursorFake32(int x, int y) {
   return SetCurrentCursorAddressFake32(x, y);
 }
 
+bool KXVOffscreen::HasQuad() const {
+  constexpr std::ptrdiff_t kBytes = 4;
+  return cursor_.current && cursor_.base + blockRowBytes_ * kBlockSize - cursor_.current >= kBytes;
+}
+
 DWORD KXVOffscreen::Get8BitColorOnlyQuad() const {
   DWORD pixels = 0;
-  if (cursor_.current) std::memcpy(&pixels, cursor_.current, sizeof pixels);
+  if (HasQuad()) std::memcpy(&pixels, cursor_.current, sizeof pixels);
   return pixels;
 }
 
 void KXVOffscreen::Set8BitColorOnlyQuad(DWORD pixels) {
-  if (cursor_.current) std::memcpy(cursor_.current, &pixels, sizeof pixels);
+  if (HasQuad()) std::memcpy(cursor_.current, &pixels, sizeof pixels);
 }

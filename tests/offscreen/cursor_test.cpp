@@ -135,6 +135,18 @@ TEST(Cursor, Fake32MovesOnlyBetweenBlocks) {
   EXPECT_EQ(narrow->MoveCursorFake32(5, 4), nullptr) << "four bytes there are not one pixel";
 }
 
+TEST(Cursor, TakesFourPixelsOf8BitsAsAWord) {
+  ImagePtr image = MakeImage(8, 256, 256);
+  EXPECT_EQ(image->Get8BitColorOnlyQuad(), 0u);
+  KXVOffscreenAutoLock lock(image.get(), 252, 255, 1);
+  image->Set8BitColorOnlyQuad(0x04030201);
+  image->NextCursorX();
+  EXPECT_EQ(image->Get8BitColor(), 2);
+  EXPECT_EQ(image->Get8BitColorOnlyQuad(), 0u) << "three bytes before the end of the block";
+  image->Set8BitColorOnlyQuad(~0u);
+  EXPECT_EQ(image->Get8BitColor(), 2);
+}
+
 TEST(Locks, NestAndTurnWritingOn) {
   ImagePtr image = MakeImage(8, 600, 600);
   image->Unlock();  // none is held: nothing happens
