@@ -10,13 +10,13 @@ struct Channels8 {
   using Color = DWORD;
   static constexpr u64 kFull = 255;
   static constexpr int kShift = 8;
-  static constexpr u64 Alpha(Color c) { return AlphaOf(c); }
-  static constexpr u64 Red(Color c) { return RedOf(c); }
-  static constexpr u64 Green(Color c) { return GreenOf(c); }
-  static constexpr u64 Blue(Color c) { return BlueOf(c); }
+  static constexpr u64 Alpha(Color c) { return kxw::Alpha(c); }
+  static constexpr u64 Red(Color c) { return kxw::Red(c); }
+  static constexpr u64 Green(Color c) { return kxw::Green(c); }
+  static constexpr u64 Blue(Color c) { return kxw::Blue(c); }
   static constexpr Color Pack(u64 a, u64 r, u64 g, u64 b) {
-    return PackColor(static_cast<unsigned>(a), static_cast<unsigned>(r), static_cast<unsigned>(g),
-                     static_cast<unsigned>(b));
+    return MakeColor(static_cast<DWORD>(r), static_cast<DWORD>(g), static_cast<DWORD>(b),
+                     static_cast<DWORD>(a));
   }
 };
 
@@ -24,11 +24,11 @@ struct Channels16 {
   using Color = u64;
   static constexpr u64 kFull = 65535;
   static constexpr int kShift = 16;
-  static constexpr u64 Alpha(Color c) { return Alpha64Of(c); }
-  static constexpr u64 Red(Color c) { return Red64Of(c); }
-  static constexpr u64 Green(Color c) { return Green64Of(c); }
-  static constexpr u64 Blue(Color c) { return Blue64Of(c); }
-  static constexpr Color Pack(u64 a, u64 r, u64 g, u64 b) { return PackColor64(a, r, g, b); }
+  static constexpr u64 Alpha(Color c) { return kxw::Alpha64(c); }
+  static constexpr u64 Red(Color c) { return kxw::Red64(c); }
+  static constexpr u64 Green(Color c) { return kxw::Green64(c); }
+  static constexpr u64 Blue(Color c) { return kxw::Blue64(c); }
+  static constexpr Color Pack(u64 a, u64 r, u64 g, u64 b) { return MakeColor64(r, g, b, a); }
 };
 
 /// Lays `color` under the pixel `p`: each darkens by what the other lets through.

@@ -72,7 +72,7 @@ struct FillRule<Depth2> {
 template <>
 struct FillRule<Depth8> {
   static constexpr bool kMixes = true, kErases = true;
-  explicit FillRule(DWORD color) : paint(AlphaOf(color)) {}
+  explicit FillRule(DWORD color) : paint(Alpha(color)) {}
   BYTE Stronger(BYTE p) const { return std::max(p, paint); }
   BYTE Mixed(BYTE p) const { return static_cast<BYTE>((p + paint) / 2); }
   BYTE Erased(BYTE p) const { return std::min(p, static_cast<BYTE>(255 - paint)); }
@@ -83,12 +83,12 @@ struct FillRule<Depth8> {
 template <>
 struct FillRule<Depth16> {
   static constexpr bool kMixes = true, kErases = false;
-  explicit FillRule(DWORD c) : color(c), paint{255, static_cast<BYTE>(color.Weighed(RedOf(c)))} {}
+  explicit FillRule(DWORD c) : color(c), paint{255, static_cast<BYTE>(color.Weighed(Red(c)))} {}
   Depth16::Pixel Stronger(Depth16::Pixel p) const { return p.alpha < color.weight ? paint : p; }
   // The alpha is weighed and so only falls, while the wider depths come out opaque.
   Depth16::Pixel Mixed(Depth16::Pixel p) const {
     return {static_cast<BYTE>(color.Weighed(p.alpha)),
-            static_cast<BYTE>(color.Mixed(p.grey, RedOf(color.color)))};
+            static_cast<BYTE>(color.Mixed(p.grey, Red(color.color)))};
   }
   CoverColor<Channels8> color;
   Depth16::Pixel paint;
@@ -102,7 +102,7 @@ struct FillRule<Depth24> {
       : color(c), paint(Depth24::From24(color.OverBlack())), paintMean(Mean(paint)) {}
   DWORD Stronger(DWORD p) const { return paintMean < Mean(p) ? paint : p; }
   DWORD Mixed(DWORD p) const { return Depth24::From24(color.Over(p)); }
-  static DWORD Mean(DWORD p) { return (RedOf(p) + GreenOf(p) + BlueOf(p)) / 3u; }
+  static DWORD Mean(DWORD p) { return (Red(p) + Green(p) + Blue(p)) / 3u; }
   CoverColor<Channels8> color;
   DWORD paint;
   DWORD paintMean;
@@ -217,7 +217,7 @@ template <class Depth>
 struct SearchRule {
   static constexpr bool kEndsAtFirst = false;
   static constexpr int kAway = 0;
-  static int Strength(typename Depth::Pixel p) { return AlphaOf(Depth::To32(p)); }
+  static int Strength(typename Depth::Pixel p) { return Alpha(Depth::To32(p)); }
 };
 template <>
 struct SearchRule<Depth1> {
@@ -241,7 +241,7 @@ template <>
 struct SearchRule<Depth64> {
   static constexpr bool kEndsAtFirst = false;
   static constexpr int kAway = 0;
-  static int Strength(u64 p) { return Alpha64Of(p); }
+  static int Strength(u64 p) { return Alpha64(p); }
 };
 /// The red, which reads as full where there is no memory.
 template <>

@@ -75,8 +75,8 @@ template <>
 struct MatchBounds<From16, Depth16> {
   static constexpr bool kKnown = true;
   static bool Get(DWORD base, int margin, Depth16::Pixel& low, Depth16::Pixel& high) {
-    MatchBounds<From8, Depth8>::Get(AlphaOf(base), margin, low.alpha, high.alpha);
-    MatchBounds<From8, Depth8>::Get(BlueOf(base), margin, low.grey, high.grey);
+    MatchBounds<From8, Depth8>::Get(Alpha(base), margin, low.alpha, high.alpha);
+    MatchBounds<From8, Depth8>::Get(Blue(base), margin, low.grey, high.grey);
     // A pixel of two zeros is judged as white.
     return low.alpha > 0 || low.grey > 0;
   }
@@ -87,8 +87,8 @@ struct MatchBounds<From32, Depth32> {
   static bool Get(DWORD base, int margin, DWORD& low, DWORD& high) {
     const auto lower = [=](BYTE c) { return static_cast<unsigned>(Lower(c, margin)); };
     const auto upper = [=](BYTE c) { return static_cast<unsigned>(Upper(c, margin, 255)); };
-    low = PackColor(0, lower(RedOf(base)), lower(GreenOf(base)), lower(BlueOf(base)));
-    high = PackColor(255, upper(RedOf(base)), upper(GreenOf(base)), upper(BlueOf(base)));
+    low = MakeColor(lower(Red(base)), lower(Green(base)), lower(Blue(base)), 0);
+    high = MakeColor(upper(Red(base)), upper(Green(base)), upper(Blue(base)), 255);
     return true;
   }
 };
@@ -100,8 +100,8 @@ struct MatchBounds<From64, Depth64> {
   static bool Get(u64 base, int margin, u64& low, u64& high) {
     const auto lower = [=](WORD c) { return static_cast<u64>(Lower(c, margin)); };
     const auto upper = [=](WORD c) { return static_cast<u64>(Upper(c, margin, 65535)); };
-    low = PackColor64(0, lower(Red64Of(base)), lower(Green64Of(base)), lower(Blue64Of(base)));
-    high = PackColor64(65535, upper(Red64Of(base)), upper(Green64Of(base)), upper(Blue64Of(base)));
+    low = MakeColor64(lower(Red64(base)), lower(Green64(base)), lower(Blue64(base)), 0);
+    high = MakeColor64(upper(Red64(base)), upper(Green64(base)), upper(Blue64(base)), 65535);
     return true;
   }
 };

@@ -26,22 +26,6 @@ struct ClearColors {
   u64 color64;
 };
 
-// The same functions under the names that some files of higher rooms know them by.
-constexpr BYTE RedOf(DWORD c) { return Red(c); }
-constexpr BYTE GreenOf(DWORD c) { return Green(c); }
-constexpr BYTE BlueOf(DWORD c) { return Blue(c); }
-constexpr BYTE AlphaOf(DWORD c) { return Alpha(c); }
-constexpr WORD Red64Of(u64 c) { return Red64(c); }
-constexpr WORD Green64Of(u64 c) { return Green64(c); }
-constexpr WORD Blue64Of(u64 c) { return Blue64(c); }
-constexpr WORD Alpha64Of(u64 c) { return Alpha64(c); }
-constexpr DWORD PackColor(DWORD a, DWORD r, DWORD g, DWORD b) { return MakeColor(r, g, b, a); }
-constexpr u64 PackColor64(u64 a, u64 r, u64 g, u64 b) { return MakeColor64(r, g, b, a); }
-constexpr DWORD PackGrey(DWORD a, DWORD grey) { return MakeGrey(grey, a); }
-constexpr u64 PackGrey64(u64 a, u64 grey) { return MakeGrey64(grey, a); }
-constexpr DWORD Narrow(u64 color) { return NarrowColor(color); }
-constexpr u64 Widen(DWORD color) { return WidenColor(color); }
-
 /// The luminance of a colour, its alpha left out.
 constexpr unsigned LuminanceOf(DWORD c) { return Luminance(Red(c), Green(c), Blue(c)); }
 /// The density of a colour as its alpha weighs it.
@@ -218,7 +202,7 @@ struct Depth8 {
   static DWORD To16(Pixel p) { return static_cast<DWORD>(p) << 24; }
   static DWORD To24(Pixel p) { return MakeGrey(255u - p, 255); }
   static DWORD To32(Pixel p) { return To16(p); }
-  static u64 To48(Pixel p) { return MakeGrey64((255u - p) * 257u, 0xFFFF); }
+  static u64 To48(Pixel p) { return MakeGrey64(WidenByte(static_cast<BYTE>(255 - p)), 0xFFFF); }
   static u64 To64(Pixel p) { return static_cast<u64>(p * 257u) << 48; }
   static BYTE ToImage8(Pixel p) { return p; }
   static DWORD ToImage24(Pixel p) { return To24(p); }
@@ -280,7 +264,7 @@ struct Depth16 {
   static DWORD To16(Pixel p) { return MakeGrey(p.grey, p.alpha); }
   static DWORD To24(Pixel p) { return To16(p); }
   static DWORD To32(Pixel p) { return To16(p); }
-  static u64 To48(Pixel p) { return MakeGrey64(p.grey * 257u, p.alpha * 257u); }
+  static u64 To48(Pixel p) { return MakeGrey64(WidenByte(p.grey), WidenByte(p.alpha)); }
   static u64 To64(Pixel p) { return To48(p); }
   static BYTE ToImage8(Pixel p) { return static_cast<BYTE>(255 - p.grey); }
   static DWORD ToImage24(Pixel p) { return MakeGrey(p.grey, 255); }
