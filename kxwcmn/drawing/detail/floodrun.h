@@ -25,31 +25,7 @@ bool RunPlain(const Request& request, typename Variant::Value fill, Outcome& out
 }
 
 constexpr bool IsDepth(int bits) {
-  return bits == 1 || bits == 2 || bits == 8 || bits == 16 || bits == 24 || bits == 32 ||
-         bits == 64;
-}
-
-/// Calls `visit` with the struct of a depth.
-template <class Visit>
-void VisitDepth(int bits, Visit visit) {
-  switch (bits) {
-    case 1:
-      return visit(Depth1());
-    case 2:
-      return visit(Depth2());
-    case 8:
-      return visit(Depth8());
-    case 16:
-      return visit(Depth16());
-    case 24:
-      return visit(Depth24());
-    case 32:
-      return visit(Depth32());
-    case 64:
-      return visit(Depth64());
-    default:
-      return;
-  }
+  return WithDepth(bits, [](auto) { return true; });
 }
 
 /// Whether the fill can go by bits: the reference and the second one are images of their own, or
@@ -146,7 +122,7 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
   reference.MoveCursor(at.x, at.y);
   const auto base = Variant::Ref::Get(reference);
 
-  VisitDepth(reference.GetBitCount(), [&](auto depth) {
+  WithDepth(reference.GetBitCount(), [&](auto depth) {
     using Depth = decltype(depth);
     tests.match = Keep<Depth>(setup.match, MatchTest<Variant, Depth>(base, request.margin));
     if constexpr (!Variant::kSkipsAsItPaints) {
@@ -154,13 +130,13 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
     }
   });
   tests.paintedMatches = true;  // the reference stays as it is, unless it is the painted image
-  VisitDepth(paint.GetBitCount(),
-             [&](auto depth) { SetUpPaint<Variant, decltype(depth)>(setup, request, fill, base); });
+  WithDepth(paint.GetBitCount(),
+            [&](auto depth) { SetUpPaint<Variant, decltype(depth)>(setup, request, fill, base); });
   if constexpr (Variant::kHasSecond) {
     if (request.second) {
       request.second->MoveCursor(at.x, at.y);
       const BYTE second = Variant::Second::Get(*request.second);
-      VisitDepth(request.second->GetBitCount(), [&](auto depth) {
+      WithDepth(request.second->GetBitCount(), [&](auto depth) {
         using Depth = decltype(depth);
         tests.second =
             Keep<Depth>(setup.second, SecondTest<Variant, Depth>(second, request.margin));
