@@ -52,3 +52,8 @@ void kxwSetMainWnd(HWND main, HWND client) {
 HWND kxwGetMainWnd() { return kxw::mainWindow; }
 
 HWND kxwGetClientWnd() { return kxw::clientWindow; }
+
+int kxwIsMDIChildWnd(HWND window) {
+  const auto& parent = kxw::GetHostProcedures().windows.parent;
+  return kxw::clientWindow && parent && parent(window) == kxw::clientWindow;
+}

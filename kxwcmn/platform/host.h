@@ -97,3 +97,5 @@ KX_EXPORT int qmAbort();
 KX_EXPORT void kxwSetMainWnd(HWND main, HWND client);
 KX_EXPORT HWND kxwGetMainWnd();
 KX_EXPORT HWND kxwGetClientWnd();
+/// Whether `window` lies in the window of the child windows.
+KX_EXPORT int kxwIsMDIChildWnd(HWND window);

@@ -39,6 +39,12 @@ bool LoadLibraryText(UINT id, std::string* text) {
 
 }  // namespace
 
+// Modules are told apart by address; there is nothing to be found there.
+HINSTANCE ProcessModule() {
+  static char place;
+  return reinterpret_cast<HINSTANCE>(&place);
+}
+
 HINSTANCE LibraryModule() {
   static char place;
   return reinterpret_cast<HINSTANCE>(&place);

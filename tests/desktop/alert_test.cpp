@@ -93,6 +93,9 @@ TEST(ModalDialog, OnlyTheFirstAndTheLastTouchOtherWindows) {
   kxwModalDlgInitialize(nullptr, 0);
   kxwModalDlgInitialize(nullptr, 0);
   EXPECT_EQ(desktop.Log(), "-2-3");
+  EXPECT_FALSE(kxwIsMDIChildWnd(Window(1)));
+  kxwSetMainWnd(Window(1), Window(1));
+  EXPECT_TRUE(kxwIsMDIChildWnd(Window(2)) && !kxwIsMDIChildWnd(Window(1)));
   kxwModalDlgDestroy(nullptr);
   EXPECT_TRUE(kxwIsModalDlgVisible());
   EXPECT_EQ(desktop.Log(), "");

@@ -1,18 +1,13 @@
 #include "kxwcmn/platform/module.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "kxwcmn/platform/filesystem.h"
 
 namespace kxw {
-
-HINSTANCE ProcessModule() {
-  static const auto program = static_cast<HINSTANCE>(dlopen(nullptr, RTLD_LAZY));
-  return program;
-}
 
 std::string ProgramPath() {
   std::string hostPath(256, '\0');
@@ -35,7 +30,8 @@ Language LanguageOfHost() {
   for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     const char* value = std::getenv(variable);
     if (!value || !value[0]) continue;
-    return std::string(value).rfind("ja", 0) == 0 ? kLanguageJapanese : kLanguageEnglish;
+    const std::string name(value, std::strcspn(value, "_.@"));
+    return name == "ja" ? kLanguageJapanese : kLanguageEnglish;
   }
   return kLanguageEnglish;
 }

@@ -26,7 +26,7 @@ std::string PathVariable(const char* name) {
 }
 
 std::string HomeFolder() {
-  const std::string home = PathVariable("HOME");
+  std::string home = PathVariable("HOME");
   if (!home.empty()) return home;
   char buffer[4096];
   passwd entry, *found = nullptr;
