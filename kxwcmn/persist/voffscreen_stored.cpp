@@ -20,7 +20,6 @@ namespace {
 
 constexpr WORD kVersion = 0x0100;
 constexpr int kMaxMajorVersion = 1;
-constexpr UINT kHeaderBytes = 27, kExtentBytes = 17;
 
 struct Header {
   WORD version;
