@@ -55,9 +55,7 @@ void DepthOffscreen<Depth>::SetCurrentCursorAddress(int x, int y) {
 template <class Depth>
 void DepthOffscreen<Depth>::NextCursorX() {
   cursor_.x = static_cast<int>(static_cast<unsigned>(cursor_.x) + 1);
-  if (cursor_.blockIndex < 0) {
-    SetCurrentBlock();
-  } else if ((cursor_.x & kBlockMask) != 0 && cursor_.x < width_) {
+  if (cursor_.IsEnable() && (cursor_.x & kBlockMask) != 0 && cursor_.x < width_) {
     if (cursor_.current) StepRight<Depth>(cursor_.current, cursor_.mask);
   } else {
     SetCurrentBlock();
@@ -73,9 +71,7 @@ void DepthOffscreen<Depth>::NextCursorXFastest() {
 template <class Depth>
 void DepthOffscreen<Depth>::PrevCursorX() {
   cursor_.x = static_cast<int>(static_cast<unsigned>(cursor_.x) - 1);
-  if (cursor_.blockIndex < 0) {
-    SetCurrentBlock();
-  } else if ((cursor_.x & kBlockMask) != kBlockMask) {
+  if (cursor_.IsEnable() && (cursor_.x & kBlockMask) != kBlockMask) {
     if (cursor_.current) StepLeft<Depth>(cursor_.current, cursor_.mask);
   } else {
     SetCurrentBlock();

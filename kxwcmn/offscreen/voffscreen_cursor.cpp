@@ -111,9 +111,7 @@ void KXVOffscreen::OffsetCursor(int dx, int dy) {
 
 void KXVOffscreen::NextCursorY() {
   cursor_.y = kxw::IntGeometry::Add(cursor_.y, 1);
-  if (cursor_.blockIndex < 0) {
-    SetCurrentBlock();
-  } else if ((cursor_.y & kBlockMask) != 0 && cursor_.y < height_) {
+  if (cursor_.IsEnable() && (cursor_.y & kBlockMask) != 0 && cursor_.y < height_) {
     if (cursor_.current) cursor_.current += blockRowBytes_;
   } else {
     SetCurrentBlock();
@@ -122,9 +120,7 @@ void KXVOffscreen::NextCursorY() {
 
 void KXVOffscreen::PrevCursorY() {
   cursor_.y = kxw::IntGeometry::Add(cursor_.y, -1);
-  if (cursor_.blockIndex < 0) {
-    SetCurrentBlock();
-  } else if ((cursor_.y & kBlockMask) != kBlockMask) {
+  if (cursor_.IsEnable() && (cursor_.y & kBlockMask) != kBlockMask) {
     if (cursor_.current) cursor_.current -= blockRowBytes_;
   } else {
     SetCurrentBlock();
