@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "common/console.h"
 #include "common/png_io.h"
+#include "common/program.h"
 #include "compose_frame/sheet.h"
 #include "kxwcmn/kxwcmn.h"
 #include "paint_cel/cel.h"
-#include "paint_cel/console.h"
-#include "paint_cel/options.h"
 
 namespace {
 
@@ -27,6 +27,13 @@ using paintcel::Offscreen;
 constexpr int kSize = 2048;              // pixels of a side
 constexpr int kMargin = 128;             // ink of up to this density has paint under it
 constexpr unsigned kBudget = 48u << 20;  // of the images' pixels, which are about twice as many
+
+constexpr char kHelp[] =
+    R"(usage: compose_frame [FILE.png]
+
+Composes a frame from the built-in drawing and writes its steps as one contact sheet
+(composed_frame.png), and each step as a picture of its own beside it.
+)";
 
 constexpr QMCOLORREF Rgb(unsigned r, unsigned g, unsigned b, unsigned a = 255) {
   return a << 24 | b << 16 | g << 8 | r;
@@ -192,27 +199,20 @@ void Compose(const std::string& out) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string usage =
-      "usage: compose_frame [FILE.png]\n"
-      "Composes a frame from the built-in drawing and writes its steps as one contact sheet\n"
-      "(composed_frame.png unless told otherwise), and each step beside it.\n";
-  if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
-    const bool help = argc == 2 && std::string(argv[1]) == "--help";
-    std::fputs(usage.c_str(), help ? stdout : stderr);
-    return help ? EXIT_SUCCESS : 2;
-  }
-  paintcel::ConnectConsole(false);
-  try {
-    Compose(argc == 2 ? argv[1] : "composed_frame.png");
-    return EXIT_SUCCESS;
-  } catch (const KXException& e) {
-    if (e.GetErrorCode() == 0x20010004) {
-      std::fputs("compose_frame: stopped\n", stderr);
-      return 130;
+  return examples::RunProgram("compose_frame", {}, [&] {
+    std::string out;
+    for (examples::Arguments arguments(argc, argv); arguments.Next();) {
+      const std::string word(arguments.Word());
+      if (word == "--help") {
+        std::fputs(kHelp, stdout);
+        return;
+      }
+      if (word.starts_with("-") || !out.empty()) {
+        throw examples::UserError("one file at most can be named; --help tells more");
+      }
+      out = word;
     }
-    std::fprintf(stderr, "compose_frame: the library failed with code %d\n", e.GetErrorCode());
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "compose_frame: %s\n", e.what());
-  }
-  return 2;
+    examples::ConnectConsole(false);
+    Compose(out.empty() ? "composed_frame.png" : out);
+  });
 }

@@ -14,7 +14,7 @@ constexpr int kGap = 12;  // pixels around each panel
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
 void WritePng(const std::string& path, int width, int height, const std::vector<BYTE>& pixels) {
-  examples::PngWriter writer(path, width, height);
+  examples::PngWriter writer(path, width, height, 24);
   for (int y = 0; y < height; ++y) writer.WriteRow(&pixels[Index(y * width * 3)]);
   writer.Finish();
   std::printf("%s\n", path.c_str());
@@ -33,7 +33,7 @@ std::vector<BYTE> Reduce(KXVOffscreen& image, int panel, int reduction) {
         const DWORD color = image.Get32BitColor();
         const unsigned alpha = color >> 24;
         for (int c = 0; c < 3; ++c) {
-          const unsigned value = color >> (8 * c) & 255;
+          const unsigned value = color >> (16 - 8 * c) & 255;  // blue first
           sums[Index(x / reduction * 3 + c)] += 255 - (255 - value) * alpha / 255;
         }
       }

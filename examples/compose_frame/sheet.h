@@ -14,9 +14,9 @@ class Sheet {
   Sheet(std::string path, int columns, int rows, int size, int reduction);
 
   /// Adds a 32-bit image, on white where it is transparent, and writes it beside the sheet as
-  /// PATH_N_label.png. Raises PngError.
+  /// PATH_N_label.png. Raises FileError.
   void Add(const std::string& label, KXVOffscreen& image);
-  /// Writes the sheet. Raises PngError.
+  /// Writes the sheet. Raises FileError.
   void Finish();
 
  private:

@@ -1,18 +1,15 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "common/image.h"
 #include "common/png_io.h"
 #include "kxwcmn/kxwcmn.h"
 
 namespace paintcel {
 
-struct DeleteOffscreen {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using Offscreen = std::unique_ptr<KXVOffscreen, DeleteOffscreen>;
+using examples::Offscreen;
 
 /// A drawing on its way to a painted cel: the ink as 8-bit densities and the 32-bit paint under it,
 /// two images of one size. Neither is ever whole in memory.
@@ -45,7 +42,7 @@ struct Seed {
 
 /// Reads lines of the form "x y #RRGGBB" for a drawing of that size; empty lines and those that
 /// begin with "# " are passed over. Black becomes the nearest other colour, for a fill takes pure
-/// black for a pixel without paint. Raises UserError.
+/// black for a pixel without paint. Raises examples::UserError.
 std::vector<Seed> ReadSeeds(const std::string& path, const examples::Drawing& drawing);
 
 /// What a fill has done.
@@ -66,7 +63,7 @@ inline int ReducedSize(int size, int reduction) { return (size - 1) / reduction 
 
 /// Writes the paint under the ink, with each square of `reduction` pixels averaged to one; the
 /// picture of `writer` has the reduced size. Where paint stopped for denser ink than `margin` the
-/// ink counts as solid, so that no paper shows between the two. Raises PngError.
+/// ink counts as solid, so that no paper shows between the two. Raises examples::FileError.
 void WriteCel(Cel& cel, int margin, int reduction, examples::PngWriter& writer);
 
 }  // namespace paintcel

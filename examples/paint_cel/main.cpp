@@ -2,20 +2,23 @@
 //
 // The drawing is scaled up into an 8-bit image of ink; its regions are flood-filled in a 32-bit
 // image of paint under it; and both are read once more, row by row, for the picture. The images
-// live in the library's virtual memory, which keeps within its budget and swaps the rest.
+// live in the library's virtual memory, which keeps within its budget and swaps the rest. On demand
+// the paint is stored in a file as well, and read back into another image to see that it is whole.
 
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <new>
+#include <filesystem>
+#include <optional>
 #include <vector>
 
+#include "common/console.h"
 #include "common/png_io.h"
+#include "common/stored_image.h"
 #include "kxwcmn/kxwcmn.h"
 #include "paint_cel/cel.h"
-#include "paint_cel/console.h"
 #include "paint_cel/options.h"
 
 namespace {
@@ -24,8 +27,7 @@ using paintcel::Cel;
 using paintcel::Options;
 using paintcel::PaintCount;
 
-constexpr int kExitError = 2;
-constexpr int kExitStopped = 130;
+constexpr int kStoreLevel = 1;  // of compression: fast, and flat paint becomes small all the same
 constexpr double kMiB = 1 << 20;
 
 /// The steps of the work and the time that each took.
@@ -56,8 +58,29 @@ double PeakResidentMiB() {
   return static_cast<double>(usage.ru_maxrss) / 1024;  // told in KiB
 }
 
+/// The painted image in its file.
+struct Stored {
+  double bytes = 0;  ///< Of the file.
+  int blocks = 0;    ///< That were compared with those of the image read back.
+};
+
+/// Stores the paint, and proves that what is read back is the same. Raises std::runtime_error if it
+/// is not.
+Stored StorePaint(const Options& options, Cel& cel, examples::StoredImageWriter& writer,
+                  Steps& steps) {
+  writer.Write(*cel.paint, kStoreLevel);
+  steps.End("store the paint");
+  const examples::Offscreen back = examples::ReadStoredImage(options.store);
+  steps.End("read it back");
+  Stored stored;
+  stored.blocks = examples::CompareImages(*cel.paint, *back);
+  steps.End("compare");
+  stored.bytes = static_cast<double>(std::filesystem::file_size(options.store));
+  return stored;
+}
+
 void PrintReport(const Options& options, const Cel& cel, const PaintCount& count,
-                 const Steps& steps) {
+                 const Stored& stored, const Steps& steps) {
   const KXVMStatistics vm = kxGetVirtualMemory()->GetStatistics();
   const double used = static_cast<double>(cel.ink->GetUsedMemory(0) + cel.paint->GetUsedMemory(0));
 
@@ -78,14 +101,21 @@ void PrintReport(const Options& options, const Cel& cel, const PaintCount& count
   }
   std::printf("  %-22s%9.2f s\n\n", "all", total);
   std::printf("  %-22s%9.1f MiB   %.1f times the budget\n", "blocks of the images", used / kMiB,
-              used / kMiB / options.budget);
-  std::printf("  %-22s%9d MiB   %d blocks at most in the pool\n", "memory budget", options.budget,
-              vm.peakBlocksOnMemory);
+              used / kMiB / options.memory.budget);
+  std::printf("  %-22s%9d MiB   %d blocks at most in the pool\n", "memory budget",
+              options.memory.budget, vm.peakBlocksOnMemory);
   std::printf("  %-22s%9.1f MiB\n", "peak resident memory", PeakResidentMiB());
   std::printf("  %-22s%9.1f MiB   %llu blocks\n", "written to swap file",
               static_cast<double>(vm.bytesWritten) / kMiB, vm.blocksWritten);
-  std::printf("  %-22s%9.1f MiB   %llu blocks\n\n", "read from swap file",
+  std::printf("  %-22s%9.1f MiB   %llu blocks\n", "read from swap file",
               static_cast<double>(vm.bytesRead) / kMiB, vm.blocksRead);
+  if (!options.store.empty()) {
+    std::printf("  %-22s%9.1f MiB   %.1f %% of its blocks; all %d came back equal\n",
+                "stored paint", stored.bytes / kMiB,
+                100 * stored.bytes / static_cast<double>(cel.paint->GetUsedMemory(0)),
+                stored.blocks);
+  }
+  std::printf("\n");
 }
 
 void Run(const Options& options) {
@@ -95,15 +125,14 @@ void Run(const Options& options) {
   if (!options.seeds.empty()) seeds = paintcel::ReadSeeds(options.seeds, drawing);
   steps.End("read");
 
-  KXVirtualMemory* memory = kxGetVirtualMemory();
-  KXFilePath swapFolder(options.swapFolder.c_str());
-  memory->Create(static_cast<unsigned>(options.budget) << 20,
-                 options.swapFolder.empty() ? nullptr : &swapFolder);
-  Cel cel(memory, drawing, options.size);
+  options.memory.CreateManager();
+  Cel cel(kxGetVirtualMemory(), drawing, options.size);
   const int reduction = options.full ? 1 : (cel.Width() + options.width - 1) / options.width;
-  // Made before the work, which would be in vain if the file could not be.
+  // Made before the work, which would be in vain if the files could not be.
   examples::PngWriter writer(options.out, paintcel::ReducedSize(cel.Width(), reduction),
-                             paintcel::ReducedSize(cel.Height(), reduction));
+                             paintcel::ReducedSize(cel.Height(), reduction), 24);
+  std::optional<examples::StoredImageWriter> store;
+  if (!options.store.empty()) store.emplace(options.store);
 
   paintcel::ScaleInk(drawing, cel);
   steps.End("scale");
@@ -116,62 +145,29 @@ void Run(const Options& options) {
   cel.paint->Optimize();
   steps.End("optimise");
 
+  Stored stored;
+  if (store) stored = StorePaint(options, cel, *store, steps);
+
   paintcel::WriteCel(cel, options.margin, reduction, writer);
-  steps.End("write");
+  steps.End("write the picture");
 
   if (options.quiet) return;
-  PrintReport(options, cel, count, steps);
+  PrintReport(options, cel, count, stored, steps);
   std::printf("The picture is at %s\n", options.out.c_str());
-}
-
-/// Says in one line what went wrong, and returns the exit status.
-int Complain(const std::string& what) {
-  std::fprintf(stderr, "paint_cel: %s\n", what.c_str());
-  return kExitError;
-}
-
-int ComplainOf(KXException& failure, const Options& options) {
-  std::string folder = "the temporary folder";
-  if (!options.swapFolder.empty()) {
-    const u64 free = KXFilePath::GetDiskFreeSpaceA(options.swapFolder.c_str()) >> 20;
-    folder = options.swapFolder + " (" + std::to_string(free) + " MiB free)";
-  }
-  switch (failure.GetErrorCode()) {
-    case kxw::kFailureAborted:
-      std::fprintf(stderr, "paint_cel: stopped\n");
-      return kExitStopped;
-    case kxw::kFailureNoSwapName:
-      return Complain("no file can be made in " + folder);
-    case kxw::kFailureNoSwapSpace:
-      return Complain("no swap file of " + std::to_string(options.budget) + " MiB can be made in " +
-                      folder);
-    case kxw::kErrorNotEnoughMemory:  // also when nothing more can be swapped out
-      return Complain("no room for the images, in memory or in " + folder);
-    default:
-      KXString words;
-      failure.GetAlert().GetAlertMessage(words);
-      return Complain(words.IsEmpty() ? "an unknown failure" : static_cast<const char*>(words));
-  }
+  if (store) std::printf("The painted image is at %s\n", options.store.c_str());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   Options options;
-  try {
+  return examples::RunProgram("paint_cel", options.memory, [&] {
     options = paintcel::ParseOptions(argc, argv);
     if (options.help) {
       std::fputs(paintcel::kHelp, stdout);
-      return 0;
+      return;
     }
-    paintcel::ConnectConsole(options.quiet);
+    examples::ConnectConsole(options.quiet);
     Run(options);
-    return 0;
-  } catch (KXException& failure) {
-    return ComplainOf(failure, options);
-  } catch (const std::bad_alloc&) {
-    return Complain("not enough memory");
-  } catch (const std::exception& failure) {
-    return Complain(failure.what());
-  }
+  });
 }

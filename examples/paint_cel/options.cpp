@@ -1,6 +1,5 @@
 #include "paint_cel/options.h"
 
-#include <charconv>
 #include <string_view>
 
 namespace paintcel {
@@ -8,16 +7,6 @@ namespace {
 
 // Where the built-in drawing lies, without its extension; the build says it.
 constexpr char kBuiltIn[] = KXWCMN_EXAMPLE_DRAWING;
-
-int ParseNumber(std::string_view option, std::string_view text, int low, int high) {
-  int value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || value < low || value > high) {
-    throw UserError(std::string(option) + " takes a number from " + std::to_string(low) + " to " +
-                    std::to_string(high) + ", not \"" + std::string(text) + "\"");
-  }
-  return value;
-}
 
 }  // namespace
 
@@ -38,6 +27,7 @@ memory they may use, fills the regions there, and writes the painted cel as a PN
   --out FILE       the picture (painted_cel.png)
   --width N        the picture is averaged down to at most N pixels of width (2048)
   --full           the picture has every pixel instead
+  --store FILE     stores the painted image too, reads it back and compares the two
   --quiet          no progress and no figures
   --help           this text
 
@@ -47,39 +37,35 @@ when something is wrong with a file or an option, and 130 when the user stopped.
 
 Options ParseOptions(int argc, char** argv) {
   Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view argument = argv[i];
-    const auto value = [&]() -> std::string_view {
-      if (++i >= argc) throw UserError(std::string(argument) + " needs a value");
-      return argv[i];
-    };
-    if (argument == "--help") {
+  for (examples::Arguments arguments(argc, argv); arguments.Next();) {
+    const std::string_view word = arguments.Word();
+    if (word == "--help") {
       options.help = true;
-    } else if (argument == "--quiet") {
+    } else if (word == "--quiet") {
       options.quiet = true;
-    } else if (argument == "--full") {
+    } else if (word == "--full") {
       options.full = true;
-    } else if (argument == "--seeds") {
-      options.seeds = value();
-    } else if (argument == "--swap") {
-      options.swapFolder = value();
-    } else if (argument == "--out") {
-      options.out = value();
-    } else if (argument == "--size") {
-      options.size = ParseNumber(argument, value(), 1, 262144);
-    } else if (argument == "--budget") {
-      options.budget = ParseNumber(argument, value(), 1, 4095);
-    } else if (argument == "--margin") {
-      options.margin = ParseNumber(argument, value(), 1, 254);
-    } else if (argument == "--width") {
-      options.width = ParseNumber(argument, value(), 1, 262144);
-    } else if (argument.starts_with("-")) {
-      throw UserError("unknown option " + std::string(argument) + "; --help lists them");
+    } else if (word == "--seeds") {
+      options.seeds = arguments.Value();
+    } else if (word == "--out") {
+      options.out = arguments.Value();
+    } else if (word == "--store") {
+      options.store = arguments.Value();
+    } else if (word == "--size") {
+      options.size = arguments.Number(1, 262144);
+    } else if (word == "--margin") {
+      options.margin = arguments.Number(1, 254);
+    } else if (word == "--width") {
+      options.width = arguments.Number(1, 262144);
+    } else if (options.memory.Take(arguments)) {
+      continue;
+    } else if (word.starts_with("-")) {
+      throw examples::UserError("unknown option " + std::string(word) + "; --help lists them");
     } else if (!options.drawing.empty()) {
-      throw UserError("more than one drawing: " + options.drawing + " and " +
-                      std::string(argument));
+      throw examples::UserError("more than one drawing: " + options.drawing + " and " +
+                                std::string(word));
     } else {
-      options.drawing = argument;
+      options.drawing = word;
     }
   }
   if (options.drawing.empty()) {

@@ -3,10 +3,13 @@
 #include <fstream>
 #include <iterator>
 
+#include "common/program.h"
 #include "paint_cel/cel.h"
-#include "paint_cel/options.h"
 
 namespace paintcel {
+
+using examples::UserError;
+
 namespace {
 
 /// Colours for regions that nobody chose one for.

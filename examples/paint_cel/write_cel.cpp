@@ -8,15 +8,6 @@ namespace {
 
 constexpr unsigned kPaper = 255;  // of each channel
 
-/// The pixels of the block under the cursor, from the cursor on; null where nothing was painted.
-const BYTE* PixelsUnderCursor(KXVOffscreen& image) {
-  const BYTE* pixels = image.GetCurrentAddress();
-  if (!pixels && image.GetBlockExist(image.GetCursorPosX(), image.GetCursorPosY())) {
-    throw std::runtime_error("the swap file cannot be read");
-  }
-  return pixels;
-}
-
 /// Makes rows of the picture, each from `reduction` rows of a cel.
 class RowReducer {
  public:
@@ -27,7 +18,7 @@ class RowReducer {
     }
   }
 
-  /// The row of three bytes a pixel that the cel's rows from `top` on give.
+  /// The row, blue, green and red, that the cel's rows from `top` on give.
   const std::vector<BYTE>& Reduce(int top) {
     std::fill(sums_.begin(), sums_.end(), 0);
     const int bottom = std::min(top + reduction_, cel_.Height());
@@ -53,8 +44,8 @@ class RowReducer {
   void Add(const KXRect& part) {
     KXVOffscreenAutoLock inkLock(cel_.ink.get(), part.left, part.top, 0);
     KXVOffscreenAutoLock paintLock(cel_.paint.get(), part.left, part.top, 0);
-    const BYTE* ink = PixelsUnderCursor(*cel_.ink);
-    const BYTE* paint = PixelsUnderCursor(*cel_.paint);
+    const BYTE* ink = examples::PixelsUnderCursor(*cel_.ink);
+    const BYTE* paint = examples::PixelsUnderCursor(*cel_.paint);
     for (int y = part.top; y < part.bottom; ++y) {
       AddRow(part, ink, paint);
       if (ink) ink += cel_.ink->GetBlockRowBytes();
@@ -70,7 +61,7 @@ class RowReducer {
       const BYTE* pixel = paint ? paint + 4 * x : nullptr;  // blue, green, red, alpha
       const bool painted = pixel && pixel[3] != 0;
       for (int channel = 0; channel < 3; ++channel) {
-        sum[channel] += shown * (painted ? pixel[2 - channel] : kPaper);
+        sum[channel] += shown * (painted ? pixel[channel] : kPaper);
       }
       if (--left == 0) {
         left = reduction_;

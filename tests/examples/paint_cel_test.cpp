@@ -1,57 +1,21 @@
 // Runs paint_cel as a user does, and looks at its pictures, its words and its exit status.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <string>
 #include <vector>
 
 #include "common/png_io.h"
+#include "program_test.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
+using namespace std::string_literals;
+
 const std::string kDrawing = KXWCMN_EXAMPLE_DRAWING;
 
-class PaintCel : public testing::Test {
+class PaintCel : public ProgramTest {
  protected:
-  PaintCel() {
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-  }
-  ~PaintCel() override { fs::remove_all(folder_); }
-
-  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
-
-  /// Runs a command of the shell; returns its exit status, and leaves its output of both kinds in
-  /// `output_`.
-  int Shell(const std::string& command) {
-    std::FILE* pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
-    output_.clear();
-    for (int c; (c = std::fgetc(pipe)) != EOF;) output_ += static_cast<char>(c);
-    const int status = pclose(pipe);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  int Run(const std::string& arguments) { return Shell(KXWCMN_PAINT_CEL " " + arguments); }
-
-  void ExpectComplaint(const std::string& arguments, const std::string& words) {
-    EXPECT_EQ(Run(arguments), 2) << arguments;
-    EXPECT_NE(output_.find(words), std::string::npos) << arguments << ": " << output_;
-    EXPECT_EQ(output_.find('\n'), output_.size() - 1) << arguments << ": " << output_;
-  }
-
-  std::string Write(const std::string& name, const std::string& text) const {
-    std::ofstream(Path(name), std::ios::binary) << text;
-    return Path(name);
-  }
-
-  fs::path folder_ = fs::path(testing::TempDir()) / ("paint_cel_" + std::to_string(getpid()));
-  std::string output_;
+  PaintCel() : ProgramTest(KXWCMN_PAINT_CEL) {}
 };
 
 struct Picture {
@@ -76,8 +40,13 @@ struct Picture {
 
 // The pool is a fifth of the images, so that every block has been out in the swap file.
 TEST_F(PaintCel, GivesEveryRegionItsColor) {
-  ASSERT_EQ(Run("--size 2048 --budget 4 --out " + Path("cel.png")), 0) << output_;
-  EXPECT_NE(output_.find(Path("cel.png")), std::string::npos) << output_;
+  ASSERT_EQ(
+      Run("--size 2048 --budget 4 --out " + Path("cel.png") + " --store " + Path("cel.stored")), 0)
+      << output_;
+  for (const std::string& words :
+       {Path("cel.png"), Path("cel.stored"), "all 64 came back equal"s}) {
+    EXPECT_NE(output_.find(words), std::string::npos) << words << ": " << output_;
+  }
   const Picture picture(Path("cel.png"));
   ASSERT_EQ(picture.width, 2048);
   ASSERT_EQ(picture.height, 2048);
@@ -138,6 +107,8 @@ TEST_F(PaintCel, ComplainsInOneLine) {
                   "b.seeds:1: outside the drawing");
   ExpectComplaint("--swap " + Path("nowhere"), "no file can be made");
   ExpectComplaint("--size 64 --out " + Path("nowhere/cel.png"), "No such file");
+  ExpectComplaint("--size 64 --store " + Path("nowhere/cel"), "No such file");
+  ExpectComplaint("--size 64 --store /dev/full", "not a file");
   ExpectComplaint("--size 0", "--size takes a number");
   ExpectComplaint("--colour", "unknown option");
   EXPECT_FALSE(fs::exists("painted_cel.png"));
@@ -146,8 +117,7 @@ TEST_F(PaintCel, ComplainsInOneLine) {
 TEST_F(PaintCel, StopsCleanlyOnInterrupt) {
   fs::create_directory(Path("swap"));
   // It is at work when its swap file is there.
-  const std::string command =
-      KXWCMN_PAINT_CEL " --swap " + Path("swap") + " --out " + Path("cel.png");
+  const std::string command = program_ + " --swap " + Path("swap") + " --out " + Path("cel.png");
   EXPECT_EQ(Shell(command + " & while [ -z \"$(ls " + Path("swap") +
                   ")\" ]; do sleep 0.01; done; " + "kill -INT $!; wait $!"),
             130);

@@ -1,4 +1,4 @@
-#include "paint_cel/console.h"
+#include "common/console.h"
 
 #include <unistd.h>
 
@@ -8,7 +8,7 @@
 
 #include "kxwcmn/kxwcmn.h"
 
-namespace paintcel {
+namespace examples {
 namespace {
 
 volatile std::sig_atomic_t stopWanted = 0;
@@ -54,6 +54,7 @@ void DestroyBar() {
 
 void ConnectConsole(bool quiet) {
   std::signal(SIGINT, OnInterrupt);
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failure, not the end
   KXAbort::SetCallback(AskForStop);
   if (quiet || !isatty(STDERR_FILENO)) return;
   KXProgressBar::SetCreateProc(CreateBar);
@@ -61,4 +62,4 @@ void ConnectConsole(bool quiet) {
   KXProgressBar::SetDestroyProc(DestroyBar);
 }
 
-}  // namespace paintcel
+}  // namespace examples

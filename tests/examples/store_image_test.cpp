@@ -1,0 +1,234 @@
+// Runs store_image as a user does, on images made here and on pictures of every kind.
+#include <random>
+#include <vector>
+
+#include "common/png_io.h"
+#include "common/stored_image.h"
+#include "program_test.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using examples::Offscreen;
+
+constexpr int kDepths[] = {1, 2, 8, 16, 24, 32, 64};
+constexpr int kWidth = 300, kHeight = 270;  // four blocks, of which one is left a hole
+
+/// An image of random pixels, each of which its depth can hold.
+Offscreen RandomImage(int bits) {
+  static const bool isManaged = (kxGetVirtualMemory()->Create(16 << 20, nullptr), true);
+  EXPECT_TRUE(isManaged);
+  std::mt19937_64 random(static_cast<unsigned>(bits));
+  Offscreen image(KXVOffscreen::CreateOffscreen(bits));
+  image->Create(kxGetVirtualMemory(), kWidth, kHeight, 300);
+  for (int y = 0; y < kHeight; ++y) {
+    KXVOffscreenAutoLock lock(image.get(), 0, y, 1);
+    for (int x = 0; x < (y < 256 ? kWidth : 256); ++x) {
+      const u64 color = random() >> (random() % 2 ? 0 : 16);  // half of them without alpha
+      image->MoveCursor(x, y);
+      if (bits == 1) image->Set1BitColor(color & 1);
+      if (bits == 2) image->Set2BitColor(color & 3);
+      if (bits == 8) image->Set8BitColor(static_cast<BYTE>(color));
+      if (bits == 16)
+        image->Set16BitColor(kxw::MakeGrey(color & 255, static_cast<DWORD>(color >> 56)));
+      if (bits == 24) image->Set24BitColor(color & 0xFFFFFF);
+      if (bits == 32) image->Set32BitColor(kxw::NarrowColor(color));
+      if (bits == 64) image->Set64BitColor(color);
+    }
+  }
+  return image;
+}
+
+/// Writes the kind of picture that simple writers do not.
+void WritePng(const std::string& path, const std::vector<BYTE>& grey, int width, int interlace) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  const int height = static_cast<int>(grey.size()) / width;
+  png_init_io(png, file);
+  png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8,
+               PNG_COLOR_TYPE_GRAY, interlace, PNG_COMPRESSION_TYPE_DEFAULT,
+               PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  for (int pass = png_set_interlace_handling(png); pass > 0; --pass) {
+    for (int y = 0; y < height; ++y) png_write_row(png, &grey[static_cast<std::size_t>(y * width)]);
+  }
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  std::fclose(file);
+}
+
+std::vector<BYTE> Noise(int count) {
+  std::vector<BYTE> bytes(static_cast<std::size_t>(count));
+  std::mt19937 random(1);
+  for (BYTE& byte : bytes) byte = static_cast<BYTE>(random());
+  return bytes;
+}
+
+class StoreImage : public ProgramTest {
+ protected:
+  StoreImage() : ProgramTest(KXWCMN_STORE_IMAGE) {}
+
+  std::string Store(const std::string& name, KXVOffscreen& image, int level = 6) {
+    examples::StoredImageWriter(Path(name)).Write(image, level);
+    return Path(name);
+  }
+  void ExpectStored(const std::string& name, KXVOffscreen& image) {
+    EXPECT_NO_THROW(examples::CompareImages(*examples::ReadStoredImage(Path(name)), image));
+  }
+  std::string Word(const std::string& name) const { return " " + Quoted(Path(name)); }
+};
+
+// The pixels of the picture, read by the simple interface of the PNG library, are those of the
+// image; and what is made of it is the image again, holes included.
+TEST_F(StoreImage, ExportsAndImportsWhatEachDepthHolds) {
+  const std::string stored = "the \"old\" one's", picture = "絵 1.png";
+  for (const int bits : kDepths) {
+    SCOPED_TRACE(bits);
+    const Offscreen image = RandomImage(bits);
+    Store(stored, *image);
+    ASSERT_EQ(Run("export" + Word(stored) + Word(picture)), 0) << output_;
+    const std::string head = Read(Path(picture)).substr(24, 2);  // bits of a channel, and the kind
+    EXPECT_EQ(head[0], bits < 8 ? bits : bits == 64 ? 16 : 8);
+    png_image png = {};
+    png.version = PNG_IMAGE_VERSION;
+    ASSERT_TRUE(png_image_begin_read_from_file(&png, Path(picture).c_str()));
+    png.format = PNG_FORMAT_RGBA;
+    std::vector<BYTE> rgba(PNG_IMAGE_SIZE(png));
+    ASSERT_TRUE(png_image_finish_read(&png, nullptr, rgba.data(), 0, nullptr));
+    ASSERT_EQ(rgba.size(), std::size_t{kWidth * kHeight * 4});
+    KXVOffscreenAutoLock lock(image.get(), 0);
+    const bool hasAlpha = bits != 1 && bits != 8 && bits != 24;
+    for (int i = 0; i < kWidth * kHeight && bits < 64; ++i) {
+      image->MoveCursor(i % kWidth, i / kWidth);
+      const BYTE* at = &rgba[static_cast<std::size_t>(i) * 4];
+      const DWORD expected =
+          hasAlpha ? image->Get32BitColor() : image->Get24BitColor() | 0xFF000000;
+      ASSERT_EQ(at[3], kxw::Alpha(expected)) << i;
+      if (at[3] == 0) continue;
+      ASSERT_EQ(kxw::MakeColor(at[0], at[1], at[2], at[3]), expected) << i;
+    }
+    lock.Unlock();
+    const std::string depth = " --depth " + std::to_string(bits);
+    ASSERT_EQ(Run("import --quiet" + Word(picture) + Word("new") + depth), 0) << output_;
+    EXPECT_EQ(output_, "");
+    ExpectStored("new", *image);
+  }
+}
+
+TEST_F(StoreImage, ReadsInterlacedPictures) {
+  for (int size = 1; size < 100; ++size) {
+    const int width = size % 10 + 1, height = size / 10 + 1;
+    const std::vector<BYTE> grey = Noise(width * height);
+    WritePng(Path("i.png"), grey, width, PNG_INTERLACE_ADAM7);
+    examples::PngReader reader(Path("i.png"), false);
+    std::vector<BYTE> found(grey.size()), row(40);
+    for (const auto& pass : reader.Passes()) {
+      for (int y = pass.y; y < height; y += pass.stepY) {
+        reader.ReadRow(row.data());
+        for (int i = 0; i < pass.columns; ++i) {
+          const int at = y * width + pass.x + i * pass.stepX;
+          found[static_cast<std::size_t>(at)] = row[static_cast<std::size_t>(4 * i)];
+        }
+      }
+    }
+    ASSERT_EQ(found, grey) << width << ' ' << height;
+  }
+  const std::vector<BYTE> grey = Noise(kWidth * kHeight);
+  WritePng(Path("i.png"), grey, kWidth, PNG_INTERLACE_ADAM7);
+  WritePng(Path("p.png"), grey, kWidth, PNG_INTERLACE_NONE);
+  ASSERT_EQ(Run("import" + Word("i.png") + Word("i")), 0) << output_;
+  ASSERT_EQ(Run("import" + Word("p.png") + Word("p")), 0) << output_;
+  EXPECT_TRUE(Read(Path("i")) == Read(Path("p")));
+}
+
+// Paper of any kind takes no block, whatever the picture's own idea of it.
+TEST_F(StoreImage, ImportsPaperAsHoles) {
+  std::vector<BYTE> grey(600 * 600, 255);
+  grey[300 * 600 + 300] = 0;
+  WritePng(Path("dot.png"), grey, 600, PNG_INTERLACE_NONE);
+  for (const int bits : {1, 8, 24}) {
+    ASSERT_EQ(Run("import" + Word("dot.png") + Word("dot") + " --depth " + std::to_string(bits)),
+              0);
+    EXPECT_NE(output_.find(" 1 of 9 have memory"), std::string::npos) << output_;
+  }
+}
+
+TEST_F(StoreImage, TellsAndChangesTheForm) {
+  const Offscreen image = RandomImage(8);
+  Store("a", *image, 0);
+  const std::string raw = Read(Path("a"));
+  ASSERT_EQ(raw.size(), 4u + 31 + 21 + 4 + 3 * (5 + 65536) + 1);
+  ASSERT_EQ(Run("recompress --level 9" + Word("a")), 0) << output_;
+  const auto small = std::to_string(fs::file_size(Path("a")));
+  EXPECT_EQ(output_, Path("a") + ": 196684 bytes, now " + small + "\n");
+  ExpectStored("a", *image);
+  ASSERT_EQ(Run("info" + Word("a")), 0);
+  EXPECT_EQ(output_.rfind(Path("a") + "\n  image       300 x 270 pixels, depth 8, resolution 300\n"
+                                      "  blocks      3 of 4 have memory, 192.0 KiB\n"
+                                      "  extent      (0, 0) to (300, 270)\n"
+                                      "  pixels      compressed, ",
+                          0),
+            0u)
+      << output_;
+  EXPECT_NE(output_.find("\n  file        " + small + " bytes, version 1.0, pixel order 0\n"),
+            std::string::npos);
+  ASSERT_EQ(Run("recompress --raw --quiet" + Word("a")), 0) << output_;
+  EXPECT_TRUE(Read(Path("a")) == raw);
+}
+
+TEST_F(StoreImage, ComplainsInOneLineAndTouchesNothing) {
+  // A block too many for a file of 1 MiB, though the swap file stays below that.
+  WritePng(Path("p.png"), Noise(1024 * 1024), 1024, PNG_INTERLACE_NONE);
+  const std::string kMiB = "ulimit -f 2048; ", p = Word("p.png"), a = Word("a");
+  ASSERT_EQ(Run("import --depth 8" + p + a) + Run("import --depth 8 --raw" + p + Word("raw")), 0);
+  const std::string packed = Read(Path("a")), whole = Read(Path("raw"));
+  ExpectComplaint("import --raw --depth 8 --budget 1" + p + a, "a: File too large", kMiB);
+  ExpectComplaint("recompress --raw --budget 1" + a, "a: File too large", kMiB);
+  ExpectComplaint("export --budget 1" + a + p, "p.png: File too large", kMiB);
+  ExpectComplaint("info" + a + " >/dev/full", "standard output: No space left");
+  std::string damaged = packed;
+  damaged[100000] = static_cast<char>(~damaged[100000]);
+  Write("damaged", damaged);
+  ExpectComplaint("export" + Word("damaged") + p, "damaged: damaged");
+  for (const std::string* text : {&whole, &packed}) {
+    for (const std::size_t size :
+         {std::size_t{0}, std::size_t{3}, std::size_t{30}, text->size() - 1}) {
+      Write("cut", text->substr(0, size));
+      for (const char* command : {"info", "recompress"}) {
+        ExpectComplaint(command + Word("cut"), "cut: not a stored image, or not a whole one");
+      }
+      EXPECT_EQ(fs::file_size(Path("cut")), size);
+    }
+  }
+  ExpectComplaint("import" + Word("none.png") + a, "none.png: No such file");
+  ExpectComplaint("import" + a + Word("b"), "a: not a readable PNG");
+  ExpectComplaint("import" + Word("cut.png") + a, "cut.png: not a readable PNG",
+                  "head -c 100000" + p + " >" + Word("cut.png") + "; ");
+  ExpectComplaint("import" + p + Word("nowhere/a"), "No such file");
+  ExpectComplaint("import" + p + p, "would take the place");
+  ExpectComplaint("import" + p + " /dev/full", "not a file");
+  ExpectComplaint("export" + Word("none") + p, "none: No such file");
+  ExpectComplaint("info" + Word(""), "not a file");
+  ExpectComplaint("import --depth 12" + p + a, "--depth takes one of");
+  ExpectComplaint("import" + p, "import takes");
+  ExpectComplaint("eat" + p, "unknown command eat");
+  EXPECT_TRUE(Read(Path("a")) == packed);
+  for (const char* name : {"a.part", "b", "b.part", "p.png.part"}) {
+    EXPECT_FALSE(fs::exists(Path(name))) << name;
+  }
+}
+
+TEST_F(StoreImage, StopsCleanlyOnInterrupt) {
+  WritePng(Path("p.png"), std::vector<BYTE>(10000 * 10000), 10000, PNG_INTERLACE_NONE);
+  Write("a", "old");
+  // It is at work when its new file is there.
+  EXPECT_EQ(Shell(program_ + " import" + Word("p.png") + Word("a") + " & while [ ! -e " +
+                  Word("a.part") + " ]; do sleep 0.01; done; kill -INT $!; wait $!"),
+            130);
+  EXPECT_EQ(output_, "store_image: stopped\n");
+  EXPECT_EQ(Read(Path("a")), "old");
+  EXPECT_FALSE(fs::exists(Path("a.part")));
+}
+
+}  // namespace
