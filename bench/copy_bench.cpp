@@ -1,0 +1,340 @@
+// Copies beside memcpy of the same bytes, and the loops over pixels (conversions, copies behind,
+// reductions) beside plain loops over arrays.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/table.h"
+#include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/blockgetter.h"
+#include "kxwcmn/offscreen/voffscreen.h"
+
+namespace {
+
+using benchmark::State;
+using Bytes = std::vector<BYTE>;  // a picture's rows, one after another
+
+constexpr int kBlock = KXVOffscreen::kBlockSize;
+
+struct DeleteImage {
+  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
+};
+using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
+
+ImagePtr MakeImage(int bits, int width, int height) {
+  static KXVirtualMemory* const manager = [] {
+    static KXVirtualMemory instance;
+    instance.Create(1u << 30, nullptr);
+    return &instance;
+  }();
+  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
+  image->Create(manager, width, height, 72);
+  return image;
+}
+
+std::size_t BytesOf(int pixels, int bits) { return std::size_t(pixels) * std::size_t(bits) / 8; }
+
+Bytes Noise(std::size_t count) {
+  Bytes bytes(count);
+  std::mt19937_64 random(count);
+  for (std::size_t i = 0; i + 8 <= count; i += 8) {
+    const u64 word = random();
+    std::memcpy(&bytes[i], &word, 8);
+  }
+  return bytes;
+}
+
+/// Alpha as a picture has it: a third clear, a third opaque, a third between, in runs of `run`.
+Bytes Mixed(int bytes, std::size_t pixels, std::size_t run) {
+  const std::size_t step = std::size_t(bytes);
+  Bytes picture = Noise(pixels * step);
+  for (std::size_t i = 0; i < pixels; ++i) {
+    const std::size_t kind = i / run % 3;
+    // The alpha is the last byte of a pixel; a density is both alpha and colour.
+    if (kind < 2) picture[i * step + step - 1] = kind == 0 ? 0 : 255;
+  }
+  return picture;
+}
+
+/// Calls `op(row, x, y, count)` for each row of each block of an image.
+template <class Op>
+void ForEachRow(KXVOffscreen& image, const KXRect& rect, int edit, Op op) {
+  KXVOffscreenAutoLock lock(&image, edit);
+  KXBlockGetter blocks(&image, rect, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    for (int y = part.top; y < part.bottom; ++y) {
+      image.MoveCursor(part.left, y);
+      op(image.GetCurrentAddress(), part.left - rect.left, y - rect.top, part.Width());
+    }
+  }
+}
+
+void Write(KXVOffscreen& image, const Bytes& rows) {
+  const int bits = image.GetBitCount(), width = image.GetWidth();
+  ForEachRow(image, image.GetRect(), 1, [&](BYTE* row, int x, int y, int count) {
+    std::memcpy(row, &rows[std::size_t(y) * BytesOf(width, bits) + BytesOf(x, bits)],
+                BytesOf(count, bits));
+  });
+}
+
+Bytes Read(KXVOffscreen& image, const KXRect& rect) {
+  const int bits = image.GetBitCount();
+  Bytes rows(BytesOf(rect.Width(), bits) * std::size_t(rect.Height()));
+  ForEachRow(image, rect, 0, [&](const BYTE* row, int x, int y, int count) {
+    std::memcpy(&rows[std::size_t(y) * BytesOf(rect.Width(), bits) + BytesOf(x, bits)], row,
+                BytesOf(count, bits));
+  });
+  return rows;
+}
+
+void Check(State& state, KXVOffscreen& image, const Bytes& expected) {
+  if (Read(image, image.GetRect()) != expected) state.SkipWithError("the pixels are wrong");
+}
+
+// --- Within one depth ----------------------------------------------------------------------------
+
+constexpr int kSide = 4096;
+
+/// The source's pixels from (x, y) on, so that the two grids agree, or not.
+void CopyFrom(State& state, int bits, int x, int y) {
+  ImagePtr src = MakeImage(bits, kSide + kBlock, kSide + kBlock);
+  ImagePtr dst = MakeImage(bits, kSide, kSide);
+  Write(*src, Noise(BytesOf(src->GetWidth(), bits) * std::size_t(src->GetHeight())));
+  Write(*dst, Bytes(BytesOf(kSide, bits) * kSide));
+  for (auto _ : state) {
+    dst->Copy(0, 0, kSide, kSide, src.get(), x, y, 0);
+    benchmark::ClobberMemory();
+  }
+  Check(state, *dst, Read(*src, KXRect(x, y, x + kSide, y + kSide)));
+}
+
+void Memcpy(State& state, std::size_t count) {
+  const Bytes src = Noise(count);
+  Bytes dst(count);
+  for (auto _ : state) {
+    std::memcpy(dst.data(), src.data(), count);
+    benchmark::ClobberMemory();
+  }
+}
+
+// --- Blocks without memory -----------------------------------------------------------------------
+
+constexpr int kSparseSide = 32768;
+constexpr int kUsed = kSparseSide / kBlock * kSparseSide / kBlock / 50;
+
+/// A copy of `kUsed` blocks with memory, spread over the image or side by side.
+template <bool kSpread>
+void CopySparse(State& state, int offset) {
+  const int height = kSpread ? kSparseSide : kBlock * kUsed / 8;
+  ImagePtr src = MakeImage(32, (kSpread ? kSparseSide : kBlock * 8) + offset, height);
+  ImagePtr dst = MakeImage(32, kSpread ? kSparseSide : kBlock * 8, height);
+  {
+    KXVOffscreenAutoLock lock(src.get(), 1);
+    std::mt19937 random(3);
+    const int columns = dst->GetWidth() / kBlock, count = columns * (height / kBlock);
+    for (int left = kUsed, i = 0; i < count && left > 0; ++i) {
+      if (static_cast<int>(random() % static_cast<unsigned>(count - i)) >= left) continue;
+      --left;
+      src->MoveCursor(i % columns * kBlock + offset, i / columns * kBlock);
+      std::memset(src->GetBaseAddress(), i + 1, BytesOf(kBlock * kBlock, 32));
+    }
+  }
+  for (auto _ : state) {
+    dst->Copy(0, 0, dst->GetWidth(), height, src.get(), offset, 0, 0);
+    benchmark::ClobberMemory();
+  }
+  for (int i = 0, bx = 0; i < dst->GetBlockCount(&bx, nullptr); ++i) {
+    const int there = src->IsCreatedBlockByIndex(i % bx + offset / kBlock, i / bx);
+    if (!dst->GetBlockExist(i) == !there) continue;
+    state.SkipWithError("the blocks with memory are not those of the source");
+    return;
+  }
+}
+
+// --- Rules of single pixels ----------------------------------------------------------------------
+
+/// An operation whose result at a pixel is `rule(to, from, x, y)`, on pixels of `kTo` and `kFrom`
+/// bytes in squares of `side` pixels.
+template <int kTo, int kFrom, class Rule>
+struct Plain {
+  int side;
+  Rule rule;
+
+  std::size_t Pixels() const { return std::size_t(side) * std::size_t(side); }
+  Bytes Under() const { return Mixed(kTo, Pixels(), 192); }
+  Bytes Over() const { return Mixed(kFrom, Pixels(), 64); }
+
+  void Run(Bytes& dst, const Bytes& src) const {
+    BYTE* to = dst.data();
+    const BYTE* from = src.data();
+    for (int y = 0; y < side; ++y) {
+      for (int x = 0; x < side; ++x, to += kTo, from += kFrom) rule(to, from, x, y);
+    }
+  }
+};
+
+/// Registers `ours(dst, src)` beside the plain loop. The destination is made anew for each run,
+/// outside the clock, for pixels that something is laid behind become opaque.
+template <int kTo, int kFrom, class Ours, class Rule>
+void AddRule(const std::string& name, double wanted, int side, Ours ours, Rule rule) {
+  const Plain<kTo, kFrom, Rule> plain{side, rule};
+  kxw::bench::Add(
+      name, wanted,
+      [=](State& state) {
+        ImagePtr dst = MakeImage(8 * kTo, side, side), src = MakeImage(8 * kFrom, side, side);
+        const Bytes under = plain.Under(), over = plain.Over();
+        Write(*src, over);
+        for (auto _ : state) {
+          state.PauseTiming();
+          Write(*dst, under);
+          state.ResumeTiming();
+          ours(*dst, *src);
+          benchmark::ClobberMemory();
+        }
+        Bytes expected = under;
+        plain.Run(expected, over);
+        Check(state, *dst, expected);
+      },
+      "plain loop",
+      [=](State& state) {
+        const Bytes under = plain.Under(), over = plain.Over();
+        Bytes dst = under;
+        for (auto _ : state) {
+          state.PauseTiming();
+          dst = under;
+          state.ResumeTiming();
+          plain.Run(dst, over);
+          benchmark::ClobberMemory();
+        }
+      });
+}
+
+constexpr int Luminance(int red, int green, int blue) { return (red + 4 * green + 2 * blue) / 7; }
+
+/// The source laid behind, channels of one byte.
+void Behind32(BYTE* to, const BYTE* from) {
+  const int sa = from[3], da = to[3];
+  if (sa == 0 || da == 255) return;
+  const int seen = sa * (255 - da) / 255;
+  for (int c = 0; c < 3; ++c) {
+    to[c] = static_cast<BYTE>(std::max(to[c] - (255 - from[c]) * seen / 255, 0));
+  }
+  to[3] = static_cast<BYTE>(255 - (255 - sa) * (255 - da) / 255);
+}
+
+void Behind8(BYTE* to, const BYTE* from) {
+  if (*from) *to = static_cast<BYTE>(255 - ((255 - *to) * (255 - *from) >> 8));
+}
+
+constexpr DWORD kPaper = 0x00C0D0E0, kTiles = 0x00406080;
+
+/// A checkerboard laid under a pixel of 32 bits.
+void PutPaper(BYTE* to, int x, int y) {
+  const bool second = ((x ^ y) >> 3 & 1) != 0;
+  const int seen = 255 - to[3];
+  for (int c = 0; c < 3; ++c) {
+    const int at = 8 * (2 - c);  // blue, green, red in memory, and red lowest in a colour
+    const int paper = second ? static_cast<int>(kTiles >> at & 255) / 2 + 127
+                             : static_cast<int>(kPaper >> at & 255);
+    to[c] =
+        static_cast<BYTE>(seen == 255 ? paper : std::max(to[c] - (255 - paper) * seen / 255, 0));
+  }
+  to[3] = 255;
+}
+
+/// Whether the dither sets a bit for a value, or what it is sorted into.
+bool Sorted(int value, int x, int y) {
+  if (value < 15) return false;
+  if (value >= 208) return true;
+  const auto level = static_cast<std::size_t>((value + 8) / 16);
+  return KXVOffscreen::cbDitherTable[level][std::size_t(x & 3)][std::size_t(y & 3)] != 0;
+}
+
+void Converts(KXVOffscreen& dst, KXVOffscreen& src) {
+  dst.CommonCopy(0, 0, kSide, kSide, &src, 0, 0, 0, 0);
+}
+
+void LaysBehind(KXVOffscreen& dst, KXVOffscreen& src) {
+  dst.CommonCopy(0, 0, kSide, kSide, &src, 0, 0, 0, 1);
+}
+
+const bool kAdded = [] {
+  using kxw::bench::Add;
+  for (const int bits : {8, 32}) {
+    const std::string depth = ", " + std::to_string(bits) + " bits";
+    const auto add = [&](const std::string& name, double wanted, int x, int y) {
+      Add(
+          "Copy, " + name + depth, wanted, [=](State& s) { CopyFrom(s, bits, x, y); }, "memcpy",
+          [=](State& s) { Memcpy(s, BytesOf(kSide, bits) * kSide); });
+    };
+    add("aligned", 0.9, kBlock, kBlock);
+    add("aligned in x", 0.8, kBlock, 7);
+    add("not aligned", 0.6, 13, 7);
+  }
+  Add(
+      "Copy, 2 % of 32768 x 32768 with memory", 0.9, [](State& s) { CopySparse<true>(s, 0); },
+      "the same blocks side by side", [](State& s) { CopySparse<false>(s, 0); });
+  Add(
+      "Copy, 2 % of 32768 x 32768, a block aside", 0.9,
+      [](State& s) { CopySparse<true>(s, kBlock); }, "the same blocks side by side",
+      [](State& s) { CopySparse<false>(s, kBlock); });
+
+  AddRule<3, 1>("CommonCopy, 8 to 24 bits", 1, kSide, Converts,
+                [](BYTE* to, const BYTE* from, int, int) {
+                  to[0] = to[1] = to[2] = static_cast<BYTE>(255 - *from);
+                });
+  AddRule<4, 3>("CommonCopy, 24 to 32 bits", 1, kSide, Converts,
+                [](BYTE* to, const BYTE* from, int, int) {
+                  to[0] = from[0];
+                  to[1] = from[1];
+                  to[2] = from[2];
+                  to[3] = 255;
+                });
+  AddRule<1, 4>("CommonCopy, 32 to 8 bits", 1, kSide, Converts,
+                [](BYTE* to, const BYTE* from, int, int) {
+                  const int density = 255 - Luminance(from[2], from[1], from[0]);
+                  *to = static_cast<BYTE>(density * (from[3] + 1) >> 8);
+                });
+  AddRule<4, 8>("CommonCopy, 64 to 32 bits", 1, kSide, Converts,
+                [](BYTE* to, const BYTE* from, int, int) {
+                  for (int c = 0; c < 4; ++c) to[c] = from[2 * c + 1];
+                });
+  AddRule<4, 4>("CommonCopy behind, 32 bits", 2, kSide, LaysBehind,
+                [](BYTE* to, const BYTE* from, int, int) { Behind32(to, from); });
+  AddRule<1, 1>("CommonCopy behind, 8 bits", 2, kSide, LaysBehind,
+                [](BYTE* to, const BYTE* from, int, int) { Behind8(to, from); });
+
+  constexpr int kHalf = 2048;
+  AddRule<4, 4>(
+      "RenderBackground, 2048 x 2048, 32 bits", 1, kHalf,
+      [](KXVOffscreen& dst, KXVOffscreen&) {
+        dst.RenderBackground(dst.GetRect(), kPaper, kTiles, 0);
+      },
+      [](BYTE* to, const BYTE*, int x, int y) { PutPaper(to, x, y); });
+  AddRule<1, 4>(
+      "Monochromic, 2048 x 2048, 32 to 8 bits", 1, kHalf,
+      [](KXVOffscreen& dst, KXVOffscreen& src) {
+        dst.Monochromic(0, 0, kHalf, kHalf, &src, 0, 0, 0, 0);
+      },
+      [](BYTE* to, const BYTE* from, int x, int y) {
+        const int density = 255 - Luminance(from[2], from[1], from[0]);
+        *to = Sorted(from[3], x, y) && Sorted(density, x, y) ? 255 : 0;
+      });
+  AddRule<1, 4>(
+      "Grayish, 2048 x 2048, 32 to 8 bits", 1, kHalf,
+      [](KXVOffscreen& dst, KXVOffscreen& src) { dst.Grayish(0, 0, kHalf, kHalf, &src, 0, 0, 0); },
+      [](BYTE* to, const BYTE* from, int, int) {
+        const int weight = from[3] + 1;
+        const auto weigh = [weight](int c) { return c * weight >> 8; };
+        *to = static_cast<BYTE>(255 - Luminance(weigh(from[2]), weigh(from[1]), weigh(from[0])));
+      });
+  return true;
+}();
+
+}  // namespace
