@@ -1,18 +1,20 @@
 #include "kxwcmn/compositing/detail/behind.h"
 
+#include <algorithm>
+
 #include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/platform/vectorize.h"
 
 namespace kxw {
+namespace {
 
-template <>
-void BehindRow<Depth1>(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
+void BehindRow1(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
   ShiftedRow under(from, kRowBytes<Depth1>, fromColumn, toColumn, count);
   for (int i = toColumn >> 3; i < (toColumn + count + 7) >> 3; ++i) under.Bytes()[i] |= to[i];
   CopyBits(to, under.Bytes(), toColumn, toColumn + count);
 }
 
-template <>
-void BehindRow<Depth2>(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
+void BehindRow2(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
   ShiftedRow under(from, kRowBytes<Depth2>, 2 * fromColumn, 2 * toColumn, 2 * count);
   for (int i = toColumn >> 2; i < (toColumn + count + 3) >> 2; ++i) {
     const BYTE pixels = ReadPixels2(under.Bytes()[i]);  // 0, or the high bit is set
@@ -22,37 +24,97 @@ void BehindRow<Depth2>(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
   CopyBits(to, under.Bytes(), 2 * toColumn, 2 * (toColumn + count));
 }
 
-template <>
-void BehindRow<Depth8>(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
-  to += toColumn;
-  from += fromColumn;
-  for (int i = 0; i < count; ++i) to[i] = from[i] ? DensityBehind(to[i], from[i]) : to[i];
+/// A pixel of one word, as it stands in memory, with its alpha on top: the rules treat the colours
+/// alike, and so take them in any order.
+template <class Word>
+using Raw KX_MAY_ALIAS = Word;
+
+/// Whether anything is seen of `count` pixels behind others.
+template <class Word>
+inline bool IsAnySeen(const Raw<Word>* over, const Raw<Word>* under, int count) {
+  if constexpr (sizeof(Word) == 1) return true;  // a density of 0 may count
+  constexpr int kAlphaAt = sizeof(Word) * 6;
+  Word seen = 0;
+  for (int i = 0; i < count; ++i) {
+    seen |= (under[i] >> kAlphaAt != 0) & (~over[i] >> kAlphaAt != 0);
+  }
+  return seen != 0;
 }
 
-template <>
-void BehindRow<Depth16>(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
-  const RowReader<Depth16> under(from, fromColumn, count), over(to, toColumn, count);
-  RowWriter<Depth16> target(to, toColumn, count);
-  for (int i = 0; i < count; ++i) {
-    target.Set(i, Depth16::From32(ColorBehind(Depth16::To32(over[i]), Depth16::To32(under[i]))));
+/// Most pictures are clear or opaque over large parts, so that a look at a stretch pays.
+template <class Word, Word (*kRule)(Word d, Word s)>
+KXW_WIDE_VECTORS void LayWords(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
+                               int count) {
+  constexpr int kStretch = 64;
+  auto* over = reinterpret_cast<Raw<Word>*>(to) + toColumn;
+  const auto* under = reinterpret_cast<const Raw<Word>*>(from) + fromColumn;
+  for (int n; count > 0; count -= n, over += n, under += n) {
+    n = std::min(count, kStretch);
+    if (!IsAnySeen<Word>(over, under, n)) continue;
+    for (int i = 0; i < n; ++i) over[i] = kRule(over[i], under[i]);
   }
 }
 
-template <>
-void BehindRow<Depth24>(BYTE*, int, const BYTE*, int, int) {}
+BYTE SkippedBehind(BYTE d, BYTE s) { return s ? DensityBehind(d, s) : d; }
+BYTE RawBehind(BYTE d, BYTE s) { return d ? DensityBehind(d, s) : s; }
 
-template <>
-void BehindRow<Depth32>(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
-  const RowReader<Depth32> under(from, fromColumn, count), over(to, toColumn, count);
-  RowWriter<Depth32> target(to, toColumn, count);
-  for (int i = 0; i < count; ++i) target.Set(i, ColorBehind(over[i], under[i]));
+// Without a branch, which would keep the loops from vectors.
+
+DWORD RawBehind(DWORD d, DWORD s) {
+  const DWORD isTaken = -static_cast<DWORD>((Alpha(s) == 255) & (Alpha(d) == 0));
+  return (s & isTaken) | (ColorBehind(d, s) & ~isTaken);
 }
 
-template <>
-void BehindRow<Depth64>(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
-  const RowReader<Depth64> under(from, fromColumn, count), over(to, toColumn, count);
-  RowWriter<Depth64> target(to, toColumn, count);
-  for (int i = 0; i < count; ++i) target.Set(i, Color64Behind(over[i], under[i]));
+u64 RawBehind(u64 d, u64 s) {
+  const u64 isTaken = -static_cast<u64>((Alpha64(s) == 65535) & (Alpha64(d) == 0));
+  return (s & isTaken) | (Color64Behind(d, s) & ~isTaken);
+}
+
+// As through 32 bits, where a grey is its own luminance.
+KXW_WIDE_VECTORS void BehindRow16(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
+                                  int count) {
+  const RowReader<Depth16> under(from, fromColumn, count), over(to, toColumn, count);
+  RowWriter<Depth16> target(to, toColumn, count);
+  for (int i = 0; i < count; ++i) {
+    const Depth16::Pixel d = over[i], s = under[i];
+    const DWORD seen = Behind8::Seen(d.alpha, s.alpha);
+    target.Set(i, {static_cast<BYTE>(Behind8::Alpha(d.alpha, s.alpha)),
+                   static_cast<BYTE>(Behind8::Channel(d.grey, s.grey, seen))});
+  }
+}
+
+}  // namespace
+
+RowFunc FindBehindRow(int bits) {
+  switch (bits) {
+    case 1:
+      return BehindRow1;
+    case 2:
+      return BehindRow2;
+    case 8:
+      return LayWords<BYTE, SkippedBehind>;
+    case 16:
+      return BehindRow16;
+    case 32:
+      return LayWords<DWORD, ColorBehind>;
+    case 64:
+      return LayWords<u64, Color64Behind>;
+    default:
+      return nullptr;
+  }
+}
+
+RowFunc FindRawBehindRow(int bits) {
+  switch (bits) {
+    case 8:
+      return LayWords<BYTE, RawBehind>;
+    case 32:
+      return LayWords<DWORD, RawBehind>;
+    case 64:
+      return LayWords<u64, RawBehind>;
+    default:
+      return nullptr;
+  }
 }
 
 }  // namespace kxw

@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "kxwcmn/compositing/detail/behind.h"
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/offscreen/autolock.h"
@@ -73,68 +74,54 @@ void PaintUnder(KXVOffscreen& image, KXVOffscreen& mask, const KXRect& area, Den
 /// The square that a pixel lies on, 0 or 1: squares of 8 by 8 pixels.
 constexpr int TileOf(int x, int y) { return (x ^ y) >> 3 & 1; }
 
-/// What a depth's pixels are laid on: the paper itself, opaque, and its density by which pixels
-/// darken as far as they let it through.
+// A paper is a row of memory of the image's depth, to be laid behind the image's rows.
+
+/// At 32 and 64 bits its pixels are opaque, and lie behind as those of a copy do.
 template <class Depth>
-struct Paper;
-
-template <>
-struct Paper<kxw::Depth32> {
-  explicit Paper(DWORD tile) : color(tile | 0xFF000000), density(~tile) {}
-  DWORD Under(DWORD p) const {
-    const DWORD alpha = kxw::Alpha(p), seen = 255 - alpha;
-    const auto channel = [seen](DWORD c, DWORD d) { return Less(c, kxw::Div255(d * seen)); };
-    const DWORD laid = kxw::MakeColor(channel(kxw::Red(p), kxw::Red(density)),
-                                      channel(kxw::Green(p), kxw::Green(density)),
-                                      channel(kxw::Blue(p), kxw::Blue(density)), 255);
-    return alpha == 0 ? color : laid;
-  }
-  DWORD color, density;
+struct Paper {
+  static typename Depth::Pixel Of(DWORD tile) { return Depth::From24(tile); }
+  static kxw::RowFunc Lay() { return kxw::FindRawBehindRow(Depth::kBits); }
 };
 
-template <>
-struct Paper<kxw::Depth64> {
-  explicit Paper(DWORD tile)
-      : color(kxw::WidenColor(tile | 0xFF000000)), density(~kxw::WidenColor(tile)) {}
-  u64 Under(u64 p) const {
-    const DWORD alpha = kxw::Alpha64(p), seen = 65535 - alpha;
-    const auto channel = [seen](DWORD c, DWORD d) { return Less(c, kxw::Div65535(d * seen)); };
-    const u64 laid = kxw::MakeColor64(channel(kxw::Red64(p), kxw::Red64(density)),
-                                      channel(kxw::Green64(p), kxw::Green64(density)),
-                                      channel(kxw::Blue64(p), kxw::Blue64(density)), 65535);
-    return alpha == 0 ? color : laid;
-  }
-  u64 color, density;
-};
-
+/// At 16 bits a pixel darkens by the luminance of the tile's complement, which truncates by itself
+/// and is not always the complement of the grey. The paper has it in the place of its alpha.
 template <>
 struct Paper<kxw::Depth16> {
-  // The density is the luminance of the complement, which truncates by itself: it is not always the
-  // complement of the grey.
-  explicit Paper(DWORD tile) : grey(kxw::LuminanceOf(tile)), density(kxw::LuminanceOf(~tile)) {}
-  kxw::Depth16::Pixel Under(kxw::Depth16::Pixel p) const {
-    const DWORD laid = Less<DWORD>(p.grey, kxw::Div255(density * (255u - p.alpha)));
-    return {255, static_cast<BYTE>(p.alpha == 0 ? grey : laid)};
+  using Pixel = kxw::Depth16::Pixel;
+
+  static Pixel Of(DWORD tile) {
+    return {static_cast<BYTE>(kxw::LuminanceOf(~tile)), static_cast<BYTE>(kxw::LuminanceOf(tile))};
   }
-  DWORD grey, density;
+  static kxw::RowFunc Lay() { return LayRow; }
+  static void LayRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
+    const kxw::RowReader<kxw::Depth16> over(to, toColumn, count), paper(from, fromColumn, count);
+    kxw::RowWriter<kxw::Depth16> target(to, toColumn, count);
+    for (int i = 0; i < count; ++i) {
+      const Pixel p = over[i], tile = paper[i];
+      const DWORD ink = kxw::Div255(tile.alpha * (255u - p.alpha));
+      target.Set(i, {255, p.alpha == 0 ? tile.grey : Less(p.grey, static_cast<BYTE>(ink))});
+    }
+  }
 };
 
 template <class Depth>
 void LayOnPaper(KXVOffscreen& image, const KXRect& rect, DWORD tile0, DWORD tile1,
                 bool includeEmpty) {
-  const Paper<Depth> papers[2] = {Paper<Depth>(tile0), Paper<Depth>(tile1)};
+  // That of the rows from 0 on, and that of those from 8 on.
+  alignas(8) BYTE papers[2][kxw::kRowBytes<Depth>];
+  for (int i = 0; i < 2; ++i) {
+    kxw::RowWriter<Depth> paper(papers[i], 0, kSize);
+    for (int x = 0; x < kSize; ++x) {
+      paper.Set(x, Paper<Depth>::Of(TileOf(x, 8 * i) ? tile1 : tile0));
+    }
+  }
+  const kxw::RowFunc lay = Paper<Depth>::Lay();
   KXVOffscreenAutoLock lock(&image, 1);
   KXBlockGetter blocks(&image, rect, 1);
   for (KXRect part; blocks.GetNextBlock(part);) {
     if (!includeEmpty && image.CheckAreaType(part.left, part.top) != kAreaContents) continue;
     kxw::ForEachRow(image, part, false, [&](BYTE* row, int column, int count, int y) {
-      const kxw::RowReader<Depth> pixels(row, column, count);
-      kxw::RowWriter<Depth> target(row, column, count);
-      for (int i = 0; i < count;) {
-        const Paper<Depth> paper = papers[TileOf(column + i, y)];
-        const int end = std::min(count, i + 8 - ((column + i) & 7));
-        for (; i < end; ++i) target.Set(i, paper.Under(pixels[i]));
-      }
+      lay(row, column, papers[TileOf(0, y)], column, count);
     });
   }
 }

@@ -6,27 +6,6 @@
 
 namespace {
 
-/// Brings a stretch of a source's row to a row of the destination.
-using RowFunc = void (*)(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count);
-
-template <class To, class From>
-constexpr RowFunc ReplaceFunc() {
-  if constexpr (To::kBits == From::kBits) {
-    return kxw::CopyRow<To>;
-  } else {
-    return kxw::ConvertRow<To, From>;
-  }
-}
-
-/// How rows go from a depth to a depth; null for a depth that is none.
-RowFunc FindRowFunc(int toBits, int fromBits, bool behind) {
-  return kxw::WithDepth(toBits, [=](auto toDepth) -> RowFunc {
-    using To = decltype(toDepth);
-    if (behind) return kxw::BehindRow<To>;
-    return kxw::WithDepth(fromBits, [](auto from) { return ReplaceFunc<To, decltype(from)>(); });
-  });
-}
-
 /// A copy between two different images.
 class AnyCopy {
  public:
@@ -41,9 +20,9 @@ class AnyCopy {
         clearColor_(clearColor) {}
 
   void Run() {
-    lay_ = FindRowFunc(dst_.GetBitCount(), src_.GetBitCount(), behind_ && sameDepth_);
+    lay_ = behind_ && sameDepth_ ? kxw::FindBehindRow(dst_.GetBitCount())
+                                 : kxw::FindCopyRow(dst_.GetBitCount(), src_.GetBitCount());
     if (!lay_) return;
-    if (behind_ && sameDepth_ && dst_.GetBitCount() == 24) return;  // all pixels are opaque
 
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);
     KXBlockGetter blocks(&src_, area_.source, 1);
@@ -65,7 +44,7 @@ class AnyCopy {
       kxw::CopyRun(dst_, src_, base, part, area_.dx, area_.dy);
       return;
     }
-    const RowFunc lay = lay_;
+    const kxw::RowFunc lay = lay_;
     kxw::ForEachRowPair(
         dst_, src_, base, part, area_.dx, area_.dy, replaces,
         [lay](BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count, int /*x*/,
@@ -91,7 +70,7 @@ class AnyCopy {
   const int clearMode_;
   const bool behind_, sameDepth_;
   const u64 clearColor_;
-  RowFunc lay_ = nullptr;
+  kxw::RowFunc lay_ = nullptr;
 };
 
 void CopyAny(KXVOffscreen& dst, int dstX, int dstY, int width, int height, KXVOffscreen* src,

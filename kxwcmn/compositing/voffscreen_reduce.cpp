@@ -3,6 +3,7 @@
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/platform/vectorize.h"
 
 // Reducing an image to greys, or by dither to black, white and nothing: the source's rows become
 // bytes first, and those the destination's pixels.
@@ -28,7 +29,7 @@ void ForEachSourceRow(KXVOffscreen& dst, KXVOffscreen& src, const kxw::CopyArea&
 using LuminanceFunc = void (*)(const BYTE* row, int column, int count, BYTE* luminances);
 
 template <class Depth>
-void ReadLuminances(const BYTE* row, int column, int count, BYTE* luminances) {
+KXW_WIDE_VECTORS void ReadLuminances(const BYTE* row, int column, int count, BYTE* luminances) {
   const kxw::RowReader<Depth> pixels(row, column, count);
   for (int i = 0; i < count; ++i) {
     luminances[i] = static_cast<BYTE>(kxw::LuminanceOf(Depth::To24(pixels[i])));
@@ -68,11 +69,18 @@ class Thresholds {
 using CodeFunc = void (*)(const BYTE* row, int column, int count, const BYTE* least, BYTE* codes);
 
 template <class Depth, bool kSorts>
-void DitherCodes(const BYTE* row, int column, int count, const BYTE* least, BYTE* codes) {
+KXW_WIDE_VECTORS void DitherCodes(const BYTE* row, int column, int count, const BYTE* least,
+                                  BYTE* codes) {
+  // Each in a loop of its own, for vectors of bytes.
+  BYTE alphas[kSize], densities[kSize];
   const kxw::RowReader<Depth> pixels(row, column, count);
   for (int i = 0; i < count; ++i) {
     const DWORD color = Depth::To16(pixels[i]);
-    const int drawn = kxw::Alpha(color) >= least[i], dark = 255 - kxw::Red(color) >= least[i];
+    alphas[i] = kxw::Alpha(color);
+    densities[i] = static_cast<BYTE>(255 - kxw::Red(color));
+  }
+  for (int i = 0; i < count; ++i) {
+    const int drawn = alphas[i] >= least[i], dark = densities[i] >= least[i];
     // Sorted, only what is drawn can be dark.
     codes[i] = static_cast<BYTE>(drawn << 1 | (kSorts ? drawn & dark : dark));
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/pixelmath_internal.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 
@@ -45,9 +46,14 @@ constexpr u64 Color64Behind(u64 d, u64 s) {
       Behind16::Channel(Blue64(d), Blue64(s), seen), Behind16::Alpha(Alpha64(d), Alpha64(s)));
 }
 
-/// Lays a stretch of `from` behind `to`; both rows have one depth. There is nothing to do at 24
-/// bits, where every destination is opaque.
-template <class Depth>
-void BehindRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count);
+/// How a row is laid behind another of its depth; null at 24 bits, where every destination is
+/// opaque and there is nothing to do, and for a depth that is none.
+RowFunc FindBehindRow(int bits);
+
+/// The form for a source that stands exactly over the destination, at 8, 32 and 64 bits; null at
+/// every other depth. It differs in what nothing is: a density of 0 is laid too, and darkens what
+/// is there by one step; an opaque pixel takes the place of a transparent one, whose colour then
+/// counts for nothing.
+RowFunc FindRawBehindRow(int bits);
 
 }  // namespace kxw

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <type_traits>
 
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/platform/types.h"
@@ -123,16 +124,23 @@ class RowWriter<Depth, true> {
     const int first = ByteOfColumn<Depth>(column_);
     const int end = ByteOfColumn<Depth>(column_ + count_ + kPixels - 1);
     const BYTE* from = pixels_;
-    for (int at = first; at < end; ++at, from += kPixels) {
-      int byte = 0;
-      for (int i = 0; i < kPixels; ++i) byte = byte << Depth::kBits | from[i];
-      packed[at] = static_cast<BYTE>(byte);
-    }
+    for (int at = first; at < end; ++at, from += kPixels) packed[at] = Pack(from);
     CopyBits(row_, packed, column_ * Depth::kBits, (column_ + count_) * Depth::kBits);
   }
 
  private:
   static constexpr int kPixels = 8 / Depth::kBits;
+
+  /// A byte of pixels. The product has their sum, each pixel at its place, in its highest byte.
+  static BYTE Pack(const BYTE* pixels) {
+    std::conditional_t<Depth::kBits == 1, u64, DWORD> spread;
+    static_assert(sizeof spread == kPixels);
+    std::memcpy(&spread, pixels, sizeof spread);
+    constexpr auto kPlaces =
+        static_cast<decltype(spread)>(Depth::kBits == 1 ? 0x8040201008040201 : 0x40100401);
+    return static_cast<BYTE>(spread * kPlaces >> 8 * (kPixels - 1));
+  }
+
   BYTE* row_;
   int column_, count_;
   // Those around the stretch are packed with it and not stored.
@@ -177,24 +185,11 @@ inline void CopyRow<Depth2>(BYTE* to, int toColumn, const BYTE* from, int fromCo
   CopyBits(to, shifted.Bytes(), 2 * toColumn, 2 * (toColumn + count));
 }
 
-/// A pixel of the depth `From` as the depth `To` stores it.
-template <class To, class From>
-struct Conversion {
-  static typename To::Pixel Of(typename From::Pixel p) { return To::From32(From::To32(p)); }
-};
-/// A density becomes a grey. Through 32 bits it would lose its alpha and come out black.
-template <>
-struct Conversion<Depth24, Depth8> {
-  static Depth24::Pixel Of(Depth8::Pixel p) { return Depth24::From24(Depth8::To24(p)); }
-};
+/// Brings a stretch of a source's row to a row of the destination.
+using RowFunc = void (*)(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count);
 
-/// Converts a stretch pixel by pixel.
-template <class To, class From>
-void ConvertRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
-  const RowReader<From> source(from, fromColumn, count);
-  RowWriter<To> target(to, toColumn, count);
-  for (int i = 0; i < count; ++i) target.Set(i, Conversion<To, From>::Of(source[i]));
-  target.Finish();
-}
+/// How rows are copied between two depths; null for a depth that is none. Unequal depths go through
+/// 32 bits, except that densities become greys at 24.
+RowFunc FindCopyRow(int toBits, int fromBits);
 
 }  // namespace kxw
