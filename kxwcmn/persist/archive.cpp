@@ -16,6 +16,9 @@ constexpr UINT kMaxPosition = std::numeric_limits<UINT>::max();
 /// Sections are copied in pieces, so that a false length takes no memory.
 constexpr UINT kCopyPiece = 0x40000;
 
+/// What is worth a write of its own rather than a copy.
+constexpr UINT kLargeWrite = 0x4000;
+
 }  // namespace
 
 // --- State ---------------------------------------------------------------------------------------
@@ -77,6 +80,10 @@ void KXArchive::Write(const void* data, UINT size) {
     return;
   }
   if (size > kMaxPosition - position_) kxThrowError(kxw::kErrorFileTooLarge);
+  WriteThrough(data, size);
+}
+
+void KXArchive::WriteThrough(const void* data, UINT size) {
   position_ += WriteSelf(data, size);
   length_ = std::max(length_, position_);
 }
@@ -95,6 +102,16 @@ void KXArchive::WriteCache(const void* data, UINT size) {
   if (cacheSize_ == 0) kxThrowError(kxw::kFailureBadArgument);
   if (size > kMaxPosition - position_ - cachePosition_) kxThrowError(kxw::kErrorFileTooLarge);
   const auto* from = static_cast<const BYTE*>(data);
+  // Of a large write the part that would fill the cache goes past it: the medium has the same bytes
+  // after either way.
+  const u64 end = u64{cachePosition_} + size, full = (end - 1) / cacheSize_ * cacheSize_;
+  if (full >= u64{cachePosition_} + kLargeWrite) {
+    const UINT part = static_cast<UINT>(full - cachePosition_);
+    DoFlush();
+    WriteThrough(from, part);
+    from += part;
+    size -= part;
+  }
   while (size > 0) {
     // A full cache is written only when another byte comes.
     if (cachePosition_ == cacheSize_) DoFlush();
@@ -150,8 +167,7 @@ void KXArchive::LoadCache() {
 void KXArchive::DoFlush() {
   if (!cacheEnabled_) return;
   if (cacheState_ == kCachePending && cacheFill_ != 0) {
-    position_ += WriteSelf(static_cast<const BYTE*>(cache_), cacheFill_);
-    length_ = std::max(length_, position_);
+    WriteThrough(cache_, cacheFill_);
   }
   ClearCache();
 }

@@ -187,6 +187,7 @@ class KX_EXPORT KXArchive {
   /// What the cache holds.
   enum CacheState : int { kCacheEmpty = 0, kCacheRead = 1, kCachePending = 2 };
 
+  void WriteThrough(const void* data, UINT size);
   template <class Bits>
   void Put(Bits bits);
   template <class Bits>

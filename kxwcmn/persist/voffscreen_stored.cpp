@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <optional>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/memory/virtualmemory.h"
@@ -9,7 +10,6 @@
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/persist/archive.h"
 #include "kxwcmn/persist/streams_internal.h"
-#include "kxwcmn/persist/zlib.h"
 #include "kxwcmn/persist/zlib_internal.h"
 #include "kxwcmn/platform/error.h"
 
@@ -75,32 +75,34 @@ void WriteExtent(KXArchive& ar, const Extent& extent) {
   ar.EndSection();
 }
 
-/// The memory that compression carries from block to block.
-struct Buffers {
-  explicit Buffers(DWORD bytes) : output(kxw::AllocateBlock(bytes).release()), outputSize(bytes) {
-    try {
-      work = kxw::AllocateBlock(bytes);
-    } catch (...) {
-      qmFreePtr(output);
-      throw;
-    }
+/// What compression carries from block to block.
+class BlockPacker {
+ public:
+  BlockPacker(int level, DWORD bytes)
+      : deflater_(level),
+        bytes_(bytes),
+        work_(kxw::AllocateBlock(bytes, kxw::kAllocUninitialized)) {
+    output_.Reserve(bytes, false);
   }
-  ~Buffers() { qmFreePtr(output); }
-  Buffers(const Buffers&) = delete;
-  Buffers& operator=(const Buffers&) = delete;
 
-  BYTE* output;
-  DWORD outputSize;
-  kxw::PtrBlock work;
+  void Write(KXArchive& ar, BYTE* block) {
+    const DWORD stored =
+        deflater_.Run(block, bytes_, ar.ModeChk(8) != 0, work_.get(), bytes_, output_);
+    ar.Write(output_.Get(), stored);
+  }
+
+ private:
+  kxw::Deflater deflater_;
+  DWORD bytes_;
+  kxw::PtrBlock work_;
+  kxw::PointerOutput output_{nullptr, 0};
 };
 
 void WriteBlocks(KXArchive& ar, KXVOffscreen& image, const KXRect& extent, int level) {
   const DWORD bytes = BlockBytes(image);
   KXVOffscreenAutoLock lock(&image, 0);
-  std::unique_ptr<Buffers> buffers;
-  if (level != 0) buffers = std::make_unique<Buffers>(bytes);
-  KXZLib zlib;
-  zlib.SetCompressionLevel(level);
+  std::optional<BlockPacker> packer;
+  if (level != 0) packer.emplace(level, bytes);
 
   ar.BeginSection();
   KXBlockGetter cells(&image, extent, 0);
@@ -111,9 +113,8 @@ void WriteBlocks(KXArchive& ar, KXVOffscreen& image, const KXRect& extent, int l
     if (!isPresent) continue;
     BYTE* block = EnterBlock(image, part);
     ar << bytes;
-    if (buffers) {
-      zlib.Compress(ar, block, bytes, buffers->output, buffers->outputSize, buffers->work.get(),
-                    bytes);
+    if (packer) {
+      packer->Write(ar, block);
     } else {
       ar.Write(block, bytes);
     }
@@ -225,7 +226,7 @@ Conversion ConversionOf(int bitCount, BYTE pixelOrder) {
 void ReadBlocks(KXArchive& ar, Section& outer, KXVOffscreen& image, const Header& header) {
   const Extent extent = ReadExtent(ar, outer);
   int firstColumn, lastColumn, firstRow, lastRow;
-  if (image.GetBlockAreaIndex(extent.rect, firstColumn, lastColumn, firstRow, lastRow) !=
+  if (image.GetBlockAreaIndex(extent.rect, firstColumn, lastColumn, firstRow, lastRow) <
       header.blockCount) {
     kxThrowError(kxw::kFailureBadFormat);
   }
@@ -242,7 +243,9 @@ void ReadBlocks(KXArchive& ar, Section& outer, KXVOffscreen& image, const Header
   section.Need(static_cast<UINT>(header.blockCount));  // an entry has a byte at least
   KXVOffscreenAutoLock lock(&image, 1);
   KXBlockGetter cells(&image, extent.rect, 0);
-  for (KXRect part; cells.GetNextBlock(part);) {
+  KXRect part;
+  // There may be fewer entries than cells: the last cells are empty then.
+  for (int left = header.blockCount; left > 0 && cells.GetNextBlock(part); --left) {
     if (!section.Get<BYTE>()) continue;
     if (section.Get<DWORD>() != bytes) kxThrowError(kxw::kFailureBadFormat);
     if (extent.isCompressed) {

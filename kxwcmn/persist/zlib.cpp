@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/persist/adler_internal.h"
 #include "kxwcmn/persist/archive.h"
 #include "kxwcmn/persist/streams_internal.h"
 #include "kxwcmn/persist/zlib_internal.h"
@@ -19,61 +20,25 @@ using kxw::PtrBlock;
 
 constexpr DWORD kDefaultWork = 0x40000;
 constexpr DWORD kLengthBytes = 4;
+constexpr DWORD kHeaderBytes = 2;
+constexpr DWORD kChecksumBytes = 4;
 constexpr DWORD kHandleSpare = 0x100;  // what a handle has to have free beside its contents
 
 [[noreturn]] void RaiseZlib() { kxThrowError(kxw::kErrorNotEnoughMemory); }
 
-void PutLength(BYTE* at, DWORD length, bool bigEndian) {
+void Put(BYTE* at, DWORD value, bool bigEndian) {
   for (int i = 0; i < 4; ++i) {
-    at[i] = static_cast<BYTE>(length >> (bigEndian ? 24 - 8 * i : 8 * i));
+    at[i] = static_cast<BYTE>(value >> (bigEndian ? 24 - 8 * i : 8 * i));
   }
 }
 
-DWORD GetLength(const BYTE* at, bool bigEndian) {
-  DWORD length = 0;
-  for (int i = 0; i < 4; ++i) length |= DWORD{at[i]} << (bigEndian ? 24 - 8 * i : 8 * i);
-  return length;
+DWORD Get(const BYTE* at, bool bigEndian) {
+  DWORD value = 0;
+  for (int i = 0; i < 4; ++i) value |= DWORD{at[i]} << (bigEndian ? 24 - 8 * i : 8 * i);
+  return value;
 }
 
-/// Where the compressed bytes go. The first four are left for the length.
-class Output {
- public:
-  virtual ~Output() = default;
-  virtual BYTE* Get() = 0;
-  /// Makes room for `size` bytes; more of them come unless it is the `last` time.
-  virtual void Reserve(DWORD size, bool last) = 0;
-};
-
-/// A block of which the caller may own the first one: that is left alone, for nobody knows yet
-/// whether the call succeeds.
-class PointerOutput : public Output {
- public:
-  PointerOutput(BYTE* buffer, DWORD capacity) : given_(buffer), capacity_(capacity) {}
-
-  BYTE* Get() override { return own_ ? own_.get() : given_; }
-  void Reserve(DWORD size, bool) override {
-    if (size <= capacity_ && Get()) return;
-    const bool isFirst = !own_;
-    kxw::ResizeBlock(own_, size, kxw::kAllocUninitialized);
-    if (isFirst && given_) std::memcpy(own_.get(), given_, std::min(capacity_, size));
-    capacity_ = size;
-  }
-
-  DWORD GetCapacity() const { return capacity_; }
-  /// The block, the caller's from here on; what it replaces is freed.
-  BYTE* Take() {
-    if (!own_) return given_;
-    qmFreePtr(given_);
-    return own_.release();
-  }
-
- private:
-  BYTE* given_;
-  PtrBlock own_;
-  DWORD capacity_;
-};
-
-class HandleOutput : public Output {
+class HandleOutput : public kxw::Output {
  public:
   HandleOutput() { Resize(kDefaultWork); }
   ~HandleOutput() override { qmFree(handle_); }
@@ -109,51 +74,15 @@ class HandleOutput : public Output {
   DWORD capacity_ = 0;
 };
 
-/// A deflate stream for a scope.
-class Deflater {
- public:
-  explicit Deflater(int level) {
-    if (deflateInit(&stream_, level) != Z_OK) RaiseZlib();
-  }
-  ~Deflater() { deflateEnd(&stream_); }
-  Deflater(const Deflater&) = delete;
-  Deflater& operator=(const Deflater&) = delete;
-
-  /// Compresses through the work memory and returns the size of the stored form in `output`, whose
-  /// length is still to be put in.
-  DWORD Run(BYTE* data, DWORD size, BYTE* work, DWORD workSize, Output& output) {
-    stream_.next_in = data;
-    DWORD consumed = 0, stored = kLengthBytes;
-    int flush = Z_NO_FLUSH;
-    stream_.next_out = work;
-    stream_.avail_out = workSize;
-    for (;;) {
-      if (stream_.avail_in == 0 && flush != Z_FINISH) {
-        const bool isLast = u64{consumed} + workSize > size;
-        stream_.avail_in = isLast ? size - consumed : workSize;
-        consumed += stream_.avail_in;
-        if (isLast) flush = Z_FINISH;
-      }
-      const int result = deflate(&stream_, flush);
-      const bool isEnd = result == Z_STREAM_END;
-      if (!isEnd && result != Z_OK) RaiseZlib();
-      if (!isEnd && stream_.avail_out != 0) continue;
-      const DWORD made = workSize - stream_.avail_out;
-      if (made > 0) {
-        if (made > std::numeric_limits<DWORD>::max() - stored) RaiseZlib();
-        output.Reserve(stored + made, isEnd);
-        std::memcpy(output.Get() + stored, work, made);
-        stored += made;
-      }
-      if (isEnd) return stored;
-      stream_.next_out = work;
-      stream_.avail_out = workSize;
-    }
-  }
-
- private:
-  z_stream stream_ = {};
-};
+/// The head of a zlib stream: its window of 32 KiB, and how hard the level tries.
+WORD HeaderOf(int level) {
+  const int effort = level == Z_DEFAULT_COMPRESSION || level == 6 ? 2
+                     : level < 2                                  ? 0
+                     : level < 6                                  ? 1
+                                                                  : 3;
+  const int header = 0x7800 | effort << 6;
+  return static_cast<WORD>(header + 31 - header % 31);
+}
 
 /// Lends a caller's block to one who may replace it.
 class Borrowed {
@@ -172,20 +101,84 @@ class Borrowed {
 
 }  // namespace
 
+kxw::Deflater::Deflater(int level) : header_(HeaderOf(level)) {
+  // Without zlib's head and checksum, which are ours to write.
+  constexpr int kPlainWindow = -MAX_WBITS, kMemory = 8;
+  if (deflateInit2(&stream_, level, Z_DEFLATED, kPlainWindow, kMemory, Z_DEFAULT_STRATEGY) !=
+      Z_OK) {
+    RaiseZlib();
+  }
+}
+
+kxw::Deflater::~Deflater() { deflateEnd(&stream_); }
+
+DWORD kxw::Deflater::Run(BYTE* data, DWORD size, bool bigEndian, BYTE* work, DWORD workSize,
+                         Output& output) {
+  if (stream_.total_out != 0 && deflateReset(&stream_) != Z_OK) RaiseZlib();
+  stream_.next_in = data;
+  stream_.avail_in = 0;
+  DWORD consumed = 0, stored = kLengthBytes + kHeaderBytes;
+  int flush = Z_NO_FLUSH;
+  for (bool isEnd = false; !isEnd;) {
+    stream_.next_out = work;
+    stream_.avail_out = workSize;
+    while (!isEnd && stream_.avail_out != 0) {
+      if (stream_.avail_in == 0 && flush != Z_FINISH) {
+        const bool isLast = u64{consumed} + workSize > size;
+        stream_.avail_in = isLast ? size - consumed : workSize;
+        consumed += stream_.avail_in;
+        if (isLast) flush = Z_FINISH;
+      }
+      const int result = deflate(&stream_, flush);
+      isEnd = result == Z_STREAM_END;
+      if (!isEnd && result != Z_OK) RaiseZlib();
+    }
+    const DWORD made = workSize - stream_.avail_out;
+    const DWORD rest = isEnd ? kChecksumBytes : 0;
+    if (made > std::numeric_limits<DWORD>::max() - kChecksumBytes - stored) RaiseZlib();
+    output.Reserve(stored + made + rest, isEnd);
+    std::memcpy(output.Get() + stored, work, made);
+    stored += made;
+  }
+  BYTE* const form = output.Get();
+  Put(form + stored, Adler32(data, size), true);
+  stored += kChecksumBytes;
+  Put(form, stored - kLengthBytes, bigEndian);
+  form[kLengthBytes] = static_cast<BYTE>(header_ >> 8);
+  form[kLengthBytes + 1] = static_cast<BYTE>(header_);
+  return stored;
+}
+
 DWORD kxw::Inflate(const BYTE* source, DWORD sourceSize, BYTE* dest, DWORD destSize) {
   BYTE none = 0;  // zlib takes no null, also where there is nothing to write or read
   z_stream stream = {};
   if (inflateInit(&stream) != Z_OK) RaiseZlib();
+  inflateValidate(&stream, 0);  // the checksum is compared below
   stream.next_in = const_cast<BYTE*>(source ? source : &none);
   stream.avail_in = source ? sourceSize : 0;
   stream.next_out = dest ? dest : &none;
   stream.avail_out = dest ? destSize : 0;
   // All of the input and all of the room at once, so one call decides.
   const int result = inflate(&stream, Z_FINISH);
+  const BYTE* const end = stream.next_in;
   const auto made = static_cast<DWORD>(stream.total_out);
   inflateEnd(&stream);
-  if (result != Z_STREAM_END) RaiseZlib();
+  if (result != Z_STREAM_END || Get(end - kChecksumBytes, true) != Adler32(dest, made)) RaiseZlib();
   return made;
+}
+
+void kxw::PointerOutput::Reserve(DWORD size, bool) {
+  if (size <= capacity_ && Get()) return;
+  const bool isFirst = !own_;
+  ResizeBlock(own_, size, kAllocUninitialized);
+  if (isFirst && given_) std::memcpy(own_.get(), given_, std::min(capacity_, size));
+  capacity_ = size;
+}
+
+BYTE* kxw::PointerOutput::Take() {
+  if (!own_) return given_;
+  qmFreePtr(given_);
+  return own_.release();
 }
 
 DWORD kxw::InflateFrom(KXArchive& ar, BYTE* dest, DWORD destSize, PtrBlock& block,
@@ -203,19 +196,19 @@ void* KXZLib::InternalCompress(void* data, DWORD size, DWORD* resultSize, int as
                                DWORD workSize) {
   if (!data && size > 0) kxThrowError(kxw::kFailureBadArgument);
   if (workSize == 0) workSize = kDefaultWork;
-  Deflater deflater(level_);
+  kxw::Deflater deflater(level_);
   PtrBlock ownWork;
   if (!work) {
     ownWork = kxw::AllocateBlock(workSize, kxw::kAllocUninitialized);
     work = ownWork.get();
   }
-  const auto run = [&](Output& output) {
-    const DWORD stored = deflater.Run(static_cast<BYTE*>(data), size, work, workSize, output);
-    PutLength(output.Get(), stored - kLengthBytes, bigEndian != 0);
+  const auto run = [&](kxw::Output& output) {
+    const DWORD stored =
+        deflater.Run(static_cast<BYTE*>(data), size, bigEndian != 0, work, workSize, output);
     if (resultSize) *resultSize = stored;
   };
   if (asPointer || buffer) {
-    PointerOutput output(buffer, buffer && bufferSize ? *bufferSize : 0);
+    kxw::PointerOutput output(buffer, buffer && bufferSize ? *bufferSize : 0);
     run(output);
     if (bufferSize) *bufferSize = output.GetCapacity();
     return output.Take();
@@ -273,6 +266,5 @@ void KXZLib::Decompress(KXArchive& ar, void* dest, DWORD destSize, BYTE*& buffer
 void KXZLib::Decompress(void* source, void* dest, DWORD destSize, int bigEndian) {
   if (!source) kxThrowError(kxw::kFailureBadArgument);
   auto* from = static_cast<BYTE*>(source);
-  InternalDecompress(from + kLengthBytes, dest, GetLength(from, bigEndian != 0), destSize, nullptr,
-                     0);
+  InternalDecompress(from + kLengthBytes, dest, Get(from, bigEndian != 0), destSize, nullptr, 0);
 }

@@ -1,11 +1,59 @@
 #pragma once
 
+#include <zlib.h>
+
 #include "kxwcmn/persist/streams_internal.h"
 #include "kxwcmn/platform/types.h"
 
 class KXArchive;
 
 namespace kxw {
+
+/// Where a stored form is put together.
+class Output {
+ public:
+  virtual ~Output() = default;
+  virtual BYTE* Get() = 0;
+  /// Makes room for `size` bytes; more of them come unless it is the `last` time.
+  virtual void Reserve(DWORD size, bool last) = 0;
+};
+
+/// A block of which the caller may own the first one: that is left alone, for nobody knows yet
+/// whether the call succeeds.
+class PointerOutput : public Output {
+ public:
+  PointerOutput(BYTE* buffer, DWORD capacity) : given_(buffer), capacity_(capacity) {}
+
+  BYTE* Get() override { return own_ ? own_.get() : given_; }
+  void Reserve(DWORD size, bool last) override;
+
+  DWORD GetCapacity() const { return capacity_; }
+  /// The block, the caller's from here on; what it replaces is freed.
+  BYTE* Take();
+
+ private:
+  BYTE* given_;
+  PtrBlock own_;
+  DWORD capacity_;
+};
+
+/// Makes stored forms of buffers, one after the other, with one set of zlib's tables.
+class Deflater {
+ public:
+  /// Raises 8 if zlib does not know the level.
+  explicit Deflater(int level);
+  ~Deflater();
+  Deflater(const Deflater&) = delete;
+  Deflater& operator=(const Deflater&) = delete;
+
+  /// Compresses through the work memory, of one byte at least, and returns the size of the stored
+  /// form. Raises 8 if it would pass 4 GiB.
+  DWORD Run(BYTE* data, DWORD size, bool bigEndian, BYTE* work, DWORD workSize, Output& output);
+
+ private:
+  z_stream stream_ = {};
+  WORD header_;
+};
 
 /// Inflates the zlib stream at `source` and returns the bytes that it gave, at most `destSize`.
 /// Raises 8 for a stream that is damaged, cut off, or gives more.

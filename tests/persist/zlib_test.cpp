@@ -20,7 +20,7 @@ using Bytes = std::vector<BYTE>;
 Bytes Noise(std::size_t size, int values) {
   Random random(static_cast<unsigned>(size));
   Bytes bytes(size);
-  for (BYTE& byte : bytes) byte = static_cast<BYTE>(random.Int(0, values - 1));
+  for (BYTE& byte : bytes) byte = static_cast<BYTE>(256 - random.Int(1, values));
   return bytes;
 }
 
@@ -51,7 +51,7 @@ TEST(ZLib, EveryFormGivesOneStream) {
   for (std::size_t size : {0u, 1u, 63u, 64u, 65u, 3000u, 0x40000u, 600000u}) {
     for (int values : {1, 3, 256}) {
       for (int level : {-1, 1, 9}) {
-        if (size > 3000 && (values < 256 || level != 1)) continue;  // for time
+        if (size > 3000 && (values == 3 || level != 1)) continue;  // for time
         SCOPED_TRACE(testing::Message() << size << ' ' << values << ' ' << level);
         Bytes data = Noise(size, values), work(64), plain(compressBound(size));
         const auto bytes = static_cast<DWORD>(size);
