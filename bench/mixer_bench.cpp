@@ -97,11 +97,27 @@ ImagePtr ImageOf(int bits, const Pixels& pixels) {
   return image;
 }
 
+/// A picture that a mixer lays over another.
+struct Layers {
+  Layers(KXPixelMixer& node, int bits, const Pixels& over, const Pixels& under)
+      : dst(ImageOf(bits, under)), src(ImageOf(bits, over)) {
+    mixer.SetDstOffscreen(dst.get());
+    mixer.SetNode(&node);
+    mixer.SetColor(KXComplexColor(64, u64{0x8000000000000000}));
+    mixer.SetSrcOffscreen(src.get(), {0, 0});
+  }
+  void Lay(KXVOffPixelMask* mask = nullptr, BYTE* pattern = nullptr) {
+    KXVOffscreenAutoLock lock(dst.get(), 1), lockSrc(src.get(), 0);
+    dst->RectFill(dst->GetRect(), &mixer, mask, nullptr, pattern);
+  }
+  ImagePtr dst, src;
+  KXVOffPixelMixer mixer;
+};
+
 /// Lays the whole picture.
 void Lay(State& state, KXPixelMixer& node, int bits, const Pixels& over, const Pixels& under,
          bool isMasked = false, BYTE* pattern = nullptr) {
-  ImagePtr dst = ImageOf(bits, under), src = ImageOf(bits == 8 ? 8 : 32, over);
-  if (bits == 64) src = ImageOf(64, over);
+  Layers layers(node, bits, over, under);
   ImagePtr line(KXVOffscreen::CreateOffscreen(8));
   KXVOffPixelMask mask;
   if (isMasked) {
@@ -112,15 +128,8 @@ void Lay(State& state, KXPixelMixer& node, int bits, const Pixels& over, const P
     info.color = 0xFF000000;
     mask.SetMaskInfo(0, info);
   }
-  KXVOffPixelMixer mixer;
-  mixer.SetDstOffscreen(dst.get());
-  mixer.SetNode(&node);
-  mixer.SetColor(KXComplexColor(64, u64{0x8000000000000000}));
-  mixer.SetSrcOffscreen(src.get(), {0, 0});
-  KXVOffscreenAutoLock lock(dst.get(), 1), lockSrc(src.get(), 0), lockLine(line.get(), 0);
-  for (auto _ : state) {
-    dst->RectFill(dst->GetRect(), &mixer, isMasked ? &mask : nullptr, nullptr, pattern);
-  }
+  KXVOffscreenAutoLock lock(line.get(), 0);
+  for (auto _ : state) layers.Lay(isMasked ? &mask : nullptr, pattern);
   state.SetItemsProcessed(state.iterations() * kSide * kSide);
 }
 
@@ -150,17 +159,44 @@ void PixmanOver(State& state, Pixels over, Pixels under) {
 // --- Plain loops: what a user would write over two arrays
 // -----------------------------------------
 
-template <class Pixel, class Rule>
+template <class Pixel>
+std::vector<Pixel> Flat(KXVOffscreen& image) {
+  std::vector<Pixel> pixels(std::size_t{kSide} * kSide);
+  KXVOffscreenAutoLock lock(&image, 0);
+  for (std::size_t i = 0; i < pixels.size(); i += 256) {
+    image.MoveCursor(int(i % kSide), int(i / kSide));
+    std::memcpy(&pixels[i], image.GetCurrentAddress(), 256 * sizeof(Pixel));
+  }
+  return pixels;
+}
+
+template <class Mixer, class Pixel, class Rule>
 void Loop(State& state, Rule rule) {
-  std::vector<Pixel> dst(std::size_t{kSide} * kSide), src(dst.size());
-  std::mt19937_64 random(5);
-  for (Pixel& p : dst) p = static_cast<Pixel>(random());
-  for (Pixel& p : src) p = static_cast<Pixel>(random());
-  for (auto _ : state) {
+  Mixer node;
+  Layers layers(node, 8 * sizeof(Pixel), Noise(1, false), Noise(2, false));
+  std::vector<Pixel> dst = Flat<Pixel>(*layers.dst);
+  const std::vector<Pixel> src = Flat<Pixel>(*layers.src);
+  const auto lay = [&] {
     for (std::size_t i = 0; i < dst.size(); ++i) dst[i] = rule(dst[i], src[i]);
     benchmark::ClobberMemory();
-  }
+  };
+  lay();
+  layers.Lay();
+  if (dst != Flat<Pixel>(*layers.dst)) state.SkipWithError("the mixer lays something else");
+  for (auto _ : state) lay();
   state.SetItemsProcessed(state.iterations() * kSide * kSide);
+}
+
+/// Adds a mixer over noise beside the loop that does the same.
+template <class Mixer, class Pixel, class Rule>
+void AddBesideLoop(const char* name, Rule rule) {
+  kxw::bench::Add(
+      name, 1,
+      [](State& s) {
+        Mixer node;
+        Lay(s, node, 8 * sizeof(Pixel), Noise(1, false), Noise(2, false));
+      },
+      "plain loop", [rule](State& s) { Loop<Mixer, Pixel>(s, rule); });
 }
 
 DWORD WeightCopy(DWORD p, DWORD c) {
@@ -233,57 +269,16 @@ const bool kAdded = [] {
       },
       "without", plain);
 
-  Add(
-      "replace, 32 bits", 1,
-      [](State& s) {
-        KXPixelMixer node;
-        Lay(s, node, 32, Noise(1, false), Noise(2, false));
-      },
-      "plain loop", [](State& s) { Loop<DWORD>(s, [](DWORD, DWORD c) { return c; }); });
-  Add(
-      "weight copy, 32 bits", 1,
-      [](State& s) {
-        KXPixelMixerWeightCopy node;
-        Lay(s, node, 32, Noise(1, false), Noise(2, false));
-      },
-      "plain loop", [](State& s) { Loop<DWORD>(s, WeightCopy); });
-  Add(
-      "comp dark, 32 bits", 1,
-      [](State& s) {
-        KXPixelMixerCompDark node;
-        Lay(s, node, 32, Noise(1, false), Noise(2, false));
-      },
-      "plain loop",
-      [](State& s) { Loop<DWORD>(s, [](DWORD p, DWORD c) { return p >> 24 < c >> 24 ? c : p; }); });
-  Add(
-      "add, 8 bits", 1,
-      [](State& s) {
-        KXPixelMixerAdd node;
-        Lay(s, node, 8, Noise(1, false), Noise(2, false));
-      },
-      "plain loop",
-      [](State& s) {
-        Loop<BYTE>(s, [](BYTE p, BYTE c) { return static_cast<BYTE>(std::min(p + c, 255)); });
-      });
-  Add(
-      "alpha copy, 32 bits", 1,
-      [](State& s) {
-        KXPixelMixerAlphaCopy node;
-        Lay(s, node, 32, Noise(1, false), Noise(2, false));
-      },
-      "plain loop",
-      [](State& s) {
-        Loop<DWORD>(s, [](DWORD p, DWORD c) {
-          return (p & 0xFFFFFF) | (c >> 16 & 255) * (c >> 24) / 255 << 24;
-        });
-      });
-  Add(
-      "blend, 64 bits", 1,
-      [](State& s) {
-        KXPixelMixerBlend node;
-        Lay(s, node, 64, Noise(1, false), Noise(2, false));
-      },
-      "plain loop", [](State& s) { Loop<u64>(s, Blend64); });
+  AddBesideLoop<KXPixelMixer, DWORD>("replace, 32 bits", [](DWORD, DWORD c) { return c; });
+  AddBesideLoop<KXPixelMixerWeightCopy, DWORD>("weight copy, 32 bits", WeightCopy);
+  AddBesideLoop<KXPixelMixerCompDark, DWORD>(
+      "comp dark, 32 bits", [](DWORD p, DWORD c) { return p >> 24 < c >> 24 ? c : p; });
+  AddBesideLoop<KXPixelMixerAdd, BYTE>(
+      "add, 8 bits", [](BYTE p, BYTE c) { return static_cast<BYTE>(std::min(p + c, 255)); });
+  AddBesideLoop<KXPixelMixerAlphaCopy, DWORD>("alpha copy, 32 bits", [](DWORD p, DWORD c) {
+    return (p & 0xFFFFFF) | (c >> 16 & 255) * (c >> 24) / 255 << 24;
+  });
+  AddBesideLoop<KXPixelMixerBlend, u64>("blend, 64 bits", Blend64);
   return true;
 }();
 

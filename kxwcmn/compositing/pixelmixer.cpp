@@ -40,15 +40,15 @@ void Mix64(KXVOffscreen* offscreen, u64 color, WORD weight) {
 template <class Rule>
 void Mask8(KXVOffscreen* offscreen, DWORD color, BYTE weight) {
   if (!offscreen) return;
-  BYTE mask = offscreen->Get8BitMask();
-  if (Rule::Mask8(mask, color, weight)) offscreen->Set8BitMask(mask);
+  DWORD mask = offscreen->Get8BitMask();
+  if (Rule::Mask8(mask, color, weight)) offscreen->Set8BitMask(static_cast<BYTE>(mask));
 }
 
 template <class Rule>
 void Mask16(KXVOffscreen* offscreen, u64 color, WORD weight) {
   if (!offscreen) return;
-  WORD mask = static_cast<WORD>(offscreen->Get16BitMask());
-  if (Rule::Mask16(mask, color, weight)) offscreen->Set16BitMask(mask);
+  DWORD mask = static_cast<WORD>(offscreen->Get16BitMask());
+  if (Rule::Mask16(mask, color, weight)) offscreen->Set16BitMask(static_cast<WORD>(mask));
 }
 
 }  // namespace
