@@ -1,6 +1,7 @@
 #include "kxwcmn/drawing/polygonscan_internal.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <new>
 
@@ -8,6 +9,32 @@
 #include "kxwcmn/platform/error.h"
 
 namespace kxw {
+
+// While the sum stays between two powers of two its last place stands for the same, and each
+// addition adds the same: the addend, rounded to that place. Only one that ends on half of it is
+// rounded up or down, to what is even; after one such sum the next ones are even, too. So from the
+// second addition between two powers on, the step is known, and all but the last ones before the
+// power are one product: of two whole numbers of last places, and so exact.
+double AddRepeatedly(double sum, double addend, i64 times) {
+  for (; times > 0; --times) {
+    const double before = sum;
+    sum += addend;
+    const double step = sum + addend - sum;
+    if (step == 0) break;
+    const double power = std::exp2(std::ilogb(sum));
+    const bool settled = std::ilogb(before) == std::ilogb(sum) && (before < 0) == (sum < 0);
+    if (!settled) continue;
+    const double size = std::abs(sum);
+    const double room = (step < 0) == (sum < 0) ? 2 * power - size : size - power;
+    constexpr double kMargin = 3;  // steps that could meet the power
+    const double steps =
+        std::min(std::floor(room / std::abs(step)) - kMargin, static_cast<double>(times - 1));
+    if (steps < 1) continue;
+    sum += steps * step;
+    times -= static_cast<i64>(steps);
+  }
+  return sum;
+}
 
 PolygonScan::PolygonScan(const KXPoint* points, int count, bool breaks) {
   if (!points || count < 1) return;
@@ -32,18 +59,6 @@ PolygonScan::PolygonScan(const KXPoint* points, int count, bool breaks) {
             [](const Edge& a, const Edge& b) { return a.top < b.top; });
 }
 
-void PolygonScan::AdvanceTo(Edge& edge, i64 row) {
-  // Above the image an edge only advances. One that begins farther above than any picture reaches
-  // is brought down by one product: billions of sums would take seconds.
-  constexpr i64 kMostSums = 16384;
-  const i64 rows = row - edge.top;
-  if (rows > kMostSums) {
-    edge.x += edge.slope * static_cast<double>(rows);
-    return;
-  }
-  for (i64 i = 0; i < rows; ++i) edge.x += edge.slope;
-}
-
 bool PolygonScan::NextRow(i64 endRow) {
   int kept = 0;
   for (int i = 0; i < activeCount_; ++i) {
@@ -58,7 +73,7 @@ bool PolygonScan::NextRow(i64 endRow) {
       row_ = edge.top;  // rows between outlines hold nothing
     }
     if (edge.bottom <= row_) continue;
-    AdvanceTo(edge, row_);
+    edge.x = AddRepeatedly(edge.x, edge.slope, row_ - edge.top);
     active_[activeCount_++] = edge;
   }
   if (activeCount_ == 0 || row_ >= endRow) return false;

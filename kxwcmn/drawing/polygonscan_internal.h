@@ -9,6 +9,10 @@
 
 namespace kxw {
 
+/// What `sum` is after `addend` was added to it `times` times, with the rounding of each addition,
+/// at the cost of a few hundred of them at most.
+double AddRepeatedly(double sum, double addend, i64 times);
+
 /// The even-odd scan of a polygon, row by row.
 ///
 /// Where an edge crosses a row is what repeated addition of its slope gives, from the edge's upper
@@ -53,7 +57,6 @@ class PolygonScan {
   /// Brings the active edges to those of the current row or, where it has none, of the next row
   /// that does. Returns false if there is none before `endRow`.
   bool NextRow(i64 endRow);
-  static void AdvanceTo(Edge& edge, i64 row);
   /// Puts the active edges into the order of their crossings.
   void SortActive();
   /// Returns false if the active edges are out of order.

@@ -4,6 +4,7 @@
 #include <climits>
 #include <vector>
 
+#include "kxwcmn/drawing/polygonscan_internal.h"
 #include "kxwcmn/platform/number.h"
 #include "tests/drawing/drawing_support.h"
 
@@ -14,6 +15,20 @@ namespace {
 using namespace testing_kxw;
 
 constexpr int kBreak = 0x7FFFFFFF;
+
+TEST(Polygon, EdgesFromFarAboveAreSummedRowByRow) {
+  for (unsigned seed = 0; seed < 8000; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const int dx = random.Int(-(1 << random.Int(0, 30)), 1 << random.Int(0, 30));
+    const double slope = double(dx) / random.Int(1, 1 << random.Int(0, 30));
+    const double start = random.Int(-(1 << random.Int(0, 30)), 1 << random.Int(0, 30));
+    const int rows = random.Int(0, 1 << random.Int(0, 18));
+    double sum = start;
+    for (int i = 0; i < rows; ++i) sum += slope;
+    ASSERT_EQ(kxw::AddRepeatedly(start, slope, rows), sum);
+  }
+}
 
 /// Calls `op(y, first, last, isHorizontalEdge)` for the spans of `rows`, as they come.
 template <class Op>
