@@ -10,6 +10,7 @@
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/detail/depths.h"
+#include "kxwcmn/offscreen/detail/fillrun.h"
 
 namespace kxw {
 namespace {
@@ -125,24 +126,27 @@ class Incoming {
   }
 
   const BYTE* Constant(int count) {
-    for (; filled_ < count; ++filled_) {
-      BYTE* at = constant_.bytes.data() + filled_ * BytesOf(form_);
-      switch (form_) {
-        case RunForm::kValue8:
-          PutColor<RunForm::kValue8>(at, 0, 0, color_.value8);
-          break;
-        case RunForm::kColor32:
-          PutColor<RunForm::kColor32>(at, 0, color_.color32, 0);
-          break;
-        case RunForm::kWord32:
-          PutColor<RunForm::kWord32>(at, 0, color_.color32, 0);
-          break;
-        case RunForm::kWord64:
-          PutColor<RunForm::kWord64>(at, color_.color64, 0, 0);
-          break;
-      }
+    if (filled_ < count) {
+      BYTE pixel[8];
+      PutColor(pixel);
+      FillPattern(constant_.bytes.data(), static_cast<std::size_t>(count * BytesOf(form_)), pixel,
+                  BytesOf(form_));
+      filled_ = count;
     }
     return constant_.bytes.data();
+  }
+
+  void PutColor(BYTE* at) const {
+    switch (form_) {
+      case RunForm::kValue8:
+        return kxw::PutColor<RunForm::kValue8>(at, 0, 0, color_.value8);
+      case RunForm::kColor32:
+        return kxw::PutColor<RunForm::kColor32>(at, 0, color_.color32, 0);
+      case RunForm::kWord32:
+        return kxw::PutColor<RunForm::kWord32>(at, 0, color_.color32, 0);
+      case RunForm::kWord64:
+        return kxw::PutColor<RunForm::kWord64>(at, color_.color64, 0, 0);
+    }
   }
 
   RunForm form_;
