@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kxwcmn/drawing/detail/streamrun.h"
 #include "kxwcmn/drawing/fillrules_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/blockgetter.h"
@@ -30,12 +31,25 @@ inline void ForEachRun(KXVOffscreen& image, const KXRect& rect, Op op) {
   }
 }
 
-/// Fills `rect`, cut to the image.
+/// Fills `rect`, cut to the image; from `streamed` bytes on past the caches.
 template <class Depth>
-inline void FillRect(KXVOffscreen& image, const KXRect& rect, typename Depth::Fill fill) {
-  ForEachRun<Depth>(image, rect, [fill](BYTE* row, int column, int count) {
-    FillRun<Depth>(row, column, count, fill);
+inline void FillRect(KXVOffscreen& image, const KXRect& rect, typename Depth::Fill fill,
+                     i64 streamed = kStreamedBytes) {
+  const KXRect part = rect & image.GetRect();
+  if (static_cast<i64>(part.Width()) * part.Height() * Depth::kBits / 8 < streamed) {
+    ForEachRun<Depth>(image, part, [fill](BYTE* row, int column, int count) {
+      FillRun<Depth>(row, column, count, fill);
+    });
+    return;
+  }
+  ForEachRun<Depth>(image, part, [fill](BYTE* row, int column, int count) {
+    if (count >= KXVOffscreen::kBlockSize) {
+      StreamRun<Depth>(row, count, fill);
+    } else {
+      FillRun<Depth>(row, column, count, fill);
+    }
   });
+  EndStream();
 }
 
 /// Replaces each pixel of `rect` by `op(pixel)`.

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "kxwcmn/drawing/filledarc_internal.h"
+#include "kxwcmn/drawing/rectfill_internal.h"
 #include "tests/drawing/drawing_support.h"
 
 // Rectangles, segments and ellipses in a colour, against plain forms.
@@ -40,7 +41,7 @@ void LayBehind(KXVOffscreen& o, u64 c, bool isWide) {
 TEST(Shapes, RectanglesAndStraightLines) {
   for (unsigned seed = 0; seed < 420; ++seed) {
     SCOPED_TRACE(seed);
-    const int form = int(seed / 7 % 5);
+    const int form = int(seed / 7 % 6);
     Twins t(seed);
     KXRect rect = t.AnyRect();
     const int orientation = t.random.Int(0, 2), position = t.random.Edge(-2, 302);
@@ -51,7 +52,14 @@ TEST(Shapes, RectanglesAndStraightLines) {
     if (form == 2) t.fast->RectFill64(rect, 1, t.color, 1);
     if (form == 3) t.fast->DrawSimpleLine64(orientation, position, t.color);
     if (form == 4) t.fast->DrawSimpleSegment64(orientation, position, start, length, t.color);
-    if (form >= 3) {
+    if (form == 5) {
+      rect.left = -1;
+      kxw::WithDepth(t.bits, [&](auto depth) {
+        using Depth = decltype(depth);
+        kxw::FillRect<Depth>(*t.fast, rect, Depth::FillOf(Depth::From64(t.color)), /*streamed=*/0);
+      });
+    }
+    if (form == 3 || form == 4) {
       const int from = form == 4 ? start : 0,
                 end = form == 4 && length < 400 ? start + length : 400;
       rect = orientation == 1 ? KXRect(position, from, position + 1, end)

@@ -65,15 +65,25 @@ inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill)
   } else if constexpr (Depth::kBits == 8) {
     FillBytes(row + column, fill, static_cast<std::size_t>(count));
   } else if constexpr (Depth::kBits == 24) {
-    // Eight pixels are three words of eight bytes.
-    constexpr int kPixels = 8, kBytes = 24;
+    // Sixteen pixels are three stores of 16 bytes, eight are three of 8. The last ones overlap what
+    // is there instead of leaving a rest.
     BYTE* at = row + ByteOfColumn<Depth>(column);
-    if (count >= kPixels) {
-      BYTE pattern[kBytes];
-      for (int i = 0; i < kPixels; ++i) Depth::Store(pattern + i * 3, 0, fill);
-      for (; count >= kPixels; count -= kPixels, at += kBytes) std::memcpy(at, pattern, kBytes);
+    BYTE* const end = at + count * 3;
+    const auto fillBy = [&](auto& pattern) {
+      constexpr int kBytes = sizeof pattern;
+      for (int i = 0; i < kBytes; i += 3) Depth::Store(pattern + i, 0, fill);
+      for (; end - at > kBytes; at += kBytes) std::memcpy(at, pattern, kBytes);
+      std::memcpy(end - kBytes, pattern, kBytes);
+    };
+    if (count >= 16) {
+      BYTE pattern[48];
+      fillBy(pattern);
+    } else if (count >= 8) {
+      BYTE pattern[24];
+      fillBy(pattern);
+    } else {
+      for (; at != end; at += 3) Depth::Store(at, 0, fill);
     }
-    for (; count > 0; --count, at += 3) Depth::Store(at, 0, fill);
   } else {
     // Stores of 16 bytes, the last of which overlaps what is there instead of leaving a rest.
     constexpr int kBytes = Depth::kBits / 8, kWide = 16;
