@@ -1,14 +1,12 @@
 // Builds a frame out of a background, a shadow and a painted cel, and shows each step.
 //
-// Everything is laid through pixel mixers: the shadow by a Gaussian in front of a weight copy, the
-// paint by a blend that a mask holds back where the ink will be, the ink by a blend on top. The
-// steps are written side by side as one contact sheet, and each as a picture of its own whose file
-// is named after it.
+// Everything is laid through pixel mixers: glow and shadow by a Gaussian in front of a weight copy,
+// the puffs of a cloud by the denser one, the paint by a blend that a mask holds back where the ink
+// will be, the ink by a blend on top. The steps are written side by side as one contact sheet, and
+// each as a picture of its own whose file is named after it.
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <string>
 #include <vector>
 
@@ -72,6 +70,51 @@ void PaintHills(KXVOffscreen& image, double height, double swing, double waves, 
   image.FillPolygon(outline.data(), static_cast<int>(outline.size()), nullptr, color, 1);
 }
 
+/// Lays `source` on the whole of `frame`; `mask` may be null.
+void LayOver(KXVOffscreen& frame, KXVOffscreen& source, KXVOffPixelMask* mask) {
+  KXPixelMixerBlend blend;
+  Brush brush(frame, blend);
+  KXVOffscreenAutoLock lock(&source, 0);
+  brush.mixer.SetSrcOffscreen(&source, KXPoint(0, 0));
+  frame.RectFill(frame.GetRect(), &brush.mixer, mask, nullptr, nullptr);
+}
+
+/// Tints the ellipse in `box`, softer and softer towards its edge. The middle gets 127 of `baseup`
+/// parts of the colour.
+void LaySoftly(KXVOffscreen& frame, const KXRect& box, QMCOLORREF color, BYTE baseup) {
+  KXPixelMixerGaussian soft;
+  KXPixelMixerWeightCopy copy;
+  soft.CreateGaussTbl(96);
+  soft.SetBaseup(baseup);
+  soft.SetMapInfo(box.CenterPoint(), box.Width(), box.Height());
+  Brush brush(frame, soft);
+  brush.mixer.PushNode(&copy);
+  frame.RectFill(box & frame.GetRect(), &brush.With(color), nullptr, nullptr, nullptr);
+}
+
+/// Thin clouds of puffs with a flat base. Of puffs that overlap the denser pixel counts, so that
+/// each cloud is one shape.
+Offscreen PaintClouds() {
+  Offscreen image = NewImage(32);
+  KXPixelMixerCompDark denser;
+  Brush brush(*image, denser);
+  const struct {
+    double x, y, radius;
+    int base;
+  } kPuffs[] = {{210, 430, 70, 470},  {330, 390, 110, 470}, {470, 410, 95, 470},
+                {580, 440, 60, 470},  {1110, 255, 55, 280}, {1200, 225, 80, 280},
+                {1300, 250, 60, 280}, {1720, 845, 70, 880}, {1820, 805, 105, 880},
+                {1940, 830, 85, 880}, {2030, 850, 60, 880}};
+  for (const auto& puff : kPuffs) {
+    image->CircleFillAA(puff.x, puff.y, puff.radius, &brush.With(Rgb(255, 240, 225, 165)), nullptr,
+                        nullptr);
+    const int left = static_cast<int>(puff.x - puff.radius) - 1;
+    const int right = static_cast<int>(puff.x + puff.radius) + 2;
+    image->RectFill(KXRect(left, puff.base, right, puff.base + 100), 1, 0);
+  }
+  return image;
+}
+
 /// An evening sky with a sun, clouds and hills.
 Offscreen PaintBackground() {
   Offscreen image = NewImage(32);
@@ -84,45 +127,13 @@ Offscreen PaintBackground() {
   }
   KXPixelMixerBlend blend;
   Brush brush(*image, blend);
-  for (int halo = 8; halo >= 0; --halo) {
-    const unsigned alpha = halo == 0 ? 255 : 18;
-    image->CircleFillAA(1480.5, 560.5, 190 + halo * 46, &brush.With(Rgb(255, 232, 176, alpha)),
-                        nullptr, nullptr);
-  }
-  const struct {
-    double x, y, radius;
-  } kPuffs[] = {{250, 420, 90},   {360, 380, 120}, {490, 410, 100}, {600, 440, 70},
-                {1180, 250, 60},  {1260, 220, 85}, {1360, 245, 70}, {1750, 820, 80},
-                {1850, 780, 110}, {1960, 815, 90}};
-  for (const auto& puff : kPuffs) {
-    image->CircleFillAA(puff.x, puff.y, puff.radius, &brush.With(Rgb(255, 240, 225, 150)), nullptr,
-                        nullptr);
-  }
+  LaySoftly(*image, KXRect(480, -440, 2480, 1560), Rgb(255, 214, 150), 150);
+  image->CircleFillAA(1480.5, 560.5, 190, &brush.With(Rgb(255, 232, 176)), nullptr, nullptr);
+  LayOver(*image, *PaintClouds(), nullptr);
   PaintHills(*image, 0.62, 0.05, 1.3, 0.4, Rgb(120, 112, 150));
   PaintHills(*image, 0.72, 0.04, 1.9, 2.0, Rgb(86, 104, 116));
   PaintHills(*image, 0.83, 0.03, 1.1, 4.1, Rgb(62, 88, 78));
   return image;
-}
-
-/// Darkens the ground in an ellipse with soft edges.
-void LayShadow(KXVOffscreen& frame, const KXRect& box) {
-  KXPixelMixerGaussian soft;
-  KXPixelMixerWeightCopy copy;
-  soft.CreateGaussTbl(96);
-  soft.SetBaseup(150);  // 127 of 150: the shadow's darkest is 85 percent
-  soft.SetMapInfo(box.CenterPoint(), box.Width(), box.Height());
-  Brush brush(frame, soft);
-  brush.mixer.PushNode(&copy);
-  frame.RectFill(box, &brush.With(Rgb(26, 22, 40)), nullptr, nullptr, nullptr);
-}
-
-/// Lays `source` on the whole of `frame`; `mask` may be null.
-void LayOver(KXVOffscreen& frame, KXVOffscreen& source, KXVOffPixelMask* mask) {
-  KXPixelMixerBlend blend;
-  Brush brush(frame, blend);
-  KXVOffscreenAutoLock lock(&source, 0);
-  brush.mixer.SetSrcOffscreen(&source, KXPoint(0, 0));
-  frame.RectFill(frame.GetRect(), &brush.mixer, mask, nullptr, nullptr);
 }
 
 /// Makes ink solid where paint stopped for it, so that nothing shows between the two.
@@ -174,7 +185,7 @@ void Compose(const std::string& out) {
   LayOver(*alone, *cel.ink, nullptr);
   sheet.Add("cel_on_checkerboard", *alone);
 
-  LayShadow(*frame, KXRect(100, 1660, 1960, 2040));
+  LaySoftly(*frame, KXRect(-100, 1760, 2148, 2200), Rgb(16, 14, 30), 140);
   sheet.Add("shadow", *frame);
 
   KXVOffPixelMask mask;
@@ -192,7 +203,7 @@ void Compose(const std::string& out) {
   LayOver(*frame, *cel.ink, nullptr);
   sheet.Add("frame", *frame);
 
-  sheet.Add("line_test", *LineTest(*frame));
+  sheet.AddDetail("line_test", *LineTest(*frame), KXPoint(560, 520));
   sheet.Finish();
 }
 

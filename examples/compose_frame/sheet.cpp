@@ -20,15 +20,15 @@ void WritePng(const std::string& path, int width, int height, const std::vector<
   std::printf("%s\n", path.c_str());
 }
 
-/// The image on white, each square of `reduction` pixels averaged to one.
-std::vector<BYTE> Reduce(KXVOffscreen& image, int panel, int reduction) {
+/// The image from `corner` on, on white, each square of `reduction` pixels averaged to one.
+std::vector<BYTE> Reduce(KXVOffscreen& image, const KXPoint& corner, int panel, int reduction) {
   std::vector<BYTE> pixels(Index(panel * panel * 3));
   std::vector<unsigned> sums(Index(panel * 3));
   KXVOffscreenAutoLock lock(&image, 0);
   for (int y = 0; y < panel; ++y) {
     sums.assign(sums.size(), 0);
     for (int row = y * reduction; row < (y + 1) * reduction; ++row) {
-      image.MoveCursor(0, row);
+      image.MoveCursor(corner.x, corner.y + row);
       for (int x = 0; x < panel * reduction; ++x, image.NextCursorX()) {
         const DWORD color = image.Get32BitColor();
         const unsigned alpha = color >> 24;
@@ -58,7 +58,14 @@ Sheet::Sheet(std::string path, int columns, int rows, int size, int reduction)
               BYTE{245}) {}
 
 void Sheet::Add(const std::string& label, KXVOffscreen& image) {
-  const std::vector<BYTE> panel = Reduce(image, panel_, reduction_);
+  AddPanel(label, Reduce(image, KXPoint(0, 0), panel_, reduction_));
+}
+
+void Sheet::AddDetail(const std::string& label, KXVOffscreen& image, const KXPoint& corner) {
+  AddPanel(label, Reduce(image, corner, panel_, 1));
+}
+
+void Sheet::AddPanel(const std::string& label, const std::vector<BYTE>& panel) {
   const int width = columns_ * (panel_ + kGap) + kGap;
   const int left = kGap + count_ % columns_ * (panel_ + kGap);
   const int top = kGap + count_ / columns_ * (panel_ + kGap);

@@ -16,10 +16,14 @@ class Sheet {
   /// Adds a 32-bit image, on white where it is transparent, and writes it beside the sheet as
   /// PATH_N_label.png. Raises FileError.
   void Add(const std::string& label, KXVOffscreen& image);
+  /// The same with a part of the image, pixel for pixel, from `corner` on.
+  void AddDetail(const std::string& label, KXVOffscreen& image, const KXPoint& corner);
   /// Writes the sheet. Raises FileError.
   void Finish();
 
  private:
+  void AddPanel(const std::string& label, const std::vector<BYTE>& panel);
+
   std::string path_;
   int columns_, rows_, panel_, reduction_;
   int count_ = 0;
