@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 
@@ -41,6 +42,13 @@ bool NarrowCopyArea(const KXVOffscreen& dst, int dstX, int dstY, int width, int 
          CutCopyArea(dst, x, y, static_cast<int>(w), static_cast<int>(h), src, srcX, srcY, area);
 }
 
+BYTE* EnterForWrite(KXVOffscreen& image, int x, int y) {
+  image.MoveCursor(x, y);
+  BYTE* const base = image.GetBaseAddress();
+  if (!base) kxThrowError(kErrorNotEnoughMemory);
+  return base;
+}
+
 void FillArea(KXVOffscreen& dst, const KXRect& rect, u64 color) {
   WithDepth(dst.GetBitCount(), [&](auto depth) {
     using Depth = decltype(depth);
@@ -62,8 +70,7 @@ void CopyWholeBlocks(KXVOffscreen& dst, KXVOffscreen& src, const KXRect& area) {
       continue;
     }
     const BYTE* from = EnterForRead(src, part.left, part.top);
-    if (!from) continue;  // it cannot be brought in: nothing is lost for it here
-    if (BYTE* to = EnterForWrite(dst, part.left, part.top)) std::memcpy(to, from, bytes);
+    std::memcpy(EnterForWrite(dst, part.left, part.top), from, bytes);
   }
 }
 

@@ -179,11 +179,11 @@ class KX_EXPORT KXVOffscreen {
   ///
   /// `clearMode` 1 clears the pixels that stand for a source block without memory, any other value
   /// leaves them. At 1, 2, 8 and 32 bits a whole block of that kind is given back here under every
-  /// value, where the grids agree: a hole is copied as a hole. A block that exists and cannot be
-  /// brought in is left out.
+  /// value, where the grids agree: a hole is copied as a hole.
   ///
   /// A copy of all to all, of one size and depth, is `CopyAll`, whatever `clearMode` says. Raises
-  /// KXException with code 8 if a new block finds no room; what was copied before stays.
+  /// KXException with code 8 if a new block finds no room, or one of either image cannot be brought
+  /// in; what was copied before stays.
   virtual void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX,
                     int srcY, int clearMode);
   virtual void StretchCopy(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
@@ -567,7 +567,7 @@ class KX_EXPORT KXVOffscreen {
 
   /// Makes this image equal to `src`, which has its size and depth: afterwards it has memory in
   /// exactly the blocks where `src` has, pixels beyond the edge included. Does nothing for null and
-  /// for an image of another size or depth. Raises 8 if a new block finds no room.
+  /// for an image of another size or depth. Raises 8 as `Copy` does.
   void CopyAll(KXVOffscreen* src);
 
   /// The copy between any two depths: `Copy` with these differences.

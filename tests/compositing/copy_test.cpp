@@ -2,7 +2,9 @@
 
 #include <climits>
 
+#include "kxwcmn/platform/detail/faults.h"
 #include "tests/compositing/copymodel.h"
+#include "tests/support/failure.h"
 
 namespace {
 
@@ -189,6 +191,45 @@ TEST(Copy, TakesAnyArguments) {
     dst->Copy(-1, INT_MIN, INT_MAX, INT_MAX, src.get(), -1, INT_MIN, 1);
     dst->Copy(0, 0, INT_MAX, INT_MAX, src.get(), 0, 0, 1);
     EXPECT_EQ(Pixels(*dst), Pixels(*src));
+  }
+}
+
+// Where memory ends or a block cannot be read back, with two managers: locks are released, what was
+// copied stays, and nothing else is changed.
+TEST(Copy, KeepsWhatWasCopiedBeforeAFailure) {
+  using kxw::detail::FaultPoint;
+  Random random(11);
+  ImagePtr src = RandomImage(64, 1100, 300, random, false);
+  for (const int x : {0, 7}) {
+    ImagePtr image = MakeImage(64, 1100, 300);
+    const std::vector<BYTE> before = Pixels(*image);
+    image->Copy(x, 0, 1100, 300, src.get(), 0, 0, 0);
+    const std::vector<BYTE> after = Pixels(*image);
+    for (const FaultPoint point : {FaultPoint::kAlloc, FaultPoint::kRead}) {
+      std::size_t copied = 0, nth = 0;
+      for (int code = 8; code != 0; ++nth) {
+        KXVirtualMemory manager;
+        manager.Create(16 << 20, nullptr);
+        ImagePtr dst = MakeImage(64, 1100, 300, 72, &manager);
+        src->UnloadAllBlock();
+        {
+          kxw::detail::ScopedFaults faults;
+          faults.Fail(point, static_cast<int>(nth) + 1, 8);
+          code = CodeOf([&] { dst->Copy(x, 0, 1100, 300, src.get(), 0, 0, 0); });
+        }
+        ASSERT_TRUE(code == 0 || code == 8) << code;
+        ASSERT_TRUE(dst->GetLockCount() == 0 && src->GetLockCount() == 0 && dst->IsEnableClear());
+        const std::vector<BYTE> now = Pixels(*dst);
+        std::size_t same = 0;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+          same += now[i] == after[i];
+          ASSERT_TRUE(now[i] == after[i] || now[i] == before[i]) << i;
+        }
+        ASSERT_GE(same, copied);
+        copied = same;
+      }
+      EXPECT_TRUE(nth > 3 && copied == after.size());
+    }
   }
 }
 

@@ -65,18 +65,14 @@ inline bool IsWholeBlock(const KXRect& part) {
   return part.Width() == KXVOffscreen::kBlockSize && part.Height() == KXVOffscreen::kBlockSize;
 }
 
-/// The memory of the block of (x, y), held until the cursor moves on; null where there is none.
-/// Makes no block, even if an outer lock would.
-inline const BYTE* EnterForRead(KXVOffscreen& image, int x, int y) {
-  if (!image.GetBlockExist(x, y)) return nullptr;
-  image.MoveCursor(x, y);
-  return image.GetBaseAddress();
-}
+/// The memory of the block of (x, y), held until the cursor moves on; made as needed under a write
+/// lock. Raises 8 if it cannot be brought in: a copy with a hole in its place would be taken for
+/// the whole.
+BYTE* EnterForWrite(KXVOffscreen& image, int x, int y);
 
-/// The same for writing, with the block made as needed; null if it cannot be brought in.
-inline BYTE* EnterForWrite(KXVOffscreen& image, int x, int y) {
-  image.MoveCursor(x, y);
-  return image.GetBaseAddress();
+/// The same for reading: null where there is no block. Makes none, even if an outer lock would.
+inline const BYTE* EnterForRead(KXVOffscreen& image, int x, int y) {
+  return image.GetBlockExist(x, y) ? EnterForWrite(image, x, y) : nullptr;
 }
 
 /// The start of the block's row that holds pixels of row `y`.
@@ -104,7 +100,7 @@ void ForEachTarget(KXVOffscreen& dst, const KXRect& rect, bool overwrite, Op op)
       } else {
         base = EnterForWrite(dst, left, top);
       }
-      if (base) op(piece, base);
+      op(piece, base);
     }
   }
 }
