@@ -58,7 +58,7 @@ KXHandle& KXHandle::operator=(const KXHandle& other) {
 }
 
 void KXHandle::Attach(QMHANDLE__* handle, DWORD size, int purge) {
-  Cleanup();
+  if (handle != handle_) Cleanup();
   handle_ = handle;
   size_ = size;
   purge_ = purge;
@@ -171,7 +171,7 @@ KXPointer& KXPointer::operator=(const KXPointer& other) {
 }
 
 void KXPointer::Attach(void* block, DWORD size, int purge) {
-  Cleanup();
+  if (block != block_) Cleanup();
   block_ = block;
   size_ = block && size == 0 ? qmGetPtrSize(block) : size;
   purge_ = purge;

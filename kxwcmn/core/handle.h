@@ -22,7 +22,8 @@ class KX_EXPORT KXHandle {
   virtual ~KXHandle();
   KXHandle& operator=(const KXHandle& other);
 
-  /// Gives up what is held, as `Cleanup` does, and takes `handle`.
+  /// Gives up what is held, as `Cleanup` does, and takes `handle`. The block that is held already
+  /// stays, with the new size and flag.
   virtual void Attach(QMHANDLE__* handle, DWORD size = 0, int purge = 1);
   /// Hands the block out unlocked; it is the caller's from then on.
   virtual QMHANDLE__* Detach();

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "kxwcmn/core/exception.h"
@@ -32,9 +33,10 @@ void* AllocStr(int length, char** buffer) {
     if (size == held) return nullptr;
     kept = std::min(held, size);
   }
-  auto* block = static_cast<char*>(qmAllocPtr(size, kxw::kAllocZeroed, nullptr));
+  auto* block = static_cast<char*>(qmAllocPtr(size, kxw::kAllocUninitialized, nullptr));
   if (!block) kxThrowError(kxw::kErrorNotEnoughMemory);
   if (kept > 0) std::memcpy(block, *buffer, kept);
+  std::memset(block + kept, 0, size - kept);
   block[0] = kUnsetLength;
   block[size - 1] = 0;
   return std::exchange(*buffer, block);
@@ -159,29 +161,35 @@ int KXString::CompareNoCase(const char* text) const {
 
 namespace {
 
-bool Matches(const char* at, const char* text, int length, int noCase) {
-  const auto count = static_cast<std::size_t>(length);
-  return noCase ? kxw::CompareBytesNoCase(at, text, count) == 0
-                : std::strncmp(at, text, count) == 0;
+bool MatchesNoCase(const char* at, const char* text, int length) {
+  return kxw::CompareBytesNoCase(at, text, static_cast<std::size_t>(length)) == 0;
+}
+
+int PositionOf(std::size_t found) {
+  return found == std::string_view::npos ? -1 : static_cast<int>(found);
 }
 
 }  // namespace
 
 int KXString::Find(const char* text, int start, int noCase) const {
   if (IsEmpty() || !text || start < 0) return -1;
+  if (!noCase) {
+    return PositionOf(std::string_view(GetCStrPtr()).find(text, static_cast<std::size_t>(start)));
+  }
   const int length = CountStr(text);
   const int last = GetLength() - length;
   for (int at = start; at <= last; ++at) {
-    if (Matches(buffer_ + 1 + at, text, length, noCase)) return at;
+    if (MatchesNoCase(buffer_ + 1 + at, text, length)) return at;
   }
   return -1;
 }
 
 int KXString::ReverseFind(const char* text, int noCase) const {
   if (IsEmpty() || !text) return -1;
+  if (!noCase) return PositionOf(std::string_view(GetCStrPtr()).rfind(text));
   const int length = CountStr(text);
   for (int at = GetLength() - length; at >= 0; --at) {
-    if (Matches(buffer_ + 1 + at, text, length, noCase)) return at;
+    if (MatchesNoCase(buffer_ + 1 + at, text, length)) return at;
   }
   return -1;
 }

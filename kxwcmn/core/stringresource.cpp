@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/file.h"
@@ -130,7 +131,11 @@ void KXStringResource::CreateTextResource(const char* text, int size) {
   } table{*this, static_cast<char**>(Allocate(kTableSize * sizeof(char*)))};
 
   const char* const end = std::find(text, text + size, '\0');
-  for (const char* at = text; at < end;) {
+  // Editors put a mark in front of UTF-8.
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  const bool isMarked = kxw::GetCodePage() == kxw::kCodePageUtf8 &&
+                        std::string_view(text, end).substr(0, kMark.size()) == kMark;
+  for (const char* at = isMarked ? text + kMark.size() : text; at < end;) {
     const char* lineEnd = std::find_if(at, end, [](char c) { return c == '\r' || c == '\n'; });
     int id = 0;
     std::string found;

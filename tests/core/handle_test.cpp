@@ -64,6 +64,8 @@ TYPED_TEST(Blocks, OwnWhatTheyAllocate) {
   EXPECT_STREQ(reinterpret_cast<char*>(alive), "abc");
   copy.Attach(alive);
   EXPECT_EQ(copy.GetMemSize(), (std::is_same_v<TypeParam, KXPointer> ? 8u : 0u));
+  copy.Attach(alive, 4);  // its own
+  EXPECT_STREQ(Bytes(copy), "abc");
 }
 
 TYPED_TEST(Blocks, KeepTheOldBlockWhenGrowingFails) {

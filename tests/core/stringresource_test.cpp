@@ -34,6 +34,7 @@ TEST(StringResource, ReadsLines) {
   EXPECT_EQ(Texts("1 \"a\"\n1 \"b\"\n-1 \"c\"\nx \"d\"\n65535 \"e\"\n99999999999999999999 \"f\""),
             "1a\n");
   EXPECT_EQ(Texts("12 \"a\\\"b\"\n13 \"\\\\n\\n\\r\\t\\x\\\""), "12a\\\"b\n13\\n\n\r\t\\x\\\n");
+  EXPECT_EQ(Texts("\xEF\xBB\xBF\x31 \"a\""), "1a\n");
   EXPECT_EQ(Texts(std::string("1 \"a\"\n\0\n2 \"b\"\n", 15)), "1a\n");
   const ScopedCodePage japanese(kxw::kCodePageJapanese);
   EXPECT_EQ(Texts("1 \"\x83\\n\\n\x83\\\""), "1\x83\\n\n\x83\\\n");

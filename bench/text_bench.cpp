@@ -1,0 +1,115 @@
+// Strings and paths beside those of the C++ standard library.
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <string>
+
+#include "bench/table.h"
+#include "kxwcmn/core/filepath.h"
+#include "kxwcmn/core/string.h"
+
+namespace {
+
+using benchmark::DoNotOptimize;
+using benchmark::State;
+
+// --- Appends: a text of 4096 bytes, byte by byte and word by word --------------------------------
+
+template <class String>
+void AppendBytes(State& state) {
+  for (auto _ : state) {
+    String text;
+    for (int i = 0; i < 4096; ++i) text += static_cast<char>('a' + i % 26);
+    if (String(text) != text) state.SkipWithError("wrong");
+    DoNotOptimize(text);
+  }
+}
+
+template <class String>
+void AppendWords(State& state) {
+  for (auto _ : state) {
+    String text;
+    for (int i = 0; i < 512; ++i) text += "sequence";
+    DoNotOptimize(text);
+  }
+}
+
+// --- Finds: one word at the end of 64 KiB --------------------------------------------------------
+
+std::string Haystack() {
+  std::string text;
+  while (text.size() < 65536) text += "layer lines later ";
+  return text + "layout";
+}
+
+void Find(State& state) {
+  const KXString text(Haystack().c_str());
+  for (auto _ : state) {
+    int at = text.Find("layout");
+    if (at != text.GetLength() - 6) state.SkipWithError("wrong");
+    DoNotOptimize(at);
+  }
+}
+
+void FindNoCase(State& state) {
+  const KXString text(Haystack().c_str());
+  for (auto _ : state) {
+    int at = text.Find("LAYOUT", 0, 1);
+    if (at != text.GetLength() - 6) state.SkipWithError("wrong");
+    DoNotOptimize(at);
+  }
+}
+
+void StdFind(State& state) {
+  const std::string text = Haystack();
+  for (auto _ : state) {
+    std::size_t at = std::string(text.c_str()).find("layout");
+    DoNotOptimize(at);
+  }
+}
+
+// --- A million joins of paths --------------------------------------------------------------------
+
+constexpr int kJoins = 1'000'000;
+
+void JoinPaths(State& state) {
+  const KXFilePath folder("C:\\production\\episode 12\\cut 034");
+  for (auto _ : state) {
+    for (int i = 0; i < kJoins; ++i) {
+      KXFilePath path(folder);
+      path.CatSubPath("A0001.cel");
+      DoNotOptimize(path);
+    }
+  }
+  KXFilePath path(folder);
+  path.CatSubPath("A0001.cel");
+  if (path != KXFilePath("C:\\production\\episode 12\\cut 034\\A0001.cel")) {
+    state.SkipWithError("wrong");
+  }
+}
+
+void StdJoinPaths(State& state) {
+  const std::filesystem::path folder("/production/episode 12/cut 034");
+  for (auto _ : state) {
+    for (int i = 0; i < kJoins; ++i) {
+      std::filesystem::path path(folder);
+      path /= "A0001.cel";
+      DoNotOptimize(path);
+    }
+  }
+}
+
+using kxw::bench::Add;
+
+const bool kAdded = [] {
+  Add("append 4,096 bytes one by one", 0, AppendBytes<KXString>, "std::string",
+      AppendBytes<std::string>);
+  Add("append 512 words of 8 bytes", 0, AppendWords<KXString>, "std::string",
+      AppendWords<std::string>);
+  Add("find a word behind 64 KiB", 0, Find, "std::string", StdFind);
+  Add("find a word behind 64 KiB, without case", 0, FindNoCase, "std::string, with case", StdFind);
+  Add("1,000,000 joins of paths", 0, JoinPaths, "std::filesystem", StdJoinPaths);
+  return true;
+}();
+
+}  // namespace
