@@ -145,11 +145,11 @@ void Run(const Options& options) {
   cel.paint->Optimize();
   steps.End("optimise");
 
-  Stored stored;
-  if (store) stored = StorePaint(options, cel, *store, steps);
-
   paintcel::WriteCel(cel, options.margin, reduction, writer);
   steps.End("write the picture");
+
+  Stored stored;
+  if (store) stored = StorePaint(options, cel, *store, steps);
 
   if (options.quiet) return;
   PrintReport(options, cel, count, stored, steps);

@@ -72,6 +72,9 @@ Options ParseOptions(int argc, char** argv) {
     options.drawing = std::string(kBuiltIn) + ".png";
     if (options.seeds.empty()) options.seeds = std::string(kBuiltIn) + ".seeds";
   }
+  if (options.store == options.out) {
+    throw examples::UserError("--out and --store name the same file");
+  }
   return options;
 }
 

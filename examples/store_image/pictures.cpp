@@ -13,7 +13,7 @@ namespace {
 using examples::Offscreen;
 using examples::PngReader;
 
-constexpr std::size_t kMostBytes = 4 << 20;  // of rows that are held at a time
+constexpr std::size_t kMostBytes = 16 << 20;  // of rows that are held at a time
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 

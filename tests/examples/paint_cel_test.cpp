@@ -109,6 +109,7 @@ TEST_F(PaintCel, ComplainsInOneLine) {
   ExpectComplaint("--size 64 --out " + Path("nowhere/cel.png"), "No such file");
   ExpectComplaint("--size 64 --store " + Path("nowhere/cel"), "No such file");
   ExpectComplaint("--size 64 --store /dev/full", "not a file");
+  ExpectComplaint("--store painted_cel.png", "name the same file");
   ExpectComplaint("--size 0", "--size takes a number");
   ExpectComplaint("--colour", "unknown option");
   EXPECT_FALSE(fs::exists("painted_cel.png"));
