@@ -8,9 +8,11 @@
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
+#include "kxwcmn/platform/error.h"
 
 namespace kxw {
 namespace {
@@ -95,6 +97,7 @@ class Incoming {
     const bool isInsideY = CutAtEdge(y, source_->GetHeight(), height);
     if (!isInsideX || !isInsideY) return;
     source_->MoveCursor(static_cast<int>(x), static_cast<int>(y));
+    CheckBroughtIn(*source_);
     base_ = source_->GetBaseAddress();
     column_ = static_cast<int>(x) & kMask;
     row_ = static_cast<int>(y) & kMask;
@@ -230,6 +233,7 @@ void AddHeld(const KXVOffPixelMask::MaskInfo& info, const KXVOffscreen& dst, int
       const int at = static_cast<int>(mx);
       n = std::min({n, kBlock - (at & kMask), image.GetWidth() - at});
       image.MoveCursor(at, y);
+      CheckBroughtIn(image);
       base = image.GetBaseAddress();
     }
     if (base && read) {
@@ -267,7 +271,7 @@ class Chain {
     const KXPixelMixer* node = head;
     // A chain that leads into itself has no end to find.
     for (int length = 0; node && typeid(*node) == typeid(KXPixelMixerGaussian); ++length) {
-      if (length == kLongest) return false;
+      if (length == kLongest) kxThrowError(kFailureBadArgument);
       node = node->GetNext();
     }
     last_ = node;
@@ -445,6 +449,7 @@ class AreaMixer {
  private:
   void LayPiece(int x, int y, int width, int height) {
     dst_.MoveCursor(x, y);
+    CheckBroughtIn(dst_);
     BYTE* row = dst_.GetBaseAddress();
     if (!row) return;
     row += (y & kMask) * dst_.GetBlockRowBytes();
@@ -498,6 +503,13 @@ class AreaMixer {
 };
 
 }  // namespace
+
+void CheckBroughtIn(const KXVOffscreen& image) {
+  if (!image.GetCurrentAddress() && image.GetLockCount() > 0 &&
+      image.GetBlockExist(image.GetCursorPosX(), image.GetCursorPosY())) {
+    kxThrowError(kErrorNotEnoughMemory);
+  }
+}
 
 bool MixByKernel(KXVOffscreen& dst, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
                  const MixArea& area) {
@@ -556,6 +568,7 @@ void MixRowPlain(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer, KXV
     const bool isDrawn =
         (!pattern || pattern[x & 3]) && (!mask || mask->IsMaskFreeX(&dst, dst.GetCursorPosX()));
     if (isDrawn) {
+      CheckBroughtIn(dst);
       if (mixer.GetSrcOffscreen()) {
         mixer.DoSrc();
       } else {

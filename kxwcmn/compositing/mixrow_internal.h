@@ -10,6 +10,10 @@ class KXVOffPixelMixer;
 // destination and of the source one pixel behind the row.
 namespace kxw {
 
+/// Raises 8 if the cursor of a locked image stands in a block that exists and cannot be brought in:
+/// a source would erase there, and a mask let through what it holds back.
+void CheckBroughtIn(const KXVOffscreen& image);
+
 /// Pixel by pixel through the mixer's virtual functions: the form that defines the result.
 void MixRowPlain(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
                  const BYTE* pattern);
@@ -25,7 +29,8 @@ struct MixArea {
 /// The same pixels by loops over memory, for a chain of the library's own mixers bound to the
 /// destination and its depth. An area is laid block by block. Returns false, with nothing done, for
 /// any other chain, for an empty area, and where an image has two parts to play, so that its one
-/// cursor must move as the plain form moves it.
+/// cursor must move as the plain form moves it. Raises 0x20010008 for a chain that leads into
+/// itself, and 8 as CheckBroughtIn does.
 bool MixByKernel(KXVOffscreen& dst, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
                  const MixArea& area);
 

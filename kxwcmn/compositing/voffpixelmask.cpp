@@ -1,5 +1,6 @@
 #include "kxwcmn/compositing/voffpixelmask.h"
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/core/color.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/voffscreen.h"
@@ -16,10 +17,10 @@ bool IsSameColor(DWORD a, DWORD b, int whiteEqual) {
 
 // The position on a mask that lies under a position of the destination.
 int MaskX(const KXVOffPixelMask::MaskInfo& info, const KXVOffscreen* dst, int x) {
-  return dst->ConvertPointX(info.offscreen, kxw::IntGeometry::Sub(x, info.offset.x));
+  return kxw::Deref(dst).ConvertPointX(info.offscreen, kxw::IntGeometry::Sub(x, info.offset.x));
 }
 int MaskY(const KXVOffPixelMask::MaskInfo& info, const KXVOffscreen* dst, int y) {
-  return dst->ConvertPointY(info.offscreen, kxw::IntGeometry::Sub(y, info.offset.y));
+  return kxw::Deref(dst).ConvertPointY(info.offscreen, kxw::IntGeometry::Sub(y, info.offset.y));
 }
 
 }  // namespace
@@ -56,29 +57,30 @@ int KXVOffPixelMask::IsMaskCompare(int mode, DWORD maskColor, DWORD pixelColor,
 }
 
 int KXVOffPixelMask::IsMaskFree(KXVOffscreen* dst, int x, int y) {
-  kxw::Deref(dst);
   for (const MaskInfo& info : masks_) {
     if (!info.offscreen) return 1;
     info.offscreen->MoveCursor(MaskX(info, dst, x), MaskY(info, dst, y));
-    const DWORD pixel = info.offscreen->Get32BitColor();
-    if (IsMaskCompare(info.mode, info.color, pixel, info.whiteEqual)) return 0;
+    if (HoldsBack(info)) return 0;
   }
   return 1;
 }
 
 int KXVOffPixelMask::IsMaskFreeX(KXVOffscreen* dst, int x) {
-  kxw::Deref(dst);
   for (const MaskInfo& info : masks_) {
     if (!info.offscreen) return 1;
     info.offscreen->MoveCursorX(MaskX(info, dst, x));
-    const DWORD pixel = info.offscreen->Get32BitColor();
-    if (IsMaskCompare(info.mode, info.color, pixel, info.whiteEqual)) return 0;
+    if (HoldsBack(info)) return 0;
   }
   return 1;
 }
 
+bool KXVOffPixelMask::HoldsBack(const MaskInfo& info) const {
+  kxw::CheckBroughtIn(*info.offscreen);
+  const DWORD pixel = info.offscreen->Get32BitColor();
+  return IsMaskCompare(info.mode, info.color, pixel, info.whiteEqual) != 0;
+}
+
 void KXVOffPixelMask::MoveCursorY(KXVOffscreen* dst, int y) {
-  kxw::Deref(dst);
   for (const MaskInfo& info : masks_) {
     if (info.offscreen) info.offscreen->MoveCursorY(MaskY(info, dst, y));
   }

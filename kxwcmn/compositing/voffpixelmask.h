@@ -10,7 +10,8 @@ class KXVOffscreen;
 /// pixel whether drawing may touch it. It is a yes or no and scales nothing.
 ///
 /// The tests move the cursors of the mask images, which are not owned and whose locks are the
-/// caller's. A pixel of a mask without memory is compared by what `Get32BitColor` gives there.
+/// caller's. A pixel of a mask without memory is compared by what `Get32BitColor` gives there; a
+/// block of a mask that exists and cannot be brought in raises 8.
 class KX_EXPORT KXVOffPixelMask {
  public:
   struct MaskInfo {
@@ -53,6 +54,9 @@ class KX_EXPORT KXVOffPixelMask {
 
  private:
   static constexpr int kCount = 4;
+
+  /// Whether a mask holds back what lies under its cursor.
+  bool HoldsBack(const MaskInfo& info) const;
 
   MaskInfo masks_[kCount];
 };

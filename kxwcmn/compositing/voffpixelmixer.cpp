@@ -1,9 +1,14 @@
 #include "kxwcmn/compositing/voffpixelmixer.h"
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/voffscreen.h"
+
+namespace {
+constexpr int kLongestChain = 256;  // a longer one leads into itself
+}
 
 void KXVOffPixelMixer::SetDstOffscreen(int depth, KXVOffscreen* offscreen) {
   dst_ = offscreen;
@@ -49,8 +54,9 @@ KXPixelMixer* KXVOffPixelMixer::SetNode(KXPixelMixer* mixer) {
 
 KXPixelMixer* KXVOffPixelMixer::PushNode(KXPixelMixer* mixer) {
   KXPixelMixer* tail = nullptr;
+  int length = 0;
   for (KXPixelMixer* node = node_; node; node = node->GetNext()) {
-    if (node == mixer) kxThrowError(kxw::kFailureBadArgument);
+    if (node == mixer || ++length > kLongestChain) kxThrowError(kxw::kFailureBadArgument);
     tail = node;
   }
   if (tail) {
@@ -64,6 +70,7 @@ KXPixelMixer* KXVOffPixelMixer::PushNode(KXPixelMixer* mixer) {
 void KXVOffPixelMixer::DoSrc() {
   if (!src_) return;
   if (!src_->GetCurrentAddress()) {
+    kxw::CheckBroughtIn(*src_);
     Do(KXComplexColor::cErase);
   } else {
     Do(KXComplexColor(src_->GetBitCount(), src_->Get64BitColor()));

@@ -42,7 +42,7 @@ class KX_EXPORT KXVOffPixelMixer {
   /// Replaces the head of the chain; returns the former head.
   KXPixelMixer* SetNode(KXPixelMixer* mixer);
   /// Appends to the chain; returns the former tail, null if the chain was empty. Raises 0x20010008
-  /// for a mixer that is in the chain already.
+  /// for a mixer that is in the chain already, and for a chain that leads into itself.
   KXPixelMixer* PushNode(KXPixelMixer* mixer);
   KXPixelMixer* GetNode() const { return node_; }
 
@@ -53,7 +53,8 @@ class KX_EXPORT KXVOffPixelMixer {
     if (doFunc_) doFunc_(*this, color);
   }
   /// Mixes the pixel under the source's cursor, read through its 64-bit form; one without memory
-  /// counts as KXComplexColor::cErase. Without a source nothing happens.
+  /// counts as KXComplexColor::cErase. Without a source nothing happens. Raises 8 in a block that
+  /// exists and cannot be brought in.
   void DoSrc();
 
   // The source's cursor, relative to the origin. Without a source nothing happens.

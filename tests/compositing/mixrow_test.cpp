@@ -10,6 +10,8 @@
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/platform/detail/faults.h"
+#include "tests/support/failure.h"
 #include "tests/support/images.h"
 
 // Rows laid by kernels against rows laid pixel by pixel through the virtual functions: the same
@@ -226,6 +228,40 @@ TEST(MixRow, BlendOfEveryPairOfAlphas) {
       }
       kernel(reinterpret_cast<BYTE*>(pixels), 0, colors, 256, {0, nullptr});
       ASSERT_EQ(0, std::memcmp(pixels, image->GetBaseAddress(), sizeof pixels)) << pa;
+    }
+  }
+}
+
+// A block that exists and cannot be read back is no hole: nothing is erased, or painted past a
+// mask.
+TEST(MixRow, FailsWhereABlockCannotBeBroughtIn) {
+  OwnMixer own;
+  KXPixelMixer replace;
+  for (KXPixelMixer* node : {static_cast<KXPixelMixer*>(&own), &replace}) {
+    for (const std::size_t lost : {0u, 1u, 2u}) {
+      ImagePtr images[3];  // painted, source and mask
+      for (ImagePtr& image : images) {
+        image = MakeImage(32, 9, 9);
+        image->RectFill(image->GetRect(), 0xFF123456, 0, nullptr, nullptr, nullptr);
+      }
+      KXVOffPixelMixer mixer;
+      mixer.SetDstOffscreen(images[0].get());
+      mixer.SetNode(node);
+      mixer.SetSrcOffscreen(images[1].get(), {0, 0});
+      KXVOffPixelMask mask;
+      mask.SetMaskInfo(0, {1, images[2].get(), 0xFF123456, {}, 0});
+      images[lost]->UnloadAllBlock();
+      for (const int code : {8, 0}) {
+        KXVOffscreenAutoLock source(images[1].get(), 0), gate(images[2].get(), 0);
+        kxw::detail::ScopedFaults faults;
+        faults.Fail(kxw::detail::FaultPoint::kRead, 1, code, 9);
+        EXPECT_EQ(CodeOf([&] {
+                    images[0]->RectFill({1, 1, 8, 8}, &mixer, &mask, nullptr, nullptr);
+                  }),
+                  code)
+            << lost;
+        EXPECT_EQ(images[0]->GetLockCount(), 0u);
+      }
     }
   }
 }

@@ -78,6 +78,14 @@ TEST(VOffPixelMixer, ChainGrowsAtItsTail) {
   EXPECT_EQ(b.GetNext(), &c);
   EXPECT_THROW(mixer.PushNode(&a), KXException);  // it would never end
   EXPECT_EQ(mixer.SetNode(&c), &a);
+  c.SetNext(&b);  // which is followed by c
+  EXPECT_THROW(mixer.PushNode(&a), KXException);
+  KXPixelMixerGaussian loop;
+  loop.SetNext(&loop);
+  mixer.SetNode(&loop);
+  ImagePtr image = MakeImage(8, 4, 4);
+  mixer.SetDstOffscreen(image.get());
+  EXPECT_THROW(image->FillLineRowForPolygon(0, 3, &mixer, nullptr, nullptr), KXException);
 }
 
 TEST(VOffPixelMixer, SourceWithoutMemoryErases) {
