@@ -320,6 +320,7 @@ const bool kAdded = [] {
   Add("read flat cel, level 1", 0.95, ReadCel<kFlat, 1>, "zlib", Inflate<kFlat, 1>);
   Add("read flat cel, level 6", 0.95, ReadCel<kFlat, 6>, "zlib", Inflate<kFlat, 6>);
   Add("read noise, level 1", 0.95, ReadCel<kNoise, 1>, "zlib", Inflate<kNoise, 1>);
+  Add("read noise, level 6", 0.95, ReadCel<kNoise, 6>, "zlib", Inflate<kNoise, 6>);
   Add("store noise, raw", 0.8, WriteCel<kNoise, 0>, "write", WriteBytes<kNoise>);
   Add("read noise, raw", 0.8, ReadCel<kNoise, 0>, "read", ReadBytes<kNoise>);
   return true;

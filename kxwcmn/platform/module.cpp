@@ -12,10 +12,7 @@ HINSTANCE instance = nullptr;
 
 }  // namespace
 
-HINSTANCE kxwGetInstanceHandle() {
-  if (!instance) instance = kxw::ProcessModule();
-  return instance;
-}
+HINSTANCE kxwGetInstanceHandle() { return instance ? instance : kxw::ProcessModule(); }
 
 HINSTANCE kxwSetInstanceHandle(HINSTANCE newInstance) {
   const HINSTANCE before = kxwGetInstanceHandle();

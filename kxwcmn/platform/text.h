@@ -25,7 +25,11 @@ bool IsLeadByte(char byte);
 
 /// The length in bytes, 1 or 2, of the character at `text`, which stands before the text's end. A
 /// pair that the end cuts off is a single byte.
-inline int CharacterSize(const char* text) { return IsLeadByte(text[0]) && text[1] ? 2 : 1; }
+inline int CharacterSize(const char* text) {
+  // No code page has a lead byte among those of ASCII.
+  const bool isAscii = static_cast<unsigned char>(text[0]) < 0x80;
+  return !isAscii && IsLeadByte(text[0]) && text[1] ? 2 : 1;
+}
 
 /// The bytes of the longest run of whole characters at the front of a text that does not exceed
 /// `limit`.
