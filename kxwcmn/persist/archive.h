@@ -29,7 +29,8 @@ enum ArchiveMode : UINT {
 /// With a cache, nothing is on the medium for sure until `DoFlush`: no destructor flushes, and
 /// pending bytes are lost without it. A cached read beyond the end raises 0x20010008; without a
 /// cache it is short, and nothing is raised. What the medium raises goes through, and leaves the
-/// archive as it stood at that moment. An archive belongs to one thread at a time.
+/// archive as it stood at that moment: a flush that failed can be repeated. An archive belongs to
+/// one thread at a time.
 class KX_EXPORT KXArchive {
  public:
   /// Loads, big-endian, with the cache enabled but no block for it before `Init`.

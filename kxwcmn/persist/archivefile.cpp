@@ -9,6 +9,21 @@ namespace {
 
 constexpr UINT kDefaultCache = 512000;
 
+/// Moves bytes and returns how many. A transfer that fails leaves the file where it was, as the
+/// archive's position is, so that it can be repeated: a flush when there is room on the disk again.
+template <class Move>
+UINT Transfer(KXFile& file, Move move) {
+  const i64 begin = file.GetPosition();
+  DWORD done = 0;
+  try {
+    move(&done);
+  } catch (...) {
+    file.Seek(begin, kxw::kFromBegin);
+    throw;
+  }
+  return done;
+}
+
 }  // namespace
 
 KXArchiveFile::KXArchiveFile() { Init(kxw::kArchiveLoad, kDefaultCache); }
@@ -44,15 +59,11 @@ void KXArchiveFile::FileClose() {
 }
 
 UINT KXArchiveFile::WriteSelf(const void* data, UINT size) {
-  DWORD done = 0;
-  file_.Write(data, size, &done);
-  return done;
+  return Transfer(file_, [&](DWORD* done) { file_.Write(data, size, done); });
 }
 
 UINT KXArchiveFile::ReadSelf(void* data, UINT size) {
-  DWORD done = 0;
-  file_.Read(data, size, &done);
-  return done;
+  return Transfer(file_, [&](DWORD* done) { file_.Read(data, size, done); });
 }
 
 UINT KXArchiveFile::SeekSelf(int offset, UINT origin) {

@@ -214,10 +214,12 @@ TEST(ArchiveFile, KeepsWhatWasFlushed) {
     out.FileCreate(folder.Path("f").c_str(), 0, 0, kReadWrite, 0, kxw::kCreateAlways, 0);
     for (UINT i = 0; i < 5; ++i) out << i;
     kxw::detail::ScopedFaults faults;
-    faults.Fail(kxw::detail::FaultPoint::kWrite, 1, kxw::kErrorDiskFull);
+    faults.Fail(kxw::detail::FaultPoint::kWrite, 1, kxw::kErrorDiskFull, 1, 2);
     EXPECT_EQ(CodeOf([&] { out.DoFlush(); }), kxw::kErrorDiskFull);
+    out.DoFlush();  // there is room now
+    out << 9;       // lost
   }
-  EXPECT_EQ(folder.ReadFile("f"), Hex("00000000 00000001 00000002 00000003"));
+  EXPECT_EQ(folder.ReadFile("f"), Hex("00000000 00000001 00000002 00000003 00000004"));
   KXArchiveFile in;
   in.FileOpen(folder.Path("f").c_str(), kReadWrite, 0, kxw::kOpenExisting, 0);
   u64 value;
