@@ -98,12 +98,9 @@ UINT KXArchiveMem::ReadSelf(void* data, UINT size) {
 }
 
 UINT KXArchiveMem::SeekSelf(int offset, UINT origin) {
-  if (origin == 0) {
-    memoryPosition_ = static_cast<UINT>(offset);
-  } else if (origin == 1) {
-    memoryPosition_ += static_cast<UINT>(offset);
-  }
+  UINT target = memoryPosition_;
+  if (origin <= 1) target = (origin == 1 ? target : 0) + static_cast<UINT>(offset);
   // Once and by this much, also where it is not enough: the next write makes room for itself.
-  if (memoryPosition_ > capacity_) Grow(u64{capacity_} + kGrowth);
-  return memoryPosition_;
+  if (target > capacity_) Grow(u64{capacity_} + kGrowth);
+  return memoryPosition_ = target;
 }

@@ -256,6 +256,12 @@ TEST(ArchiveMem, GrowsByItsStepsAndTurnsRound) {
   EXPECT_EQ(ar.GetPosition(), 6u);
   ar << WORD{0xFFFF};
   EXPECT_EQ(static_cast<BYTE*>(ar.Lock())[1], 0xFF);
+  {
+    kxw::detail::ScopedFaults faults;
+    faults.Fail(kxw::detail::FaultPoint::kAlloc, 1, 8);
+    EXPECT_EQ(CodeOf([&] { ar.SeekSelf(0x400000, 0); }), 8);
+    EXPECT_EQ(ar.SeekSelf(0, 1), 2u);
+  }
   ar.SeekSelf(0x400000, 0);  // more than one step behind the block
   ar << BYTE{1};
   ar.MemFree();
