@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "bench/table.h"
+#include "kxwcmn/compositing/pixelmixer.h"
+#include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/blockgetter.h"
@@ -311,6 +313,18 @@ const bool kAdded = [] {
                 [](BYTE* to, const BYTE* from, int, int) { Behind8(to, from); });
 
   constexpr int kHalf = 2048;
+  AddRule<4, 4>(
+      "CommonCopy3, 2048 x 2048, 32 bits, replace", 1, kHalf,
+      [](KXVOffscreen& dst, KXVOffscreen& src) {
+        KXPixelMixer replace;
+        KXVOffPixelMixer mixer;
+        mixer.SetDstOffscreen(&dst);
+        mixer.SetNode(&replace);
+        dst.CommonCopy3(0, 0, kHalf, kHalf, &src, 0, 0, &mixer, 0, 0, 0);
+      },
+      [](BYTE* to, const BYTE* from, int, int) {
+        if (from[3]) std::memcpy(to, from, 4);
+      });
   AddRule<4, 4>(
       "RenderBackground, 2048 x 2048, 32 bits", 1, kHalf,
       [](KXVOffscreen& dst, KXVOffscreen&) {

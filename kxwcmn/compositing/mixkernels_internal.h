@@ -15,6 +15,14 @@ enum class RunForm {
   kWord64,   ///< As a 64-bit image has it in memory.
 };
 
+/// The incoming form of a destination of `bits`.
+constexpr RunForm FormOf(int bits) {
+  return bits <= 8    ? RunForm::kValue8
+         : bits <= 24 ? RunForm::kColor32
+         : bits == 32 ? RunForm::kWord32
+                      : RunForm::kWord64;
+}
+
 /// The strength of each pixel of a run: of the whole run, or pixel by pixel.
 struct RunWeight {
   WORD all;

@@ -20,14 +20,6 @@ namespace {
 constexpr int kBlock = KXVOffscreen::kBlockSize;
 constexpr int kMask = KXVOffscreen::kBlockMask;
 
-/// The incoming form of a destination of `bits`.
-constexpr RunForm FormOf(int bits) {
-  return bits <= 8    ? RunForm::kValue8
-         : bits <= 24 ? RunForm::kColor32
-         : bits == 32 ? RunForm::kWord32
-                      : RunForm::kWord64;
-}
-
 /// Stores a colour as one incoming pixel.
 template <RunForm kForm>
 void PutColor(BYTE* at, u64 color64, QMCOLORREF color32, BYTE value8) {

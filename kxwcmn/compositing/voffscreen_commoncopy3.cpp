@@ -1,84 +1,211 @@
+#include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "kxwcmn/compositing/complexcolor.h"
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/compositing/mixkernels_internal.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/platform/vectorize.h"
 
 namespace {
 
-/// Lays a source below 16 bits, as a mask for one colour.
-template <class Depth>
-class MaskSource {
- public:
-  MaskSource(u64 color, int /*ignoreWhite*/) : color_(color) {}
+constexpr int kSize = KXVOffscreen::kBlockSize;
+constexpr int kMostBytes = 8;  // of a pixel as kernels take it
 
-  static bool IsLaid(typename Depth::Pixel p) { return Depth::To8(p) != 0; }
-  KXComplexColor ColorOf(typename Depth::Pixel p) const {
+/// Stores a colour as kernels take it.
+void PutColor(kxw::RunForm form, const KXComplexColor& color, BYTE* at) {
+  switch (form) {
+    case kxw::RunForm::kValue8:
+      *at = color.value8;
+      break;
+    case kxw::RunForm::kColor32:
+      std::memcpy(at, &color.color32, sizeof color.color32);
+      break;
+    case kxw::RunForm::kWord32:
+      kxw::Depth32::Store(at, 0, color.color32);
+      break;
+    case kxw::RunForm::kWord64:
+      kxw::Depth64::Store(at, 0, color.color64);
+      break;
+  }
+}
+
+/// A row of a source below 16 bits, as a mask for one colour.
+class MaskRow {
+ public:
+  MaskRow(int bits, kxw::RunForm form, u64 color)
+      : bits_(bits), form_(form), color_(color), read_(kxw::FindCopyRow(8, bits)) {
+    for (int m = 0; m < 256; ++m) PutColor(form, ColorOf(static_cast<BYTE>(m)), table_[m]);
+  }
+
+  /// Takes a stretch of a row in; `isLaid` gets 1 for each pixel that is laid, and 0 for others.
+  void Read(const BYTE* row, int column, int count, BYTE* isLaid) {
+    read_(densities_, 0, row, column, count);
+    for (int i = 0; i < count; ++i) isLaid[i] = densities_[i] != 0;
+  }
+  KXComplexColor ColorAt(int i) const { return ColorOf(densities_[i]); }
+  const BYTE* Colors(int count) {
+    // The surplus bytes of each colour are written over by the next.
+    BYTE* at = colors_;
+    for (int i = 0; i < count; ++i, at += BytesOf(form_)) {
+      std::memcpy(at, table_[densities_[i]], kMostBytes);
+    }
+    return colors_;
+  }
+
+ private:
+  KXComplexColor ColorOf(BYTE density) const {
     // A product of 32 bits at most, so that the division truncates the whole of it.
-    const DWORD alpha = Depth::To8(p) * static_cast<DWORD>(kxw::Alpha64(color_)) * 257 / 65535;
-    const u64 weighed = (color_ & 0x0000FFFFFFFFFFFF) | static_cast<u64>(alpha) << 48;
-    return KXComplexColor(Depth::kBits, weighed);
+    const DWORD alpha = density * static_cast<DWORD>(kxw::Alpha64(color_)) * 257 / 65535;
+    return KXComplexColor(bits_, (color_ & 0x0000FFFFFFFFFFFF) | static_cast<u64>(alpha) << 48);
   }
 
- private:
+  int bits_;
+  kxw::RunForm form_;
   u64 color_;
+  kxw::RowFunc read_;
+  BYTE densities_[kSize];
+  BYTE table_[256][kMostBytes] = {};  // the colours of all densities
+  alignas(8) BYTE colors_[(kSize + 1) * kMostBytes];
 };
 
-/// Lays the pixels of a source themselves.
-template <class Depth>
-class ColorSource {
- public:
-  ColorSource(u64 /*color*/, int ignoreWhite) : ignoreWhite_(ignoreWhite != 0) {}
-
-  bool IsLaid(typename Depth::Pixel p) const {
-    const DWORD color = Depth::To32(p);
-    return kxw::Alpha(color) != 0 && !(ignoreWhite_ && (color & 0x00FFFFFF) == 0x00FFFFFF);
+/// Tells of words of 32 bits which ones have an alpha and are not of a colour.
+KXW_WIDE_VECTORS void FindLaid(const BYTE* words, int count, DWORD ignored, BYTE* isLaid) {
+  const kxw::RowReader<kxw::Depth32> pixels(words, 0, count);
+  for (int i = 0; i < count; ++i) {
+    const DWORD color = pixels[i];
+    isLaid[i] = (color >> 24 != 0) & ((color & 0x00FFFFFF) != ignored);
   }
-  static KXComplexColor ColorOf(typename Depth::Pixel p) {
-    return KXComplexColor(Depth::kBits, Depth::To32(p));
+}
+
+/// A row of any other source, whose pixels are laid themselves.
+class ColorRow {
+ public:
+  ColorRow(int bits, kxw::RunForm form, int ignoreWhite)
+      : bits_(bits),
+        form_(form),
+        ignored_(ignoreWhite ? 0x00FFFFFF : kNone),
+        read_(kxw::FindCopyRow(32, bits)),
+        widen_(kxw::FindCopyRow(64, 32)) {}
+
+  void Read(const BYTE* row, int column, int count, BYTE* isLaid) {
+    words_ = row + kxw::ByteOfColumn<kxw::Depth32>(column);
+    if (bits_ != 32) {
+      read_(converted_, 0, row, column, count);
+      words_ = converted_;
+    }
+    FindLaid(words_, count, ignored_, isLaid);
+  }
+  KXComplexColor ColorAt(int i) const {
+    return KXComplexColor(bits_, kxw::Depth32::Load(words_ + 4 * i, 0));
+  }
+  const BYTE* Colors(int count) {
+    switch (form_) {
+      case kxw::RunForm::kWord32:
+        return words_;
+      case kxw::RunForm::kWord64:
+        widen_(colors_, 0, words_, 0, count);
+        break;
+      case kxw::RunForm::kValue8:
+      case kxw::RunForm::kColor32:
+        for (int i = 0; i < count; ++i) {
+          PutColor(form_, ColorAt(i), colors_ + i * BytesOf(form_));
+        }
+        break;
+    }
+    return colors_;
   }
 
  private:
-  bool ignoreWhite_;
+  static constexpr DWORD kNone = 0xFFFFFFFF;  // no colour without its alpha
+
+  int bits_;
+  kxw::RunForm form_;
+  DWORD ignored_;
+  kxw::RowFunc read_, widen_;
+  const BYTE* words_ = nullptr;  // as a 32-bit image has them
+  alignas(8) BYTE converted_[kSize * 4];
+  alignas(8) BYTE colors_[kSize * kMostBytes];
 };
 
-/// Lays `part` of a source block at `base` through `mixer`. The destination's cursor goes where
-/// there is something to lay, and so no other blocks come into being.
-template <class Depth, class Source>
-void LayPart(KXVOffscreen& dst, const BYTE* base, const KXRect& part, const kxw::CopyArea& area,
-             KXVOffPixelMixer& mixer, const Source& source) {
-  for (int y = part.top; y < part.bottom; ++y) {
-    const kxw::RowReader<Depth> pixels(kxw::RowOf(base, y, kxw::kRowBytes<Depth>),
-                                       part.left & KXVOffscreen::kBlockMask, part.Width());
-    for (int i = 0; i < part.Width(); ++i) {
-      if (!source.IsLaid(pixels[i])) continue;
-      dst.MoveCursor(part.left + i + area.dx, y + area.dy);
-      mixer.Do(source.ColorOf(pixels[i]));
+/// A source on its way through a mixer. Each pixel goes to the mixer itself, unless its rule has a
+/// kernel: then runs of pixels go there.
+template <class Row>
+class Laying {
+ public:
+  Laying(KXVOffscreen& dst, const kxw::CopyArea& area, KXVOffPixelMixer& mixer, Row& row)
+      : dst_(dst), area_(area), mixer_(mixer), row_(row) {
+    const int bits = dst.GetBitCount();
+    if (mixer.GetNode() && mixer.GetDepth() == bits) {
+      kernel_ = kxw::FindMixKernel(mixer.GetNode(), bits);
     }
+    weight_.all = bits == 64 ? mixer.GetAlpha64() : mixer.GetAlpha();
   }
-}
 
-template <class Depth, class Source>
-void LayThrough(KXVOffscreen& dst, KXVOffscreen& src, const kxw::CopyArea& area,
-                KXVOffPixelMixer& mixer, int clearMode, const Source& source) {
-  DWORD clearColor;
-  dst.GetClearColor(&clearColor);
-  KXVOffscreenAutoLock dstLock(&dst, 1), srcLock(&src, 0);
-  KXBlockGetter blocks(&src, area.source, 1);
-  for (KXRect part; blocks.GetNextBlock(part);) {
-    if (!src.GetBlockExist(part.left, part.top)) {
-      // An empty part clears what lies at its own coordinates here, not at those that the copy
-      // leads to; this is meant.
-      const KXRect here = part & dst.GetRect();
-      if (clearMode == 1) kxw::FillArea(dst, here, KXVOffscreen::QMCOLORREF32to64(clearColor));
-    } else if (const BYTE* base = kxw::EnterForRead(src, part.left, part.top)) {
-      LayPart<Depth>(dst, base, part, area, mixer, source);
+  void Run(KXVOffscreen& src, int clearMode) {
+    DWORD clearColor;
+    dst_.GetClearColor(&clearColor);
+    KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src, 0);
+    KXBlockGetter blocks(&src, area_.source, 1);
+    for (KXRect part; blocks.GetNextBlock(part);) {
+      if (const BYTE* base = kxw::EnterForRead(src, part.left, part.top)) {
+        LayPart(part, base, src.GetBlockRowBytes());
+      } else if (clearMode == 1) {
+        // An empty part clears what lies at its own coordinates here, not at those that the copy
+        // leads to; this is meant.
+        kxw::FillArea(dst_, part & dst_.GetRect(), KXVOffscreen::QMCOLORREF32to64(clearColor));
+      }
     }
   }
-}
+
+ private:
+  void LayPart(const KXRect& part, const BYTE* base, int rowBytes) {
+    // Cut where the destination's blocks are.
+    const int seam = part.left + kSize - ((part.left + area_.dx) & KXVOffscreen::kBlockMask);
+    const int middle = std::min<int>(part.right, seam);
+    for (int y = part.top; y < part.bottom; ++y) {
+      const BYTE* from = kxw::RowOf(base, y, rowBytes);
+      LayRow(from, part.left, y, middle - part.left);
+      if (middle < part.right) LayRow(from, middle, y, part.right - middle);
+    }
+  }
+
+  void LayRow(const BYTE* from, int x, int y, int count) {
+    BYTE isLaid[kSize];
+    row_.Read(from, x & KXVOffscreen::kBlockMask, count, isLaid);
+    const BYTE* colors = nullptr;
+    for (int i = 0, end; i < count; i = end) {
+      const void* other =
+          std::memchr(isLaid + i, 1 - isLaid[i], static_cast<std::size_t>(count - i));
+      end = other ? static_cast<int>(static_cast<const BYTE*>(other) - isLaid) : count;
+      if (!isLaid[i]) continue;
+      // Only where something is laid is a block made.
+      if (!kernel_) {
+        for (int k = i; k < end; ++k) {
+          dst_.MoveCursor(x + k + area_.dx, y + area_.dy);
+          mixer_.Do(row_.ColorAt(k));
+        }
+        continue;
+      }
+      if (!colors) colors = row_.Colors(count);
+      BYTE* base = kxw::EnterForWrite(dst_, x + area_.dx, y + area_.dy);
+      kernel_(kxw::RowOf(base, y + area_.dy, dst_.GetBlockRowBytes()),
+              (x + i + area_.dx) & KXVOffscreen::kBlockMask,
+              colors + i * BytesOf(kxw::FormOf(dst_.GetBitCount())), end - i, weight_);
+    }
+  }
+
+  KXVOffscreen& dst_;
+  const kxw::CopyArea& area_;
+  KXVOffPixelMixer& mixer_;
+  Row& row_;
+  kxw::MixKernel kernel_ = nullptr;
+  kxw::RunWeight weight_{};
+};
 
 }  // namespace
 
@@ -92,14 +219,12 @@ void KXVOffscreen::CommonCopy3(int dstX, int dstY, int width, int height, KXVOff
   std::unique_ptr<KXVOffscreen> snapshot;
   if (src == this) snapshot = kxw::MakeSnapshot(*this, area.source);
   KXVOffscreen& from = snapshot ? *snapshot : *src;
-  kxw::WithDepth(from.bitCount_, [&](auto depth) {
-    using Depth = decltype(depth);
-    if constexpr (Depth::kBits <= 8) {
-      LayThrough<Depth>(*this, from, area, *mixer, clearMode,
-                        MaskSource<Depth>(color, ignoreWhite));
-    } else {
-      LayThrough<Depth>(*this, from, area, *mixer, clearMode,
-                        ColorSource<Depth>(color, ignoreWhite));
-    }
-  });
+  const kxw::RunForm form = kxw::FormOf(bitCount_);
+  if (from.bitCount_ <= 8) {
+    MaskRow row(from.bitCount_, form, color);
+    Laying(*this, area, *mixer, row).Run(from, clearMode);
+  } else {
+    ColorRow row(from.bitCount_, form, ignoreWhite);
+    Laying(*this, area, *mixer, row).Run(from, clearMode);
+  }
 }

@@ -8,6 +8,8 @@
 #include "kxwcmn/core/exception.h"
 #include "tests/compositing/copymodel.h"
 
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 namespace {
 
 using namespace testing_kxw;
@@ -48,9 +50,15 @@ void ModelCommonCopy3(KXVOffscreen& dst, KXVOffscreen& src, CopyCase c, KXVOffPi
   }
 }
 
+/// A rule of an application's own, which has no loop over memory.
+class OwnBlend : public KXPixelMixerBlend {};
+
 TEST(CommonCopy3, LaysEachPixelThroughTheMixer) {
   KXPixelMixerBlend blend;
-  for (int bits : {8, 32, 64}) {
+  OwnBlend ownBlend;
+  KXPixelMixerWeightCopy weightCopy;
+  KXPixelMixer* const rules[] = {&blend, &ownBlend, &weightCopy};
+  for (int bits : kAllDepths) {
     for (int srcBits : kAllDepths) {
       for (unsigned seed = 0; seed < 3; ++seed) {
         Random random(seed + static_cast<unsigned>(bits * srcBits));
@@ -61,12 +69,13 @@ TEST(CommonCopy3, LaysEachPixelThroughTheMixer) {
         const u64 color = random.Bits();
         ImagePtr expected = Clone(*dst);
         KXVOffPixelMixer mixer;
-        mixer.SetNode(&blend);
+        mixer.SetNode(rules[seed]);
+        mixer.SetColor(KXComplexColor(64, random.Bits()));  // its alpha weighs
         mixer.SetDstOffscreen(expected.get());
-        ModelCommonCopy3(*expected, *src, c, mixer, color, seed == 0);
+        ModelCommonCopy3(*expected, *src, c, mixer, color, seed < 2);
         mixer.SetDstOffscreen(dst.get());
         dst->CommonCopy3(c.dstX, c.dstY, c.width, c.height, src.get(), c.srcX, c.srcY, &mixer,
-                         color, c.clearMode, seed == 0);
+                         color, c.clearMode, seed < 2);
         ASSERT_NO_FATAL_FAILURE(ExpectSame(*dst, *expected));
       }
     }
