@@ -15,6 +15,9 @@ NewFile::NewFile(const std::string& path) : path_(path), target_(path) {
   if (fs::exists(status) && !fs::is_regular_file(status)) throw FileError(path, "not a file");
   if (fs::is_symlink(path, ignored)) target_ = fs::weakly_canonical(path, ignored).string();
   partPath_ = target_ + ".part";
+  std::FILE* const file = std::fopen(partPath_.c_str(), "wb");
+  if (!file) throw FileError(path, std::strerror(errno));
+  std::fclose(file);
 }
 
 NewFile::~NewFile() {
@@ -22,6 +25,9 @@ NewFile::~NewFile() {
 }
 
 void NewFile::Keep() {
+  std::error_code ignored;
+  const fs::file_status old = fs::status(target_, ignored);
+  if (fs::exists(old)) fs::permissions(partPath_, old.permissions(), ignored);
   if (std::rename(partPath_.c_str(), target_.c_str()) != 0) {
     throw FileError(path_, std::strerror(errno));
   }

@@ -15,7 +15,8 @@ class FileError : public std::runtime_error {
 /// A file that takes its name only when it is complete: whatever has the name stays until then.
 class NewFile {
  public:
-  /// Raises FileError where something else than a file has the name.
+  /// Creates it empty. Raises FileError if it cannot be, or where something else than a file has
+  /// the name.
   explicit NewFile(const std::string& path);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
@@ -24,9 +25,10 @@ class NewFile {
 
   /// The name to be, for messages.
   const std::string& Path() const { return path_; }
-  /// Where the file is until then, in the same folder. The caller creates it.
+  /// Where the file is until then, in the same folder.
   const std::string& PartPath() const { return partPath_; }
-  /// Gives the complete and closed file its name. Raises FileError.
+  /// Gives the complete and closed file its name, and the rights of the file that it replaces.
+  /// Raises FileError.
   void Keep();
 
  private:

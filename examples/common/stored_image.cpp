@@ -68,15 +68,6 @@ void RaiseOfStored(const std::string& path, KXException& failure) {
   }
 }
 
-StoredImageWriter::StoredImageWriter(const std::string& path) : newFile_(path) {
-  try {
-    KXFile().Create(Native(newFile_.PartPath()), 0, 0, kxw::kFileWrite, kxw::kShareNone,
-                    kxw::kCreateAlways, 0);
-  } catch (KXException& failure) {
-    RaiseOfStored(path, failure);
-  }
-}
-
 void StoredImageWriter::Write(KXVOffscreen& image, int level) {
   try {
     WatchedFile archive(kxw::kArchiveStore);

@@ -12,7 +12,7 @@ namespace examples {
 class StoredImageWriter {
  public:
   /// Creates the file. Raises FileError, as `Write` does.
-  explicit StoredImageWriter(const std::string& path);
+  explicit StoredImageWriter(const std::string& path) : newFile_(path) {}
 
   /// Stores `image` with its blocks compressed at `level`, 1 to 9, or raw at 0, and ends the file.
   /// Shows its progress. Raises KXException with code 0x20010004 when the user stops it.

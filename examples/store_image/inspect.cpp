@@ -51,6 +51,10 @@ void Walk(KXArchive& archive, StoredForm& form) {
       form.cells >> form.pixelOrder;
   archive.EndSection();
   if (form.version >> 8 > 1) kxThrowError(kxw::kFailureWrongVersion);
+  if (form.width < 0 || form.height < 0 ||
+      !examples::Offscreen(KXVOffscreen::CreateOffscreen(form.bits))) {
+    kxThrowError(kxw::kFailureBadFormat);
+  }
   if (form.cells > 0) {
     BYTE isCompressed;
     BeginInner(archive);
@@ -76,8 +80,8 @@ std::string Size(u64 bytes) {
 
 }  // namespace
 
-int StoredForm::AllCells() const {
-  return static_cast<int>((i64{width} + kSize - 1) / kSize * ((i64{height} + kSize - 1) / kSize));
+i64 StoredForm::AllCells() const {
+  return (i64{width} + kSize - 1) / kSize * ((i64{height} + kSize - 1) / kSize);
 }
 
 StoredForm Inspect(const std::string& path) {
@@ -97,7 +101,7 @@ std::string Describe(const StoredForm& form) {
   char text[1000];
   int length = std::snprintf(text, sizeof text,
                              "  image       %d x %d pixels, depth %d, resolution %g\n"
-                             "  blocks      %d of %d have memory, %s\n",
+                             "  blocks      %d of %lld have memory, %s\n",
                              form.width, form.height, form.bits, form.resolution, form.blocks,
                              form.AllCells(), Size(form.rawBytes).c_str());
   std::string result(text, static_cast<std::size_t>(length));

@@ -20,7 +20,7 @@ struct StoredForm {
   u64 blockBytes = 0;  ///< Of their pixels in the file.
   u64 fileBytes = 0;
 
-  int AllCells() const;
+  i64 AllCells() const;
 };
 
 /// Reads the head of the stored image at `path` and walks over its blocks, without their pixels.

@@ -14,16 +14,16 @@ using examples::Offscreen;
 constexpr int kDepths[] = {1, 2, 8, 16, 24, 32, 64};
 constexpr int kWidth = 300, kHeight = 270;  // four blocks, of which one is left a hole
 
-/// An image of random pixels, each of which its depth can hold.
-Offscreen RandomImage(int bits) {
+/// An image of random pixels, each of which its depth can hold, `step` apart.
+Offscreen RandomImage(int bits, int width = kWidth, int step = 1) {
   static const bool isManaged = (kxGetVirtualMemory()->Create(16 << 20, nullptr), true);
   EXPECT_TRUE(isManaged);
   std::mt19937_64 random(static_cast<unsigned>(bits));
   Offscreen image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(kxGetVirtualMemory(), kWidth, kHeight, 300);
+  image->Create(kxGetVirtualMemory(), width, kHeight, 300);
   for (int y = 0; y < kHeight; ++y) {
     KXVOffscreenAutoLock lock(image.get(), 0, y, 1);
-    for (int x = 0; x < (y < 256 ? kWidth : 256); ++x) {
+    for (int x = 0; x < (y < 256 ? width : 256); x += step) {
       const u64 color = random() >> (random() % 2 ? 0 : 16);  // half of them without alpha
       image->MoveCursor(x, y);
       if (bits == 1) image->Set1BitColor(color & 1);
@@ -116,6 +116,15 @@ TEST_F(StoreImage, ExportsAndImportsWhatEachDepthHolds) {
   }
 }
 
+// Half of a row of blocks goes through memory at a time.
+TEST_F(StoreImage, TakesWideImagesInParts) {
+  const Offscreen image = RandomImage(64, 8300, 61);
+  Store("a", *image);
+  ASSERT_EQ(Run("export" + Word("a") + Word("a.png")), 0) << output_;
+  ASSERT_EQ(Run("import --depth 64" + Word("a.png") + Word("b")), 0) << output_;
+  ExpectStored("b", *image);
+}
+
 TEST_F(StoreImage, ReadsInterlacedPictures) {
   for (int size = 1; size < 100; ++size) {
     const int width = size % 10 + 1, height = size / 10 + 1;
@@ -173,8 +182,17 @@ TEST_F(StoreImage, TellsAndChangesTheForm) {
       << output_;
   EXPECT_NE(output_.find("\n  file        " + small + " bytes, version 1.0, pixel order 0\n"),
             std::string::npos);
-  ASSERT_EQ(Run("recompress --raw --quiet" + Word("a")), 0) << output_;
-  EXPECT_TRUE(Read(Path("a")) == raw);
+  // A link stays one, and the file its rights.
+  fs::permissions(Path("a"), fs::perms::owner_read);
+  fs::create_symlink(Path("a"), Path("link"));
+  ASSERT_EQ(Run("recompress --raw --quiet" + Word("link")), 0) << output_;
+  EXPECT_TRUE(Read(Path("a")) == raw && fs::is_symlink(Path("link")));
+  EXPECT_EQ(fs::status(Path("a")).permissions(), fs::perms::owner_read);
+  image->Lock(299, 0, 1);
+  image->Set8BitColor(static_cast<BYTE>(~image->Get8BitColor()));
+  image->Unlock();
+  EXPECT_THROW(examples::CompareImages(*examples::ReadStoredImage(Path("a")), *image),
+               std::runtime_error);
 }
 
 TEST_F(StoreImage, ComplainsInOneLineAndTouchesNothing) {
@@ -191,6 +209,9 @@ TEST_F(StoreImage, ComplainsInOneLineAndTouchesNothing) {
   damaged[100000] = static_cast<char>(~damaged[100000]);
   Write("damaged", damaged);
   ExpectComplaint("export" + Word("damaged") + p, "damaged: damaged");
+  damaged[4 + 4 + 2 + 4 + 4 + 3] = 7;  // bits a pixel
+  Write("odd", damaged);
+  ExpectComplaint("info" + Word("odd"), "odd: not a stored image");
   for (const std::string* text : {&whole, &packed}) {
     for (const std::size_t size :
          {std::size_t{0}, std::size_t{3}, std::size_t{30}, text->size() - 1}) {
@@ -204,7 +225,7 @@ TEST_F(StoreImage, ComplainsInOneLineAndTouchesNothing) {
   ExpectComplaint("import" + Word("none.png") + a, "none.png: No such file");
   ExpectComplaint("import" + a + Word("b"), "a: not a readable PNG");
   ExpectComplaint("import" + Word("cut.png") + a, "cut.png: not a readable PNG",
-                  "head -c 100000" + p + " >" + Word("cut.png") + "; ");
+                  "head -c -12" + p + " >" + Word("cut.png") + "; ");
   ExpectComplaint("import" + p + Word("nowhere/a"), "No such file");
   ExpectComplaint("import" + p + p, "would take the place");
   ExpectComplaint("import" + p + " /dev/full", "not a file");
