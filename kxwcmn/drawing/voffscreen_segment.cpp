@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <utility>
 
 #include "kxwcmn/drawing/channels_internal.h"
+#include "kxwcmn/drawing/fillrules_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
 #include "kxwcmn/platform/number.h"
@@ -83,8 +83,16 @@ void OutlineOf(Segment s, int size, KXPoint (&points)[6]) {
   }
 }
 
+/// Stamps of a line, by number, from `first` up to but not `end`.
+struct Stamps {
+  i64 first, end;
+};
+
 /// The line along which a brush is stamped: each stamp is one step along the greater axis from the
 /// one before, with a step along the other where Bresenham's rule has it.
+///
+/// The brush only ever moves one way on each axis, so the stamps that cover a row or a column stand
+/// together: a pixel is visited once, however many stamps cover it.
 class StampLine {
  public:
   StampLine(const Segment& s, const Brush& brush, const KXRect& image)
@@ -101,46 +109,31 @@ class StampLine {
     minor_ = std::min(dx, dy);
   }
 
-  /// Calls `stamp(part)` for each stamp that touches the image, cut to it. Of stamps in a row that
-  /// come to the same part no more are made than `mostRepeats`.
+  /// Calls `op(y, left, right, stamps)` for the rows of the image that stamps cover, with the
+  /// columns, half-open, and the stamps.
   template <class Op>
-  void ForEach(i64 mostRepeats, Op stamp) const {
+  void ForEachRow(Op op) const {
     if (size_ < 1) return;
-    const auto [first, end] = StampsInReach();
-    KXRect last;
-    i64 repeats = 0;
-    for (i64 n = first; n < end; ++n) {
-      const KXRect part = PartOf(n);
-      repeats = part == last ? repeats + 1 : 1;
-      last = part;
-      if (part.IsRectEmpty() || repeats > mostRepeats) {
-        n = LastLike(part, n, end);
-      } else {
-        stamp(part);
-      }
+    const auto [low, high] = std::minmax({TopOf(0), TopOf(major_)});
+    const i64 end = std::min<i64>(high + size_, image_.bottom);
+    for (i64 y = std::max<i64>(low, 0); y < end; ++y) {
+      const Stamps stamps = Covering(y, y_, stepY_, !alongX_);
+      const auto [from, to] = std::minmax({LeftOf(stamps.first), LeftOf(stamps.end - 1)});
+      const i64 left = std::max<i64>(from, 0), right = std::min<i64>(to + size_, image_.right);
+      if (left >= right) continue;
+      op(static_cast<int>(y), static_cast<int>(left), static_cast<int>(right), stamps);
     }
   }
 
+  /// How many of `stamps` cover column `x`.
+  i64 CountAt(int x, const Stamps& stamps) const {
+    const Stamps column = Covering(x, x_, stepX_, alongX_);
+    return std::min(stamps.end, column.end) - std::max(stamps.first, column.first);
+  }
+
  private:
-  /// The first stamp, and the one behind the last, that reach the image along the greater axis.
-  std::pair<i64, i64> StampsInReach() const {
-    const i64 start = alongX_ ? x_ : y_;
-    const i64 extent = alongX_ ? image_.right : image_.bottom;
-    const bool forward = (alongX_ ? stepX_ : stepY_) > 0;
-    const i64 first = forward ? 1 - size_ - start : start - extent + 1;
-    const i64 end = forward ? extent - start : start + size_;
-    return {std::max<i64>(first, 0), std::min(end, major_ + 1)};
-  }
-  /// The part of the image under the n-th stamp. Beside the image each side stays at an edge of it.
-  KXRect PartOf(i64 n) const {
-    const i64 left = x_ + stepX_ * (alongX_ ? n : MinorSteps(n));
-    const i64 top = y_ + stepY_ * (alongX_ ? MinorSteps(n) : n);
-    const auto cut = [](i64 v, int extent) {
-      return static_cast<int>(std::clamp<i64>(v, 0, extent));
-    };
-    return KXRect(cut(left, image_.right), cut(top, image_.bottom), cut(left + size_, image_.right),
-                  cut(top + size_, image_.bottom));
-  }
+  i64 LeftOf(i64 n) const { return x_ + stepX_ * (alongX_ ? n : MinorSteps(n)); }
+  i64 TopOf(i64 n) const { return y_ + stepY_ * (alongX_ ? MinorSteps(n) : n); }
   /// The steps along the lesser axis that the rule has made with the n-th along the greater one:
   /// n * minor / major, rounded, halves up. The product fits 64 unsigned bits, twice it would not.
   i64 MinorSteps(i64 n) const {
@@ -149,14 +142,20 @@ class StampLine {
     const u64 divisor = static_cast<u64>(major_), rest = product % divisor;
     return static_cast<i64>(product / divisor + (2 * rest >= divisor));
   }
-  /// The last of the stamps from `n` up to but not `end` that come to the same part: the sides only
-  /// ever move one way, so they stand together.
-  i64 LastLike(const KXRect& part, i64 n, i64 end) const {
-    while (end - n > 1) {
-      const i64 middle = n + (end - n) / 2;
-      (PartOf(middle) == part ? n : end) = middle;
-    }
-    return n;
+  /// The first stamp that has made so many steps along an axis, or the one behind the last.
+  i64 FirstAfter(i64 steps, bool isMajor) const {
+    if (steps <= 0) return 0;
+    if (steps > (isMajor ? major_ : minor_)) return major_ + 1;
+    if (isMajor) return steps;
+    // The least n with 2 * n * minor + major >= 2 * steps * major.
+    const u64 major = static_cast<u64>(major_), minor = static_cast<u64>(minor_);
+    const u64 least = static_cast<u64>(steps) * major - major / 2;
+    return static_cast<i64>(least / minor + (least % minor != 0));
+  }
+  /// The stamps that cover the row or column `v`, of a line that starts at `start`.
+  Stamps Covering(i64 v, i64 start, int step, bool isMajor) const {
+    const i64 steps = step > 0 ? v - start - size_ + 1 : start - v;
+    return {FirstAfter(steps, isMajor), FirstAfter(steps + size_, isMajor)};
   }
 
   KXRect image_;
@@ -167,47 +166,81 @@ class StampLine {
   i64 major_, minor_;
 };
 
-/// Draws a segment with the means of a depth: `fill` fills an outline of six points, `over` and
-/// `under` make a stamp, `under` to an effect that ends after `mostUnder` times.
-template <class Fill, class Over, class Under>
-void DrawWith(const KXRect& image, const Segment& s, const Brush& brush, int behind, i64 mostUnder,
-              Fill fill, Over over, Under under) {
-  if (!behind && brush.size >= 2) {
-    KXPoint points[6];
-    OutlineOf(s, brush.size, points);
-    fill(points);
-  } else if (behind == 1) {
-    StampLine(s, brush, image).ForEach(mostUnder, under);
-  } else {
-    StampLine(s, brush, image).ForEach(1, over);
-  }
+/// Lays a colour under the pixels that stamps cover, once for each stamp. `lay(pixel)` does it once
+/// and says whether that changes anything.
+template <class Depth, class Lay>
+void StampUnder(KXVOffscreen& image, const StampLine& line, Lay lay) {
+  line.ForEachRow([&](int y, int left, int right, const Stamps& stamps) {
+    for (int x = left, end; x < right; x = end) {
+      end = std::min(right, (x | KXVOffscreen::kBlockMask) + 1);
+      image.MoveCursorFast(x, y);
+      BYTE* const base = image.GetBaseAddress();
+      if (!base) continue;
+      int at = x;
+      kxw::ChangeRun<Depth>(base + (y & KXVOffscreen::kBlockMask) * kxw::kRowBytes<Depth>,
+                            x & KXVOffscreen::kBlockMask, end - x,
+                            [&](typename Depth::Pixel pixel) {
+                              // A pixel grows more opaque each time, until nothing changes it.
+                              i64 times = line.CountAt(at++, stamps);
+                              while (times > 0 && lay(pixel)) --times;
+                              return pixel;
+                            });
+    }
+  });
 }
+
+/// The value of `behind` that lays each stamp under what is there.
+constexpr int kUnder = 1;
 
 void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color, int behind) {
   KXVOffscreenAutoLock lock(&image, 1);
+  if (!behind && brush.size >= 2) {
+    KXPoint points[6];
+    OutlineOf(s, brush.size, points);
+    image.FillPolygon(points, 6, nullptr, color, 1);
+    return;
+  }
+  const StampLine line(s, brush, image.GetRect());
+  if (behind == kUnder) {
+    kxw::WithDepth(image.GetBitCount(), [&](auto depth) {
+      using Depth = decltype(depth);
+      StampUnder<Depth>(image, line, [color](typename Depth::Pixel& pixel) {
+        const DWORD before = Depth::To32(pixel);
+        pixel = Depth::From32(kxw::LaidBehind<kxw::Channels8>(before, color));
+        return Depth::To32(pixel) != before;
+      });
+    });
+    return;
+  }
   const DWORD native = image.MakeNativeColor(color);
-  // What lies behind grows more opaque with each stamp, at most as often as there are alphas.
-  DrawWith(
-      image.GetRect(), s, brush, behind, kxw::Channels8::kFull,
-      [&](const KXPoint* points) { image.FillPolygon(points, 6, nullptr, color, 1); },
-      [&](const KXRect& part) {
-        for (int y = part.top; y < part.bottom; ++y) {
-          for (int x = part.left; x < part.right; ++x) {
-            image.MoveCursorFast(x, y);
-            image.SetColor(native);
-          }
-        }
-      },
-      [&](const KXRect& part) { image.RectFill(part, 0, color, 1); });
+  line.ForEachRow([&](int y, int left, int right, const Stamps&) {
+    for (int x = left; x < right; ++x) {
+      image.MoveCursorFast(x, y);
+      image.SetColor(native);
+    }
+  });
 }
 
 void Draw(KXVOffscreen64Bit& image, const Segment& s, const Brush& brush, u64 color, int behind) {
   KXVOffscreenAutoLock lock(&image, 1);
-  DrawWith(
-      image.GetRect(), s, brush, behind, kxw::Channels16::kFull,
-      [&](const KXPoint* points) { image.FillPolygon64(points, 6, nullptr, color, 1); },
-      [&](const KXRect& part) { image.RectFill64(part, 0, color); },
-      [&](const KXRect& part) { image.RectFill64(part, 0, color, 1); });
+  if (!behind && brush.size >= 2) {
+    KXPoint points[6];
+    OutlineOf(s, brush.size, points);
+    image.FillPolygon64(points, 6, nullptr, color, 1);
+    return;
+  }
+  const StampLine line(s, brush, image.GetRect());
+  if (behind == kUnder) {
+    StampUnder<kxw::Depth64>(image, line, [color](u64& pixel) {
+      const u64 before = pixel;
+      pixel = kxw::LaidBehind<kxw::Channels16>(before, color);
+      return pixel != before;
+    });
+    return;
+  }
+  line.ForEachRow([&](int y, int left, int right, const Stamps&) {
+    image.RectFill64(KXRect(left, y, right, y + 1), 0, color);
+  });
 }
 
 /// The value of `adjustWidth` that thins slanted segments.

@@ -124,7 +124,8 @@ TEST(Shapes, Segments) {
     if (t.random.OneIn(4)) x2 = x1;
     if (t.random.OneIn(4)) y2 = y1;
     if (t.random.OneIn(8)) y2 = y1 + (x2 - x1) / 2;
-    const int width = t.random.OneIn(2) ? 1 : t.random.Int(-1, 9), adjust = t.random.Int(0, 2);
+    const int width = t.random.OneIn(2) ? 1 : t.random.Int(-1, reach == 20 ? 50 : 9);
+    const int adjust = t.random.Int(0, 2);
     const int behind = t.random.Int(0, 2);
     const bool second = t.random.OneIn(2);
     (*t.fast.*(second ? &KXVOffscreen::DrawSegment642 : &KXVOffscreen::DrawSegment64))(
@@ -165,11 +166,13 @@ TEST(Shapes, Segments) {
     }
     ASSERT_TRUE(t.Agree());
   }
-  // Ends as far apart as can be: the middle of the line is drawn, and drawn at once.
-  const ImagePtr image = MakeImage(8, 100, 100);
+  // Ends as far apart as can be: the middle of the line is drawn, and drawn at once, however often.
+  const ImagePtr image = MakeImage(8, 100, 100), deep = MakeImage(64, 100, 100);
   image->DrawSegment(INT_MIN, INT_MIN, INT_MAX, INT_MAX, 1, 0xFF000000, 0, 0);
-  KXVOffscreenAutoLock lock(image.get(), 50, 50, 0);
+  deep->DrawSegment64(INT_MIN, 3, INT_MAX, 70, INT_MAX, u64{100} << 48, 1, 0);
+  KXVOffscreenAutoLock lock(image.get(), 50, 50, 0), deepLock(deep.get(), 50, 50, 0);
   EXPECT_EQ(image->Get8BitColor(), 255);
+  EXPECT_EQ(deep->Get64BitColor() >> 48, 65535u);
 }
 
 /// Writes the pixel under the cursor as a simple row does.
