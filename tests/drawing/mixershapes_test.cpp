@@ -8,6 +8,8 @@
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
 #include "tests/drawing/drawing_support.h"
 
 // Shapes laid through a mixer, against the same pixels laid one by one.
@@ -231,6 +233,51 @@ TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
           }
           if (x == y) plot(x, y);
         }));
+  }
+}
+
+TEST(MixerShapes, MemoryThatRunsOutLeavesAWholeImage) {
+  KXPixelMixer replace;
+  KXVOffPixelMixer mixer;
+  mixer.SetNode(&replace);
+  mixer.SetColor(KXComplexColor(32, DWORD{0xFF332211}));
+  const KXPoint points[] = {{5, 5}, {890, 300}, {20, 890}};
+  const KXRect rect(9, 9, 800, 800);
+  const auto draw = [&](KXVOffscreen& o, int shape) {
+    mixer.SetDstOffscreen(&o);
+    if (shape == 0) o.FillPolygon(points, 3, nullptr, 0xFF112233, 1);
+    if (shape == 1) o.RectFill(rect, 0, 0xFF112233, 1);
+    if (shape == 2) o.RectFill(rect, 0xFF112233, 0, nullptr, nullptr, nullptr);
+    if (shape == 3) o.RectFill(rect, &mixer, nullptr, nullptr, nullptr);
+    if (shape == 4) o.CircleFillAA(400, 400, 399, &mixer, nullptr, nullptr);
+    if (shape == 5) o.Circle(400, 400, 399, 0, &mixer, nullptr, nullptr, nullptr);
+    if (shape == 6) o.ArcFill(9, 9, 800, 800, 0xFF112233, nullptr);
+    if (shape == 7) o.DrawSegment(9, 9, 800, 700, 5, 0xFF112233, 2, 0);
+  };
+  for (int shape = 0; shape < 8; ++shape) {
+    const ImagePtr expected = MakeImage(32, 900, 900, 72, RoomyManager());
+    draw(*expected, shape);
+    int failures = 0;
+    for (bool failed = true; failed; failures += failed) {
+      SCOPED_TRACE(testing::Message() << "shape " << shape << ", allocation " << failures + 1);
+      KXVirtualMemory manager;  // a new one, in which every block has to be made
+      manager.Create(16 << 20, nullptr);
+      const ImagePtr image = MakeImage(32, 900, 900, 72, &manager);
+      kxw::detail::ScopedFaults faults;
+      faults.Fail(kxw::detail::FaultPoint::kAlloc, failures + 1, kxw::kErrorNotEnoughMemory, 99);
+      failed = false;
+      try {
+        draw(*image, shape);
+      } catch (const KXException& e) {
+        EXPECT_EQ(e.GetErrorCode(), kxw::kErrorNotEnoughMemory);
+        failed = true;
+      }
+      EXPECT_EQ(image->GetLockCount(), 0u);
+      kxw::detail::ScopedFaults none;
+      draw(*image, shape);
+      ASSERT_TRUE(AreSame(*image, *expected));
+    }
+    EXPECT_GT(failures, 5);
   }
 }
 
