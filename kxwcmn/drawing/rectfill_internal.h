@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/drawing/detail/streamrun.h"
 #include "kxwcmn/drawing/fillrules_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
@@ -17,6 +18,7 @@ inline void ForEachRun(KXVOffscreen& image, const KXRect& rect, Op op) {
   KXBlockGetter blocks(&image, rect, 1);
   for (KXRect part; blocks.GetNextBlock(part);) {
     image.MoveCursor(part.left, part.top);
+    CheckBroughtIn(image);
     BYTE* const base = image.GetBaseAddress();
     if (!base) continue;
     BYTE* row = base + (part.top & KXVOffscreen::kBlockMask) * kRowBytes<Depth>;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/platform/number.h"
@@ -28,6 +29,7 @@ void RowGate::ReadClip(int x, int count, bool* open) const {
         // Nothing is read where there is no block, and none is made.
         if (clip_->GetBlockExist(index)) {
           clip_->MoveCursor(clipX, y);
+          CheckBroughtIn(*clip_);
           const BYTE* const base = clip_->GetBaseAddress();
           if (base) row = base + (y & KXVOffscreen::kBlockMask) * kRowBytes<Depth>;
         }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/exception.h"
@@ -93,6 +94,7 @@ void KXVOffscreen::Circle(int cx, int cy, int radius, int /*unused*/, KXVOffPixe
     const int x = static_cast<int>(cx + dx), y = static_cast<int>(cy + dy);
     if (mask && !mask->IsMaskFree(this, x, y)) return;
     MoveCursorFast(x, y);
+    kxw::CheckBroughtIn(*this);
     mixer->Do();
   };
   // All four signs are taken even where they coincide: a mixer that accumulates shows points of

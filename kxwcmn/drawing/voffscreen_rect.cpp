@@ -41,6 +41,7 @@ void KXVOffscreen::RectFill(const KXRect& rect, KXVOffPixelMixer* mixer, KXVOffP
     const KXPoint point = rect.TopLeft();
     if (!bounds.PtInRect(point) || (mask && !mask->IsMaskFree(this, point.x, point.y))) return;
     MoveCursor(point.x, point.y);
+    kxw::CheckBroughtIn(*this);
     if (mixer->GetSrcOffscreen()) {
       mixer->RelativeSrcCursor(0, 0);
       mixer->DoSrc();

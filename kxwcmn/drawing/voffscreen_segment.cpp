@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/drawing/channels_internal.h"
 #include "kxwcmn/drawing/fillrules_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
@@ -174,6 +175,7 @@ void StampUnder(KXVOffscreen& image, const StampLine& line, Lay lay) {
     for (int x = left, end; x < right; x = end) {
       end = std::min(right, (x | KXVOffscreen::kBlockMask) + 1);
       image.MoveCursorFast(x, y);
+      kxw::CheckBroughtIn(image);
       BYTE* const base = image.GetBaseAddress();
       if (!base) continue;
       int at = x;
@@ -216,6 +218,7 @@ void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color
   line.ForEachRow([&](int y, int left, int right, const Stamps&) {
     for (int x = left; x < right; ++x) {
       image.MoveCursorFast(x, y);
+      kxw::CheckBroughtIn(image);
       image.SetColor(native);
     }
   });

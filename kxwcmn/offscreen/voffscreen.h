@@ -695,6 +695,9 @@ class KX_EXPORT KXVOffscreen {
 
   // --- Polygons (drawing) -----------------------------------------------------------------------
 
+  // What draws raises KXException with code 8 where a block finds no room or cannot be brought in;
+  // what was drawn before stays. That holds for the shapes below and for the row painters, too.
+
   /// Fills the polygon of `count` points, even-odd, and closed from the last point to the first. A
   /// point with Y 0x7FFFFFFF is a break, to and from which no edge leads, so that one array can
   /// hold several outlines; each has to bring its own closing edge. Fewer than one point, or null,
@@ -704,8 +707,8 @@ class KX_EXPORT KXVOffscreen {
   /// out. With `closed` 0 the right and bottom edges are left out, so that neighbours cover a
   /// common edge once; otherwise they are painted, horizontal edges too.
   ///
-  /// `clip` (null: the whole image) limits columns, and rows only for horizontal edges. Raises
-  /// KXException with code 8 if there is no memory, with nothing painted.
+  /// `clip` (null: the whole image) limits columns, and rows only for horizontal edges. Without
+  /// memory for the edges nothing is painted.
   void FillPolygon(const KXPoint* points, int count, tagRECT* clip, DWORD color, int closed);
   /// The strongest pixel in a polygon or on its edges, by the measure of
   /// `SearchLineRowForPolygon`; 255 for anything at or above. 0 at once where no block is. There
@@ -804,12 +807,16 @@ class KX_EXPORT KXVOffscreen {
   // For loops over plain memory.
 
   /// The row in memory of the block of (x, y), a point of the image: the cursor moves into the
-  /// block, while its position waits for the move after the loop. Null if the block
-  /// has no memory.
+  /// block, while its position waits for the move after the loop. Null where there
+  /// is no block; raises 8 for one that cannot be brought in.
   BYTE* EnterRow(int x, int y) {
     if (GetBlockIndexFast(x, y) != cursor_.blockIndex) MoveCursorFast(x, y);
-    return cursor_.base ? cursor_.base + (y & kBlockMask) * blockRowBytes_ : nullptr;
+    if (cursor_.base) return cursor_.base + (y & kBlockMask) * blockRowBytes_;
+    CheckNoBlock();
+    return nullptr;
   }
+  /// Raises 8 if the current block exists after all: it could not be brought in.
+  void CheckNoBlock() const;
   template <class Depth, class Fill>
   void FillPolygonWith(const KXPoint* points, int count, const tagRECT* clip, Fill fill,
                        int closed);

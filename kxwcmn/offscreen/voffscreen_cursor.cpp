@@ -1,8 +1,10 @@
 #include <cstddef>
 #include <cstring>
 
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/voffscreen.h"
+#include "kxwcmn/platform/error.h"
 
 // --- Locking ------------------------------------------------------------------------------------
 
@@ -77,6 +79,10 @@ void KXVOffscreen::EnterBlock(int index) {
   cursor_.base = static_cast<BYTE*>(LockBlock(index));
   cursor_.blockIndex = index;
   SetCurrentCursorAddress(cursor_.x, cursor_.y);
+}
+
+void KXVOffscreen::CheckNoBlock() const {
+  if (lockCount_ > 0 && GetBlockExist(cursor_.blockIndex)) kxThrowError(kxw::kErrorNotEnoughMemory);
 }
 
 // --- Moves --------------------------------------------------------------------------------------

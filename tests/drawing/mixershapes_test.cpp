@@ -9,8 +9,8 @@
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/platform/detail/faults.h"
-#include "kxwcmn/platform/error.h"
 #include "tests/drawing/drawing_support.h"
+#include "tests/support/failure.h"
 
 // Shapes laid through a mixer, against the same pixels laid one by one.
 
@@ -236,7 +236,8 @@ TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
   }
 }
 
-TEST(MixerShapes, MemoryThatRunsOutLeavesAWholeImage) {
+TEST(MixerShapes, AFailureInTheMiddleLeavesAWholeImage) {
+  using kxw::detail::FaultPoint;
   KXPixelMixer replace;
   KXVOffPixelMixer mixer;
   mixer.SetNode(&replace);
@@ -254,30 +255,29 @@ TEST(MixerShapes, MemoryThatRunsOutLeavesAWholeImage) {
     if (shape == 6) o.ArcFill(9, 9, 800, 800, 0xFF112233, nullptr);
     if (shape == 7) o.DrawSegment(9, 9, 800, 700, 5, 0xFF112233, 2, 0);
   };
-  for (int shape = 0; shape < 8; ++shape) {
+  for (int i = 0; i < 16; ++i) {
+    const int shape = i / 2;
+    const bool fromDisk = i % 2;  // blocks that are to be read back, or to be made
     const ImagePtr expected = MakeImage(32, 900, 900, 72, RoomyManager());
     draw(*expected, shape);
-    int failures = 0;
-    for (bool failed = true; failed; failures += failed) {
-      SCOPED_TRACE(testing::Message() << "shape " << shape << ", allocation " << failures + 1);
-      KXVirtualMemory manager;  // a new one, in which every block has to be made
+    int nth = 0;
+    for (int code = 8; code != 0; ++nth) {
+      SCOPED_TRACE(testing::Message() << "shape " << shape << ", failure " << nth);
+      KXVirtualMemory manager;
       manager.Create(16 << 20, nullptr);
       const ImagePtr image = MakeImage(32, 900, 900, 72, &manager);
-      kxw::detail::ScopedFaults faults;
-      faults.Fail(kxw::detail::FaultPoint::kAlloc, failures + 1, kxw::kErrorNotEnoughMemory, 99);
-      failed = false;
-      try {
-        draw(*image, shape);
-      } catch (const KXException& e) {
-        EXPECT_EQ(e.GetErrorCode(), kxw::kErrorNotEnoughMemory);
-        failed = true;
+      if (fromDisk) image->RectFill(image->GetRect(), 1, 0);
+      image->UnloadAllBlock();
+      {
+        kxw::detail::ScopedFaults faults;
+        faults.Fail(fromDisk ? FaultPoint::kRead : FaultPoint::kAlloc, nth + 1, 8, 99);
+        code = CodeOf([&] { draw(*image, shape); });
       }
-      EXPECT_EQ(image->GetLockCount(), 0u);
-      kxw::detail::ScopedFaults none;
+      EXPECT_TRUE((code == 0 || code == 8) && image->GetLockCount() == 0);
       draw(*image, shape);
       ASSERT_TRUE(AreSame(*image, *expected));
     }
-    EXPECT_GT(failures, 5);
+    EXPECT_GT(nth, 5);
   }
 }
 
