@@ -348,6 +348,23 @@ const bool kAdded = [] {
         const auto weigh = [weight](int c) { return c * weight >> 8; };
         *to = static_cast<BYTE>(255 - Luminance(weigh(from[2]), weigh(from[1]), weigh(from[0])));
       });
+  AddRule<4, 1>(
+      "ReverseImage, 2048 x 2048, 32 bits", 1, kHalf,
+      [](KXVOffscreen& dst, KXVOffscreen& mask) { dst.ReverseImage(&mask, 0, 0, kHalf, kHalf); },
+      [](BYTE* to, const BYTE* from, int, int) {
+        if (*from == 0 || to[3] == 255) return;
+        const int black = *from & 1, seen = black ? 255 - to[3] : 0;
+        for (int c = 0; c < 3; ++c) {
+          to[c] = static_cast<BYTE>(to[3] ? std::max(to[c] - seen, 0) : black ? 0 : 255);
+        }
+        to[3] = 255;
+      });
+  AddRule<4, 4>(
+      "ChangeWhiteToTrans, 2048 x 2048, 32 bits", 1, kHalf,
+      [](KXVOffscreen& dst, KXVOffscreen&) { dst.ChangeWhiteToTrans(dst.GetRect()); },
+      [](BYTE* to, const BYTE*, int, int) {
+        if ((to[0] & to[1] & to[2]) == 255) to[3] = 0;
+      });
   return true;
 }();
 

@@ -2,6 +2,8 @@
 
 #include <climits>
 
+#include "kxwcmn/compositing/pixelmixer.h"
+#include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/platform/detail/faults.h"
 #include "tests/compositing/copymodel.h"
 #include "tests/support/failure.h"
@@ -179,6 +181,10 @@ TEST(Copy, TakesAnyArguments) {
     ImagePtr dst = RandomImage(bits, 270, 30, random);
     ImagePtr src = RandomImage(bits, 270, 30, random, false);
     ImagePtr never(KXVOffscreen::CreateOffscreen(bits));  // not created
+    KXPixelMixer replace;
+    KXVOffPixelMixer mixer;
+    mixer.SetNode(&replace);
+    mixer.SetDstOffscreen(dst.get());
     for (int i = 0; i < 300; ++i) {
       const auto end = [&] { return ends[random.Int(0, 6)]; };
       KXVOffscreen* from = i % 10 == 0 ? nullptr : i % 10 == 1 ? never.get() : src.get();
@@ -186,6 +192,12 @@ TEST(Copy, TakesAnyArguments) {
       dst->Copy(dstX, dstY, width, height, from, x, y, i % 3);
       dst->CommonCopy2(dstX, dstY, width, height, from, i % 2 ? x : dstX, dstY, i % 3, 1);
       never->Copy(dstX, dstY, width, height, src.get(), x, y, i % 3);
+      dst->CommonCopy3(dstX, dstY, width, height, from, x, y, &mixer, 5, i % 3, 0);
+      dst->Monochromic(dstX, dstY, width, height, from, x, y, 0, i % 2);
+      dst->Grayish(dstX, dstY, width, height, from, x, y, 0);
+      dst->ReverseImage(from, x, y, width, height);
+      dst->RenderBackground(KXRect(dstX, dstY, x, y), 0, 5, i % 2);
+      dst->ChangeWhiteToTrans(KXRect(dstX, dstY, x, y));
     }
     // Not lost in the arithmetic: all of it, asked for with more than there is.
     dst->Copy(-1, INT_MIN, INT_MAX, INT_MAX, src.get(), -1, INT_MIN, 1);
