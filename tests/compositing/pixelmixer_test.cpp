@@ -4,9 +4,12 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 
+#include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/detail/depths.h"
 #include "tests/support/images.h"
 
 // A mixer has no virtual destructor, so one that an application derives has none either.
@@ -47,11 +50,11 @@ Channels Split(u64 color, i64 full) {
   return channels;
 }
 
-i64 Density(Kind kind, i64 d, i64 v) {
+u64 Density(Kind kind, u64 d, u64 v) {
   if (kind == kBlend || kind == kAlphaBlend) return d + (255 - d) * v / 255;
   if (kind == kDark) return std::max(d, v);
   if (kind == kLight) return std::min(d, v);
-  return kind == kAdd ? std::min<i64>(255, d + v) : v;
+  return kind == kAdd ? std::min<u64>(255, d + v) : v;
 }
 
 Channels Blend(const Channels& p, const Channels& s, i64 full) {
@@ -111,58 +114,91 @@ Channels Colors(Kind kind, Channels p, const Channels& s, i64 w, i64 full) {
   }
 }
 
-// Four channels of `bits`, half of the time near an end, where the special cases and carries are.
-u64 AnyColor(Random& random, int bits) {
+// A channel of `bits`, half of the time near an end, where the special cases and carries are.
+u64 AnyChannel(Random& random, int bits) {
   const int full = (1 << bits) - 1, ends[] = {0, 1, full - 1, full};
-  u64 color = 0;
-  for (int i = 0; i < 4; ++i) {
-    color = color << bits | u64(random.OneIn(2) ? random.Int(0, full) : ends[random.Int(0, 3)]);
-  }
-  return color;
+  return static_cast<u64>(random.OneIn(2) ? random.Int(0, full) : ends[random.Int(0, 3)]);
+}
+u64 AnyColor(Random& random, int bits, u64 alpha) {
+  for (int i = 0; i < 3; ++i) alpha = alpha << bits | AnyChannel(random, bits);
+  return alpha;
 }
 
-template <class Mixer>
-void ExpectLays(Kind kind) {
-  SCOPED_TRACE(kind);
-  Mixer mixer;
-  Pixel density(8), narrow(32), wide(64);
-  for (int i = 0; i < 65536; ++i) {
-    const auto d = static_cast<BYTE>(i), v = static_cast<BYTE>(i >> 8);
-    density->Set8BitColor(d);
-    mixer.Do8Bit(density, v);
-    ASSERT_EQ(density->Get8BitColor(), Density(kind, d, v));
-  }
+// Every pair of densities and of 8-bit alphas, pixel by pixel and as the rows of a source.
+template <class Depth>
+void ExpectLays(Kind kind, KXPixelMixer& mixer) {
+  constexpr int kBits = Depth::kBits, kChannel = kBits == 64 ? 16 : 8;
+  constexpr i64 kFull = (1 << kChannel) - 1;
+  ImagePtr plain = MakeImage(kBits, 256, 1), rows = MakeImage(kBits, 256, 1),
+           source = MakeImage(kBits, 256, 1);
+  const KXVOffscreenAutoLock lock(plain.get(), 0, 0, 1), lock2(rows.get(), 0, 0, 1),
+      lock3(source.get(), 0, 0, 1);
+  const auto at = [](const ImagePtr& image, int x) {
+    image->MoveCursor(x, 0);
+    return image->GetCurrentAddress();
+  };
+  KXVOffPixelMixer laying;
+  laying.SetDstOffscreen(rows.get());
+  laying.SetNode(&mixer);
+  laying.SetSrcOffscreen(source.get(), {0, 0});
   Random random(7);
-  for (int i = 0; i < 20000; ++i) {
-    const auto p = DWORD(AnyColor(random, 8)), c = DWORD(AnyColor(random, 8));
-    const u64 p64 = AnyColor(random, 16), c64 = AnyColor(random, 16);
-    const auto w = static_cast<BYTE>(AnyColor(random, 8));
-    const auto w64 = static_cast<WORD>(AnyColor(random, 16));
-    narrow->Set32BitColor(p);
-    wide->Set64BitColor(p64);
-    mixer.Do32Bit(narrow, c, w);
-    mixer.Do64Bit(wide, c64, w64);
-    ASSERT_EQ(Split(narrow->Get32BitColor(), 255),
-              Colors(kind, Split(p, 255), Split(c, 255), w, 255));
-    ASSERT_EQ(Split(wide->Get64BitColor(), 65535),
-              Colors(kind, Split(p64, 65535), Split(c64, 65535), w64, 65535));
+  for (int d = 0; d < 256; ++d) {
+    SCOPED_TRACE(testing::Message() << "mixer " << kind << ", " << kBits << " bits over " << d);
+    u64 pixels[256], colors[256];
+    for (int x = 0; x < 256; ++x) {
+      const auto any = [&](int alpha) {
+        if (kBits == 8) return static_cast<u64>(alpha);
+        return AnyColor(random, kChannel, kBits == 32 ? u64(alpha) : AnyChannel(random, 16));
+      };
+      Depth::Store(at(plain, x), 0, static_cast<typename Depth::Pixel>(pixels[x] = any(d)));
+      Depth::Store(at(source, x), 0, static_cast<typename Depth::Pixel>(colors[x] = any(x)));
+    }
+    std::memcpy(at(rows, 0), at(plain, 0), 32 * kBits);
+    const u64 w = AnyChannel(random, kChannel);
+    laying.SetColor(KXComplexColor(64, w << (64 - kChannel)));
+    laying.RelativeSrcCursor(0, 0);
+    rows->FillLineRowForPolygon(0, 255, &laying, nullptr, nullptr);
+    for (int x = 0; x < 256; ++x) {
+      const u64 p = pixels[x], c = colors[x];
+      at(plain, x);
+      if (kBits == 8) mixer.Do8Bit(plain.get(), BYTE(c));
+      if (kBits == 32) mixer.Do32Bit(plain.get(), DWORD(c), BYTE(w));
+      if (kBits == 64) mixer.Do64Bit(plain.get(), c, WORD(w));
+      const u64 laid = Depth::Load(at(plain, x), 0);
+      if (kBits == 8) {
+        ASSERT_EQ(laid, Density(kind, p, c));
+      } else {
+        ASSERT_EQ(Split(laid, kFull),
+                  Colors(kind, Split(p, kFull), Split(c, kFull), i64(w), kFull));
+      }
+    }
+    ASSERT_EQ(std::memcmp(at(rows, 0), at(plain, 0), 32 * kBits), 0);
   }
-  mixer.Do24Bit(narrow, kColor);
-  EXPECT_EQ(narrow->Get32BitColor(), kColor | 0xFF000000);
-  mixer.Do48Bit(wide, kColor64, 7777);
-  EXPECT_EQ(wide->Get64BitColor(), kColor64 | 0xFFFF000000000000);
 }
 
 TEST(PixelMixer, EachLaysItsRule) {
-  ExpectLays<KXPixelMixer>(kReplace);
-  ExpectLays<KXPixelMixerBlend>(kBlend);
-  ExpectLays<KXPixelMixerWeightCopy>(kWeight);
-  ExpectLays<KXPixelMixerCompDark>(kDark);
-  ExpectLays<KXPixelMixerCompLight>(kLight);
-  ExpectLays<KXPixelMixerAdd>(kAdd);
-  ExpectLays<KXPixelMixerAlphaCopy>(kAlphaCopy);
-  ExpectLays<KXPixelMixerAlphaBlend>(kAlphaBlend);
-  ExpectLays<KXPixelMixerAlphaWeightCopy>(kAlphaWeight);
+  KXPixelMixer replace;
+  KXPixelMixerBlend blend;
+  KXPixelMixerWeightCopy weight;
+  KXPixelMixerCompDark dark;
+  KXPixelMixerCompLight light;
+  KXPixelMixerAdd add;
+  KXPixelMixerAlphaCopy alphaCopy;
+  KXPixelMixerAlphaBlend alphaBlend;
+  KXPixelMixerAlphaWeightCopy alphaWeight;
+  KXPixelMixer* const mixers[] = {&replace, &blend,     &weight,     &dark,       &light,
+                                  &add,     &alphaCopy, &alphaBlend, &alphaWeight};
+  for (int kind = kReplace; kind <= kAlphaWeight; ++kind) {
+    KXPixelMixer& mixer = *mixers[kind];
+    ExpectLays<kxw::Depth8>(Kind(kind), mixer);
+    ExpectLays<kxw::Depth32>(Kind(kind), mixer);
+    ExpectLays<kxw::Depth64>(Kind(kind), mixer);
+    Pixel narrow(32), wide(64);
+    mixer.Do24Bit(narrow, kColor);
+    EXPECT_EQ(narrow->Get32BitColor(), kColor | 0xFF000000);
+    mixer.Do48Bit(wide, kColor64, 7777);
+    EXPECT_EQ(wide->Get64BitColor(), kColor64 | 0xFFFF000000000000);
+  }
   EXPECT_EQ(Wrapped(255, 0, 255, 255), 1);  // not 0: the wrapped product is meant
   EXPECT_EQ(Wrapped(65535, 0, 32768, 65535), 32768);
 }
@@ -188,12 +224,12 @@ TEST(PixelMixer, NothingHappensWithoutMemory) {
   KXPixelMixerAlphaBlend alphaBlend;
   for (int bits : kAllDepths) {
     Pixel pixel(bits, false);
-    for (KXPixelMixer* mixer :
-         {static_cast<KXPixelMixer*>(&blend), static_cast<KXPixelMixer*>(&alphaBlend)}) {
-      mixer->Do8Bit(pixel, 255);
-      mixer->Do32Bit(pixel, kColor, 255);
-      mixer->Do64Bit(pixel, kColor64, 65535);
-      mixer->Do64Bit(nullptr, kColor64, 65535);
+    for (KXPixelMixer* mixer : std::initializer_list<KXPixelMixer*>{&blend, &alphaBlend}) {
+      for (KXVOffscreen* offscreen : std::initializer_list<KXVOffscreen*>{pixel, nullptr}) {
+        mixer->Do8Bit(offscreen, 255);
+        mixer->Do32Bit(offscreen, kColor, 255);
+        mixer->Do64Bit(offscreen, kColor64, 65535);
+      }
     }
     EXPECT_EQ(pixel->GetBlockExist(0), 0);
   }
@@ -212,11 +248,8 @@ TEST(PixelMixer, GradationRampsAroundItsCentre) {
     for (int i = 0; i < 1600; ++i) {
       const int x = i % 40, y = i / 40;
       const int distance = static_cast<int>(std::hypot(x - 20, y - 15));
-      const int entry =
-          distance >= radius && distance > 0
-              ? 4
-              : std::min(4, static_cast<int>(5.0 * distance / std::max(radius, 1) + 0.5));
-      const int value = table[entry] * 200 / 255;
+      const double part = distance == 0 ? 0 : std::min(1.0, double(distance) / radius);
+      const int value = table[std::min(4, static_cast<int>(5 * part + 0.5))] * 200 / 255;
       image->MoveCursor(x, y);
       image->Set8BitColor(static_cast<BYTE>(i % 2 ? 0 : 100));
       ramp.Do8Bit(image.get(), 200);
@@ -240,11 +273,8 @@ class Recorder : public KXPixelMixer {
 
 TEST(PixelMixer, GaussianWeighsByDistance) {
   DWORD table[49];
-  for (int i = 0; i < 49; ++i) {
-    table[i] = static_cast<DWORD>(std::exp(-i * i / (2.0 * 16 * 16)) * 4096.0);
-  }
-  ASSERT_EQ(table[3], 4024u);
-  ASSERT_EQ(table[48], 45u);
+  for (int i = 0; i < 49; ++i) table[i] = DWORD(std::exp(-i * i / 512.0) * 4096);
+  ASSERT_TRUE(table[3] == 4024 && table[48] == 45);
   Gaussian gaussian;
   EXPECT_EQ(gaussian.GetGaussValue(5, 5, 77), 77u);  // no baseup, no change
   gaussian.SetBaseup(60);
@@ -255,17 +285,14 @@ TEST(PixelMixer, GaussianWeighsByDistance) {
     const int w = std::max<int>(size.cx, 1), h = std::max<int>(size.cy, 1);
     gaussian.SetMapInfo({50, -20}, size.cx, size.cy);
     const float scale = std::min(1.0f, static_cast<float>(std::max(w, h)) / 16);
-    for (int dy = -20; dy <= 20; ++dy) {
-      for (int dx = -20; dx <= 20; ++dx) {
-        const int ix = 48 * std::max(2 * std::abs(dx) - 1, 0) / w;
-        const int iy = 48 * std::max(2 * std::abs(dy) - 1, 0) / h;
-        DWORD expected = 0;
-        if (ix <= 48 && iy <= 48) {
-          const DWORD g = (table[iy] * table[ix] >> 12) * 127;
-          expected = std::min((static_cast<DWORD>(float(g) * scale) >> 12) * 200 / 60, 200u);
-        }
-        ASSERT_EQ(gaussian.GetGaussValue(50 + dx, -20 + dy, 200), expected) << dx << " " << dy;
-      }
+    for (int i = 0; i < 41 * 41; ++i) {
+      const int dx = i % 41 - 20, dy = i / 41 - 20;
+      const int ix = 48 * std::max(2 * std::abs(dx) - 1, 0) / w;
+      const int iy = 48 * std::max(2 * std::abs(dy) - 1, 0) / h;
+      const bool isInside = ix <= 48 && iy <= 48;
+      const DWORD g = isInside ? (table[iy] * table[ix] >> 12) * 127 : 0;
+      const DWORD expected = std::min((DWORD(float(g) * scale) >> 12) * 200 / 60, 200u);
+      ASSERT_EQ(gaussian.GetGaussValue(50 + dx, -20 + dy, 200), expected) << dx << " " << dy;
     }
   }
   EXPECT_EQ(gaussian.GetGaussValue(INT32_MIN, INT32_MAX, 200), 0u);
@@ -275,20 +302,18 @@ TEST(PixelMixer, GaussianPassesOnAndSharesItsTable) {
   Pixel pixel(32);
   Recorder next;
   Gaussian copy;
-  DWORD weight = 0;
   {
     Gaussian gaussian;
     gaussian.CreateGaussTbl(16);
     gaussian.SetBaseup(127);
     gaussian.SetMapInfo({4, 4}, 16, 16);
     gaussian.SetNext(&next);
-    weight = gaussian.GetGaussValue(1, 2, 200);
     copy = gaussian;
     gaussian.DestroyGaussTbl();
     EXPECT_EQ(gaussian.GetGaussValue(1, 2, 200), 0u);
   }
-  EXPECT_GT(weight, 0u);
-  EXPECT_LT(weight, 200u);
+  const DWORD weight = copy.GetGaussValue(1, 2, 200);
+  EXPECT_TRUE(weight > 0 && weight < 200);
   copy.Do8Bit(pixel, 200);
   EXPECT_EQ(next.last, weight);
   copy.Do32Bit(pixel, kColor, 200);

@@ -89,114 +89,92 @@ TEST(Reduction, EqualsThePixelByPixelForm) {
   }
 }
 
-int AtLeast0(int value) { return std::max(value, 0); }
+// --- What is painted under an image -------------------------------------------------------------
 
-TEST(ReverseImage, PaintsWhiteOrBlackUnderTheImage) {
-  for (int bits : kAllDepths) {
-    Random random(static_cast<unsigned>(bits));
-    ImagePtr image = RandomImage(bits, 520, 40, random), mask = RandomImage(8, 400, 50, random);
-    ImagePtr expected = Clone(*image);
-    KXVOffscreen& d = *expected;
-    const CopyCase c = [&] {
-      CopyCase place(d, *mask, random);
-      place.dstX = place.srcX = 3;
-      place.dstY = place.srcY = -2;
-      place.width = place.height = 1000;
-      return place;
-    }();
-    ForEachPart(d, *mask, c, [&](const KXRect& part) {
-      if (!mask->GetBlockExist(part.left, part.top)) return;
-      ForEachPixel(d, *mask, part, 0, 0, [&] {
-        const int m = mask->Get8BitColor();
-        if (m == 0) return;
-        if (bits == 2 && d.Get2BitColor() == 0) d.Set2BitColor(m & 1 ? 3 : 2);
-        if (bits != 16 && bits != 32) return;
-        // The channels in memory, and the alpha before them or behind them.
-        BYTE* pixel = d.GetCurrentAddress();
-        const int alphaAt = bits == 16 ? 0 : 3, alpha = pixel[alphaAt];
-        if (alpha == 255) return;
-        for (int i = 0; i < bits / 8; ++i) {
-          if (alpha == 0)
-            pixel[i] = m & 1 ? 0 : 255;
-          else if (m & 1)
-            pixel[i] = static_cast<BYTE>(AtLeast0(pixel[i] - (255 - alpha)));
-        }
-        pixel[alphaAt] = 255;
-      });
-    });
-    image->ReverseImage(mask.get(), 3, -2, 1000, 1000);
-    SCOPED_TRACE(bits);
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(*image, d));
+/// White or black under the pixel, as an even or odd `m` says.
+void ModelReversePixel(KXVOffscreen& d, int m) {
+  const int bits = d.GetBitCount();
+  if (m != 0 && bits == 2 && d.Get2BitColor() == 0) d.Set2BitColor(m & 1 ? 3 : 2);
+  // The channels in memory, and the alpha before them or behind them.
+  BYTE* pixel = d.GetCurrentAddress();
+  const int alphaAt = bits == 16 ? 0 : 3, alpha = pixel[alphaAt];
+  if (m == 0 || alpha == 255 || (bits != 16 && bits != 32)) return;
+  for (int i = 0; i < bits / 8; ++i) {
+    const int darker = m & 1 ? std::max(pixel[i] - (255 - alpha), 0) : pixel[i];
+    pixel[i] = static_cast<BYTE>(alpha == 0 ? (m & 1 ? 0 : 255) : darker);
+  }
+  pixel[alphaAt] = 255;
+}
+
+/// A square of one of two colours under the pixel, the second one lightened.
+void ModelBackgroundPixel(KXVOffscreen& d, DWORD colorA, DWORD colorB) {
+  const int bits = d.GetBitCount(), step = bits / 4;
+  const bool second = (d.GetCursorPosX() ^ d.GetCursorPosY()) >> 3 & 1;
+  const u64 full = bits == 64 ? 65535 : 255;
+  u64 tile[4], complement[4];  // red, green, blue, grey
+  for (int i = 0; i < 3; ++i) {
+    tile[i] = (second ? colorB : colorA) >> 8 * i & 255;
+    if (second && colorB != colorA) tile[i] = (tile[i] >> 1) + 127;
+    complement[i] = 255 - tile[i];
+  }
+  tile[3] = (tile[0] + 2 * tile[2] + 4 * tile[1]) / 7;
+  complement[3] = (complement[0] + 2 * complement[2] + 4 * complement[1]) / 7;
+  const auto under = [&](u64 p, u64 alpha, int i) {
+    if (alpha == 0) return tile[i] * (full / 255);
+    const u64 ink = complement[i] * (full / 255) * (full - alpha) / full;
+    return p > ink ? p - ink : 0;
+  };
+  BYTE* memory = d.GetCurrentAddress();
+  u64 laid = full << 3 * step;
+  const u64 p = bits == 64 ? d.Get64BitColor() : d.Get32BitColor();
+  for (int i = 0; i < 3; ++i) laid |= under(p >> i * step & full, p >> 3 * step, i) << i * step;
+  if (bits == 16) {
+    memory[1] = static_cast<BYTE>(under(memory[1], memory[0], 3));
+    memory[0] = 255;
+  } else if (bits >= 32) {
+    bits == 32 ? d.Set32BitColor(static_cast<DWORD>(laid)) : d.Set64BitColor(laid);
   }
 }
 
-TEST(RenderBackground, LaysACheckerboardUnderTheImage) {
-  const DWORD colorA = 0x00102030, colorB = 0x00F1E0D3;
+TEST(Transforms, PaintUnderImagesPixelByPixel) {
+  enum { kReverse, kTwoColors, kOneColor, kFillHoles, kWhite, kOperations };
+  const KXRect area(3, -2, 505, 28);
   for (int bits : kAllDepths) {
-    for (int includeEmpty : {0, 1}) {
-      Random random(static_cast<unsigned>(bits + 1000 * includeEmpty));
-      ImagePtr image = RandomImage(bits, 700, 30, random), expected = Clone(*image);
-      KXVOffscreen& d = *expected;
-      const KXRect rect(5, -3, 690, 28);
-      const DWORD other = includeEmpty ? colorB : colorA;
-      if (bits == 16 || bits == 32 || bits == 64) {
-        KXVOffscreenAutoLock lock(&d, 1);
-        KXBlockGetter blocks(&d, rect, 1);
-        for (KXRect part; blocks.GetNextBlock(part);) {
-          if (!includeEmpty && d.CheckAreaType(part.left, part.top) != kAreaContents) continue;
-          ForEachPixel(d, d, part, 0, 0, [&] {
-            const int t = (d.GetCursorPosX() ^ d.GetCursorPosY()) >> 3 & 1;
-            const u64 full = bits == 64 ? 65535 : 255, wide = full / 255;
-            u64 tile[4], complement[4];  // red, green, blue, grey
-            for (int i = 0; i < 3; ++i) {
-              tile[i] = (t ? other : colorA) >> 8 * i & 255;
-              if (t && other != colorA) tile[i] = (tile[i] >> 1) + 127;
-              complement[i] = 255 - tile[i];
+    for (int operation = 0; operation < kOperations; ++operation) {
+      SCOPED_TRACE(testing::Message() << "operation " << operation << " at " << bits);
+      Random random(static_cast<unsigned>(bits * 8 + operation));
+      const DWORD colorA = 0x00102030, colorB = operation == kOneColor ? colorA : 0x00F1E0D3;
+      ImagePtr image = RandomImage(bits, 520, 40, random), mask = RandomImage(8, 400, 50, random);
+      ImagePtr expected = Clone(*image);
+      KXVOffscreen &d = *expected, &walked = operation == kReverse ? *mask : d;
+      const bool paints = operation == kReverse ? bits == 2 || bits == 16 || bits == 32
+                          : operation == kWhite ? bits == 32
+                                                : bits == 16 || bits >= 32;
+      {
+        KXVOffscreenAutoLock maskLock(mask.get(), 0), lock(&d, 1);
+        KXBlockGetter blocks(&walked, area & d.GetRect(), 1);
+        for (KXRect part; paints && blocks.GetNextBlock(part);) {
+          if (operation != kFillHoles && !walked.GetBlockExist(part.left, part.top)) continue;
+          ForEachPixel(d, walked, part, 0, 0, [&] {
+            if (operation == kReverse) {
+              ModelReversePixel(d, mask->Get8BitColor());
+            } else if (operation == kWhite) {
+              if ((d.Get32BitColor() & 0xFFFFFF) == 0xFFFFFF) d.Set32BitColor(0x00FFFFFF);
+            } else {
+              ModelBackgroundPixel(d, colorA, colorB);
             }
-            tile[3] = (tile[0] + 2 * tile[2] + 4 * tile[1]) / 7;
-            complement[3] = (complement[0] + 2 * complement[2] + 4 * complement[1]) / 7;
-            const auto under = [&](u64 p, u64 alpha, int i) {
-              if (alpha == 0) return tile[i] * wide;
-              const u64 ink = complement[i] * wide * (full - alpha) / full;
-              return p > ink ? p - ink : 0;
-            };
-            if (bits == 16) {
-              BYTE* p = d.GetCurrentAddress();
-              p[1] = static_cast<BYTE>(under(p[1], p[0], 3));
-              p[0] = 255;
-              return;
-            }
-            const int step = bits / 4;
-            const u64 p = bits == 32 ? d.Get32BitColor() : d.Get64BitColor();
-            u64 laid = full << 3 * step;
-            for (int i = 0; i < 3; ++i) {
-              laid |= under(p >> i * step & full, p >> 3 * step, i) << i * step;
-            }
-            bits == 32 ? d.Set32BitColor(static_cast<DWORD>(laid)) : d.Set64BitColor(laid);
           });
         }
       }
-      image->RenderBackground(rect, colorA, other, includeEmpty);
-      SCOPED_TRACE(bits);
+      if (operation == kReverse) {
+        image->ReverseImage(mask.get(), area.left, area.top, area.Width(), area.Height());
+      } else if (operation == kWhite) {
+        image->ChangeWhiteToTrans(area);
+      } else {
+        image->RenderBackground(area, colorA, colorB, operation == kFillHoles);
+      }
       ASSERT_NO_FATAL_FAILURE(ExpectSame(*image, d));
     }
-  }
-}
-
-TEST(ChangeWhiteToTrans, MakesWhiteTransparentAt32Bits) {
-  for (int bits : {24, 32}) {
-    Random random(static_cast<unsigned>(bits));
-    ImagePtr image = RandomImage(bits, 520, 20, random), expected = Clone(*image);
-    KXVOffscreen& d = *expected;
-    for (int bx = 0; bits == 32 && bx < 3; ++bx) {
-      if (!d.IsCreatedBlockByIndex(bx, 0)) continue;
-      KXVOffscreenAutoLock lock(&d, 1);
-      ForEachPixel(d, d, KXRect(bx * 256, 2, std::min(bx * 256 + 256, 515), 18), 0, 0, [&] {
-        if ((d.Get32BitColor() & 0xFFFFFF) == 0xFFFFFF) d.Set32BitColor(0x00FFFFFF);
-      });
-    }
-    image->ChangeWhiteToTrans(KXRect(0, 2, 515, 18));
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(*image, d));
   }
 }
 

@@ -55,14 +55,16 @@ TEST(VOffPixelMixer, DepthSelectsTheOperation) {
     mixer.SetDstOffscreen(depth, image.get());
     mixer.Do(laid);
   }
-  const std::vector<Call> expected = {{8, 0, 9, -1},
-                                      {8, 0, 9, -1},
-                                      {8, 0, 9, -1},
-                                      {24, 0, 0xFFF6F6F6, -1},
-                                      {24, 0, 0xFFF6F6F6, -1},
+  const Call narrow{8, 0, 9, -1}, grey{24, 0, 0xFFF6F6F6, -1};
+  const u64 white = 0xFFFFF6F6F6F6F6F6;
+  const std::vector<Call> expected = {narrow,
+                                      narrow,
+                                      narrow,
+                                      grey,
+                                      grey,
                                       {32, 0, 0xFFF6F6F6, 0x80},
-                                      {48, 0, 0xFFFFF6F6F6F6F6F6, 0x8070},
-                                      {64, 0, 0xFFFFF6F6F6F6F6F6, 0x8070}};
+                                      {48, 0, white, 0x8070},
+                                      {64, 0, white, 0x8070}};
   EXPECT_EQ(node.calls, expected);
   mixer.SetDstOffscreen(image.get());
   mixer.Do();
@@ -160,51 +162,45 @@ TEST(VOffPixelMask, ListEndsAtTheFirstEmptyEntry) {
   EXPECT_EQ(mask.IsMaskFree(image.get(), 8, 7), 0);  // now the third entry is reached
 }
 
-// The row engine beside a plain walk over arrays, with rows that leave the image and cross seams.
-TEST(MixRow, EqualsAWalkOverArrays) {
+// The row engine beside a plain walk, with rows that leave the image and cross seams.
+TEST(MixRow, AsksForEachPixelOnce) {
+  const auto sourceAt = [](int x) {
+    return x < 0 || x >= 700 ? 0x00FFFFFF : DWORD(x) * 0x9E3779B9;
+  };
+  const auto gateAt = [](int x) { return BYTE(x >= 0 && x < 600 && x % 7 % 3 == 0 ? 255 : 0); };
   ImagePtr image = MakeImage(32, 300, 4), source = MakeImage(32, 700, 4),
            gate = MakeImage(8, 600, 4);
-  Random random(5);
-  std::vector<DWORD> sourcePixels(700);
-  std::vector<BYTE> gatePixels(600);
   KXVOffscreenAutoLock lock(image.get(), 1), sourceLock(source.get(), 1), gateLock(gate.get(), 1);
   for (int x = 0; x < 700; ++x) {
     source->MoveCursor(x, 2);
-    source->Set32BitColor(sourcePixels[static_cast<std::size_t>(x)] = DWORD(random.Bits()));
-  }
-  for (int x = 0; x < 600; ++x) {
+    source->Set32BitColor(sourceAt(x));
     gate->MoveCursor(x, 3);
-    gate->Set8BitColor(gatePixels[static_cast<std::size_t>(x)] = random.OneIn(3) ? 255 : 0);
+    gate->Set8BitColor(gateAt(x));
   }
-  const auto at = [](const auto& row, int x, auto outside) {
-    return x < 0 || x >= static_cast<int>(row.size()) ? outside : row[static_cast<std::size_t>(x)];
-  };
+  Random random(5);
   for (int round = 0; round < 200; ++round) {
     const int x1 = random.Edge(-20, 320), x2 = random.Edge(-20, 320), srcX = random.Int(-9, 500);
-    const BYTE pattern[4] = {BYTE(random.Int(0, 1)), 0, BYTE(random.Int(0, 9)), 1};
-    const bool usePattern = random.OneIn(2), useMask = random.OneIn(2), useSource = random.OneIn(2);
+    const BYTE cells[4] = {BYTE(random.Int(0, 1)), 0, BYTE(random.Int(0, 9)), 1};
+    const BYTE* pattern = random.OneIn(2) ? cells : nullptr;
     Recorder node;
     KXVOffPixelMixer mixer;
     mixer.SetDstOffscreen(image.get());
     mixer.SetNode(&node);
     mixer.SetColor(KXComplexColor(32, DWORD{0x70123456}));
-    if (useSource) mixer.SetSrcOffscreen(source.get(), {srcX, 2});
+    if (random.OneIn(2)) mixer.SetSrcOffscreen(source.get(), {srcX, 2});
     mixer.RelativeSrcCursor(0, 0);
-    KXVOffPixelMask mask;
-    mask.SetMaskInfo(0, {2, gate.get(), 0xFF000000, {-30, -1}, 0});
+    KXVOffPixelMask masks, *mask = random.OneIn(2) ? &masks : nullptr;
+    masks.SetMaskInfo(0, {2, gate.get(), 0xFF000000, {-30, -1}, 0});
     image->MoveCursor(99, 2);
-    mask.MoveCursorY(image.get(), 2);
+    masks.MoveCursorY(image.get(), 2);
 
     std::vector<Call> expected;
     for (int x = x1; x <= x2; ++x) {
-      if (usePattern && pattern[x & 3] == 0) continue;
-      if (useMask && at(gatePixels, x + 30, BYTE{0}) == 255) continue;
-      const DWORD color =
-          useSource ? at(sourcePixels, srcX + x - x1, DWORD{0x00FFFFFF}) : 0x70123456;
+      if ((pattern && pattern[x & 3] == 0) || (mask && gateAt(x + 30))) continue;
+      const DWORD color = mixer.GetSrcOffscreen() ? sourceAt(srcX + x - x1) : 0x70123456;
       expected.push_back({32, x, color, 0x70});
     }
-    image->FillLineRowForPolygon(x1, x2, &mixer, useMask ? &mask : nullptr,
-                                 usePattern ? pattern : nullptr);
+    image->FillLineRowForPolygon(x1, x2, &mixer, mask, pattern);
     ASSERT_EQ(node.calls, expected) << round;
     EXPECT_EQ(image->GetCursorPosX(), std::max(x1, x2 + 1));
   }
