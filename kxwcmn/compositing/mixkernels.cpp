@@ -196,9 +196,9 @@ void BlendOverOpaque(Word32* __restrict pixels, const Word32* __restrict colors,
 /// numbers its density is q = (np * A + nc * B) / (A + B), np and nc the complements of the
 /// channels, A = pa * (255 - a) and B = 255 * a, rounded by adding a half and cutting off. All of
 /// these fit the 24 bits of a float, so q in floats is off by less than a thousandth: the candidate
-/// that it gives is right or one off, which the remainder tells. Only where q ends on a half
-/// exactly do the doubles decide by their own rounding; such pixels, some in ten thousand, go
-/// through the rule itself.
+/// that it gives is right or, as trying all numbers shows, one too high, which the remainder tells.
+/// Only where q ends on a half exactly do the doubles decide by their own rounding; such pixels,
+/// some in ten thousand, go through the rule itself.
 KXW_WIDE_VECTORS
 void BlendOverAny(Word32* __restrict pixels, const Word32* __restrict colors, int count) {
   DWORD mixed[kStretch], tied[kStretch], anyTied = 0;
@@ -219,7 +219,6 @@ void BlendOverAny(Word32* __restrict pixels, const Word32* __restrict colors, in
       const int sum = np * under + nc * over;
       int density = static_cast<int>(static_cast<float>(sum) * inverse + 0.5f);
       const int rest = 2 * (sum - whole * density);
-      density += (rest >= whole);
       density -= (rest < -whole);
       tie |= -static_cast<DWORD>(rest == whole);
       tie |= -static_cast<DWORD>(rest == -whole);
