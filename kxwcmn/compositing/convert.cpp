@@ -14,6 +14,17 @@ template <>
 struct Conversion<Depth24, Depth8> {
   static Depth24::Pixel Of(Depth8::Pixel p) { return Depth24::From24(Depth8::To24(p)); }
 };
+// Between densities and greys nothing is lost on the way without colours.
+template <>
+struct Conversion<Depth16, Depth8> {
+  static Depth16::Pixel Of(Depth8::Pixel p) { return Depth16::From8(p); }
+};
+template <>
+struct Conversion<Depth8, Depth16> {
+  static Depth8::Pixel Of(Depth16::Pixel p) {
+    return static_cast<BYTE>(Weigh(255u - p.grey, p.alpha));
+  }
+};
 
 template <class To, class From>
 KXW_WIDE_VECTORS void ConvertRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
@@ -53,9 +64,10 @@ void ConvertRowBy32(BYTE* to, int toColumn, const BYTE* from, int fromColumn, in
 template <class To, class From>
 constexpr RowFunc CopyFunc() {
   if constexpr (To::kBits == From::kBits) return CopyRow<To>;
-  constexpr bool kDirect = To::kBits == 32 || From::kBits == 32;
-  constexpr bool kGrey = To::kBits == 24 && From::kBits == 8;
-  if constexpr (kDirect || kGrey) return ConvertRow<To, From>;
+  constexpr bool kBy32 = To::kBits != 32 && From::kBits != 32;
+  constexpr bool kGreys =
+      From::kBits == 8 ? To::kBits == 16 || To::kBits == 24 : From::kBits == 16 && To::kBits == 8;
+  if constexpr (!kBy32 || kGreys) return ConvertRow<To, From>;
   return ConvertRowBy32<To, From>;
 }
 
