@@ -206,6 +206,17 @@ TEST(Copy, TakesAnyArguments) {
   }
 }
 
+// A lock that stands in a block that the copy gives back can go on writing there.
+TEST(Copy, LeavesAnOuterLockUsable) {
+  ImagePtr dst = MakeImage(32, 300, 300), src = MakeImage(32, 400, 300);
+  KXVOffscreenAutoLock outer(dst.get(), 10, 10, 1);
+  dst->Set32BitColor(5);
+  dst->Copy(0, 0, 256, 256, src.get(), 0, 0, 0);
+  EXPECT_EQ(dst->Get32BitColor(), 0x00FFFFFFu);
+  dst->Set32BitColor(7);
+  EXPECT_EQ(dst->Get32BitColor(), 7u);
+}
+
 // Where memory ends or a block cannot be read back, with two managers: locks are released, what was
 // copied stays, and nothing else is changed.
 TEST(Copy, KeepsWhatWasCopiedBeforeAFailure) {
