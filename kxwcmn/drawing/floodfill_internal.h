@@ -62,21 +62,25 @@ class SpanStack {
 /// A run that was painted, and whether it has something beside it. Each answer may be 1 where there
 /// is nothing, but not the other way round.
 struct ShortRun {
-  int start, end;     // half-open
-  int leaksLeft;      // left of the parent, in the parent's row
-  int goesAhead;      // in the next row
-  int leaksRight;     // right of the parent, in the parent's row
-  int isMoreToRight;  // behind the run in its own row, up to the end of the parent
+  int start, end;      // half-open
+  int leaksLeft;       // left of the parent, in the parent's row
+  int goesAhead;       // in the next row
+  int leaksRight;      // right of the parent, in the parent's row
+  bool isMoreToRight;  // behind the run in its own row, up to the end of the parent
 };
+
+/// What became of a look for a short run: nothing that matches, a run painted, or a case that takes
+/// more than a look.
+enum Look { kNothing, kPainted, kFar };
 
 /// The fill itself, by runs of an `Access`:
 ///
 /// - `IsSeedFilled()`: whether the seed holds the fill value already; if not, takes the base.
 /// - `Enter(x, y, dy)`: whether the row has memory at that pixel. The operations that follow are in
 ///   this row, which is left towards `y + dy`.
-/// - `PaintShort(left, right, run)`: paints the run around pixel `left` and looks beside it, for a
-///   parent from `left` to `right`. Returns false, with nothing done, where that takes more than a
-///   look; else both rows beside are in the clip.
+/// - `PaintShort(parent, x, run)`: looks for the next pixel that matches, from `x` on to the end of
+///   the run `parent`, paints the run there (`x` at the parent's left end: also to the left) and
+///   looks beside it. If it is `kFar`, nothing is done; else both rows beside are in the clip.
 /// - `PaintAround(x, y, start, end)`: paints the pixel and, from there, to the left and to the
 /// right
 ///   in the bounds of the request, until a pixel is filled or does not match. `start` and `end` are
@@ -141,26 +145,39 @@ inline Span* Fill<Access>::FillRow(Span parent, Span* top) {
   const auto [y0, l, r, dy] = parent;
   const int y = y0 + dy;
   if (!access_.Enter(l, y, dy)) return top;
-  bool isFilled = true;
-  int x = r;
-  if (ShortRun run; access_.PaintShort(l, r, run)) {
+  bool isFilled = false;
+  int x = l;  // the next pixel to be looked at
+  ShortRun run;
+  Look look = access_.PaintShort(parent, x, run);
+  while (look == kPainted) {
+    isFilled = true;
     top = PushBeside(parent, run, top);
-    if (run.isMoreToRight) x = run.end;
-  } else {
-    int start;
-    access_.PaintAround(l, y, start, x);
-    isFilled = start < x;
-    if (isFilled) top = PushBeside(parent, start, x, top);
-  }
-  while (x < r) {
-    const int start = access_.Skip(x + 1, r, y);
-    if (start > r) break;
+    if (!run.isMoreToRight) break;
     Poll();
-    x = access_.PaintRight(start, y);
-    if (start < x) isFilled = true;
-    // A run may be empty here, where a pixel matches that is filled already: it is pushed all the
-    // same, and what lies beyond the pixel is looked at.
-    top = PushBeside(parent, start, x, top);
+    x = run.end + 1;
+    look = access_.PaintShort(parent, x, run);
+  }
+  if (look == kFar) {
+    int start, end;
+    if (x == l) {
+      access_.PaintAround(l, y, start, end);
+      if (start < end) {
+        isFilled = true;
+        top = PushBeside(parent, start, end, top);
+      }
+      x = end + 1;
+    }
+    while (x <= r) {
+      start = access_.Skip(x, r, y);
+      if (start > r) break;
+      Poll();
+      end = access_.PaintRight(start, y);
+      if (start < end) isFilled = true;
+      // A run may be empty here, where a pixel matches that is filled already: it is pushed all the
+      // same, and what lies beyond the pixel is looked at.
+      top = PushBeside(parent, start, end, top);
+      x = end + 1;
+    }
   }
   if (!isFilled) return top;
   if (y < box_.top) {

@@ -29,7 +29,6 @@ int CutAtSeam(int at, int size, int n) {
 Planes::Planes(const Request& request, const PlaneTests& tests, int mostTiles)
     : request_(request),
       tests_(tests),
-      paintedMatches_(tests.paintedMatches ? ~u64{0} : 0),
       height_(request.paint.GetHeight()),
       mostTiles_(static_cast<std::size_t>(mostTiles)) {}
 
@@ -45,7 +44,7 @@ void Planes::Switch(int x, int y) {
   if (tiles_.size() <= row) tiles_.resize(row + 1);
   if (tiles_[row].size() <= column) tiles_[row].resize(column + 1);
   if (!tiles_[row][column]) {
-    std::unique_ptr<Tile> tile(new Tile);  // its rows are for Load to set
+    auto tile = std::make_unique<Tile>();
     tile->left = x & ~KXVOffscreen::kBlockMask;
     tile->top = y & ~KXVOffscreen::kBlockMask;
     made_.push_back(tile.get());
@@ -112,12 +111,11 @@ void Planes::Load(Tile& tile, int y) {
   }
   u64 oddity = 0;
   for (int i = 0; i < kBandRows; ++i) {
-    Row& row = RowOf(tile, top + i);
-    for (int k = 0; k < 4; ++k) {
+    Row& row = tile.RowOf(top + i);
+    for (int k = 0; k < kRowWords; ++k) {
       const u64 asked = tests_.second ? second[i][k] : ~u64{0};
       const u64 matches = match[i][k] & asked;
-      row.open[k] = tests_.unfilledLeft ? matches & left[i][k] : matches;
-      row.painted[k] = 0;
+      row.open[k] = row.first[k] = tests_.unfilledLeft ? matches & left[i][k] : matches;
       right[i][k] = tests_.unfilledRight ? matches & right[i][k] : row.open[k];
       skip[i][k] = tests_.skip ? skip[i][k] & asked : matches;
       oddity |= (right[i][k] ^ row.open[k]) | (skip[i][k] ^ row.open[k]);
@@ -153,36 +151,64 @@ void Planes::AskReference(KXVOffscreen& image, const RowTest& test, const KXPoin
 }
 
 void Planes::Flush() {
-  KXVOffscreen& paint = request_.paint;
-  const int rowBytes = paint.GetBlockRowBytes();
   for (Tile* tile : made_) {
-    BYTE* memory = nullptr;
-    const int rows = std::min(KXVOffscreen::kBlockSize, height_ - tile->top);
-    for (int i = 0; i < rows; ++i) {
-      const u64* const bits = tile->rows[i].painted;
-      if (!(tile->known >> BandOf(i) & 1) || !(bits[0] | bits[1] | bits[2] | bits[3])) continue;
-      if (!memory) {
-        paint.MoveCursor(tile->left, tile->top);
-        memory = paint.GetBaseAddress();
-        if (!memory) kxThrowError(kErrorNotEnoughMemory);
-      }
-      tests_.painter->Paint(memory + i * rowBytes, bits);
+    for (DWORD bands = tile->known & ~tile->written; bands; bands &= bands - 1) {
+      Write(*tile, std::countr_zero(bands));
     }
   }
+}
+
+void Planes::PaintedBits(const Tile& tile, int y, u64* bits) const {
+  const OddBand* const odd = tile.odd[BandOf(y)].get();
+  const Row& row = tile.RowOf(y);
+  for (int k = 0; k < kRowWords; ++k) {
+    bits[k] = odd ? odd->painted[y & (kBandRows - 1)][k] : row.first[k] & ~row.open[k];
+  }
+}
+
+/// Writes what was painted in a band into the image. Raises 8 if the block cannot be brought in.
+void Planes::Write(Tile& tile, int band) {
+  KXVOffscreen& paint = request_.paint;
+  const int top = tile.top + band * kBandRows;
+  const int end = std::min(top + kBandRows, height_);
+  BYTE* memory = nullptr;
+  for (int y = top; y < end; ++y) {
+    u64 bits[kRowWords];
+    PaintedBits(tile, y, bits);
+    if (!(bits[0] | bits[1] | bits[2] | bits[3])) continue;
+    if (!memory) {
+      paint.MoveCursor(tile.left, top);
+      memory = paint.GetBaseAddress();
+      if (!memory) kxThrowError(kErrorNotEnoughMemory);
+    }
+    const int row = y & KXVOffscreen::kBlockMask;
+    tests_.painter->Paint(memory + row * paint.GetBlockRowBytes(), bits);
+  }
+}
+
+void Planes::WriteIfFull(Tile& tile, int y) {
+  const int band = BandOf(y);
+  if (!(tile.regular & ~tile.written) >> band & 1) return;
+  const Row* const rows = &tile.RowOf(y & ~(kBandRows - 1));
+  for (int i = 0; i < kBandRows; ++i) {
+    const u64* const open = rows[i].open;
+    if (open[0] | open[1] | open[2] | open[3]) return;
+  }
+  Write(tile, band);
+  tile.written |= DWORD{1} << band;
 }
 
 // --- Runs ---------------------------------------------------------------------------------------
 
 inline void Planes::Paint(Tile& tile, int y, int word, u64 bits) {
-  Row& row = RowOf(tile, y);
-  row.open[word] &= ~bits;
-  row.painted[word] |= bits;
+  tile.RowOf(y).open[word] &= ~bits;
   if (OddBand* odd = tile.odd[BandOf(y)].get()) {
     const int i = y & (kBandRows - 1);
     odd->right[i][word] &= ~bits;
+    odd->painted[i][word] |= bits;
     // In place the pixel is now judged as what was painted.
     if (tests_.isInPlace) {
-      odd->skip[i][word] = (odd->skip[i][word] & ~bits) | (bits & paintedMatches_);
+      odd->skip[i][word] = (odd->skip[i][word] & ~bits) | (tests_.paintedMatches ? bits : 0);
     }
   }
 }
@@ -197,7 +223,7 @@ int Planes::PaintLeft(int x, int y) {
     Tile& tile = Find(x, y);
     for (int word = x >> 6 & 3; word >= 0; --word) {
       const int at = 63 - (x & 63);
-      const u64 closed = ~RowOf(tile, y).open[word] >> at << at;
+      const u64 closed = ~tile.RowOf(y).open[word] >> at << at;
       if (closed) {
         const int end = std::countr_zero(closed);
         Paint(tile, y, word, (u64{1} << end) - (u64{1} << at));
@@ -214,7 +240,7 @@ int Planes::PaintRight(int x, int y) {
   while (x <= request_.right) {
     Tile& tile = Find(x, y);
     const OddBand* const odd = tile.odd[BandOf(y)].get();
-    const u64* const open = odd ? odd->right[y & (kBandRows - 1)] : RowOf(tile, y).open;
+    const u64* const open = odd ? odd->right[y & (kBandRows - 1)] : tile.RowOf(y).open;
     for (int word = x >> 6 & 3; word < 4; ++word) {
       const int skipped = x & 63;
       const u64 closed = ~open[word] << skipped >> skipped;
@@ -226,6 +252,8 @@ int Planes::PaintRight(int x, int y) {
       Paint(tile, y, word, ~u64{0} >> skipped);
       x = (x | 63) + 1;
     }
+    // The first or the last row of a band, whichever way the fill goes.
+    if (((y + 1) & (kBandRows - 1)) <= 1) WriteIfFull(tile, y);
   }
   return x;
 }
@@ -233,13 +261,11 @@ int Planes::PaintRight(int x, int y) {
 int Planes::Skip(int x, int last, int y) {
   while (x <= last) {
     Tile& tile = Find(x, y);
-    const Row& row = RowOf(tile, y);
     const OddBand* const odd = tile.odd[BandOf(y)].get();
+    const u64* const matches = odd ? odd->skip[y & (kBandRows - 1)] : MatchesOf(tile.RowOf(y));
     for (int word = x >> 6 & 3; word < 4 && x <= last; ++word) {
-      const u64 matches = odd ? odd->skip[y & (kBandRows - 1)][word]
-                              : row.open[word] | (row.painted[word] & paintedMatches_);
       const int skipped = x & 63;
-      if (const u64 found = matches << skipped) return x + std::countl_zero(found);
+      if (const u64 found = matches[word] << skipped) return x + std::countl_zero(found);
       x = (x | 63) + 1;
     }
   }
@@ -253,7 +279,7 @@ bool Planes::Reaches(int y, int left, int right) {
   if (tile.odd[BandOf(y)] || (left ^ right) >> 6) return true;
   const u64 first = kFirstBit >> (left & 63);
   const u64 others = (first - 1) & ~u64{0} << (~right & 63);
-  return (MatchesOf(RowOf(tile, y), left >> 6 & 3) & (first | others)) != 0;
+  return (MatchesOf(tile.RowOf(y))[left >> 6 & 3] & (first | others)) != 0;
 }
 
 bool FillPlanes(const Request& request, Planes& planes, Outcome& outcome) {

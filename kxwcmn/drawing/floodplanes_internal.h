@@ -15,6 +15,8 @@
 /// them: the only time that pixels are read. Runs are then found, painted and passed over in words
 /// of bits, whatever the depths are, and at the end each block is painted in one go.
 ///
+/// A band of rows that is painted all over is written at once, while its pixels are near.
+///
 /// The memory of a tile is a quarter of a block of 8 bits. A fill of more than `kMostTiles` blocks
 /// paints what it has and forgets all tiles: painted pixels hold the fill value, so that a tile
 /// that is reached again is worked out with the same answers. Where they do not read back, none is
@@ -55,7 +57,7 @@ class Planes {
   // The operations of a `Fill`. Whether the seed is filled is asked before.
   bool IsSeedFilled() const { return false; }
   bool Enter(int x, int y, int dy);
-  bool PaintShort(int left, int right, ShortRun& run);
+  Look PaintShort(const Span& parent, int x, ShortRun& run);
   void PaintAround(int x, int y, int& start, int& end);
   int PaintRight(int x, int y);
   int Skip(int x, int last, int y);
@@ -65,28 +67,35 @@ class Planes {
   void Flush();
 
  private:
-  struct Row {
-    u64 open[4];  // can be painted, going left; without an odd band also going right
-    u64 painted[4];
+  static constexpr int kRowWords = KXVOffscreen::kBlockSize / kWordBits;
+
+  /// Of a row, in a line of the cache.
+  struct alignas(64) Row {
+    u64 open[kRowWords];   // can be painted; in an odd band, going left
+    u64 first[kRowWords];  // the same at first: what is closed now, in a regular band, is painted
   };
   /// Of a band in which the answers differ by direction, or pixels match that cannot be painted.
   struct OddBand {
     BandBits right;  // can be painted, going right
     BandBits skip;   // matches while the next run is looked for
+    BandBits painted;
   };
   struct Tile {
+    Row& RowOf(int y) { return rows[y & KXVOffscreen::kBlockMask]; }
+    const Row& RowOf(int y) const { return rows[y & KXVOffscreen::kBlockMask]; }
+
     Row rows[KXVOffscreen::kBlockSize];
     std::unique_ptr<OddBand> odd[KXVOffscreen::kBlockSize / kBandRows];
     int left, top;
     DWORD known = 0;    // a bit for each band
     DWORD regular = 0;  // the same: known and not odd
+    DWORD written = 0;  // the same: painted all over, and in the image
     bool hasMemory = true;
   };
   using TileRow = std::vector<std::unique_ptr<Tile>>;
 
   bool IsRow(int y) const { return static_cast<DWORD>(y) < static_cast<DWORD>(height_); }
   static int BandOf(int y) { return (y & KXVOffscreen::kBlockMask) / kBandRows; }
-  static Row& RowOf(Tile& tile, int y) { return tile.rows[y & KXVOffscreen::kBlockMask]; }
 
   /// The tile of a pixel of the image, its row worked out.
   Tile& Find(int x, int y) {
@@ -102,18 +111,26 @@ class Planes {
                     int rows, int bit, BandBits& bits);
   void Forget();
 
-  /// The pixels of a word of a regular row that match.
-  u64 MatchesOf(const Row& row, int word) const {
-    return row.open[word] | (row.painted[word] & paintedMatches_);
+  /// The words of a regular row that tell which pixels match.
+  const u64* MatchesOf(const Row& row) const {
+    return tests_.paintedMatches ? row.first : row.open;
+  }
+
+  /// The bits of a row's word that stand for the pixels behind a column, which may be any.
+  static u64 Behind(int column, int word) {
+    const int at = column - word * kWordBits;
+    return at < 0 ? ~u64{0} : at < kWordBits - 1 ? ~u64{0} >> (at + 1) : 0;
   }
 
   /// Notes as painted those pixels of a word whose bits are set.
   void Paint(Tile& tile, int y, int word, u64 bits);
+  void PaintedBits(const Tile& tile, int y, u64* bits) const;
+  void Write(Tile& tile, int band);
+  void WriteIfFull(Tile& tile, int y);
   int PaintLeft(int x, int y);
 
   const Request& request_;
   const PlaneTests& tests_;
-  const u64 paintedMatches_;  // all bits or none
   const int height_;
   const std::size_t mostTiles_;
   std::vector<TileRow> tiles_;  // by block row and column
@@ -132,7 +149,7 @@ inline bool Planes::Enter(int x, int y, int dy) {
   if (x >> KXVOffscreen::kBlockShift == column_ && static_cast<DWORD>(y - innerTop_) < innerRows_) {
     const DWORD regular = tile_->regular;
     if (regular >> BandOf(y - 1) & regular >> BandOf(y + 1) & 1) {
-      here_ = &RowOf(*tile_, y);
+      here_ = &tile_->RowOf(y);
       ahead_ = dy;
       return true;
     }
@@ -143,30 +160,65 @@ inline bool Planes::Enter(int x, int y, int dy) {
 
 // A pixel's bit in its word is number 63 - (x & 63), so that "left" is "higher".
 
-inline bool Planes::PaintShort(int left, int right, ShortRun& run) {
-  if (!here_) return false;
-  const int word = left >> 6 & 3, at = ~left & 63;
-  const u64 open = here_->open[word];
-  const u64 before = ~open >> at << at;
-  const u64 after = ~open & ((u64{1} << at) - 1);
-  // The run has to begin and end within the word.
-  if (!before || !after || !(open >> at & 1)) return false;
-  const int first = std::countr_zero(before), last = 63 - std::countl_zero(after);
-  const u64 bits = (u64{1} << first) - (u64{2} << last);
-  here_->open[word] ^= bits;
-  here_->painted[word] |= bits;
-  run.start = left + at + 1 - first;
-  run.end = left + at - last;
-  const u64 ahead = MatchesOf(here_[ahead_], word), behind = MatchesOf(here_[-ahead_], word);
-  // The pixels of the word behind the parent's end.
-  u64 beyond = (u64{1} << (~right & 63)) - 1;
-  if ((right ^ left) >> 6) beyond = right < left ? ~u64{0} : 0;
-  run.goesAhead = (ahead & bits) != 0;
-  run.leaksLeft = (behind & bits & ~u64{1} << at) != 0;
-  run.leaksRight = (behind & bits & beyond) != 0;
-  const u64 rest = MatchesOf(*here_, word) & ((u64{1} << last) - 1) & ~beyond;
-  run.isMoreToRight = (rest != 0) | (left >> 6 < right >> 6);
-  return true;
+inline Look Planes::PaintShort(const Span& parent, int x, ShortRun& run) {
+  if (!here_) return kFar;
+  const u64* const open = here_->open;
+  const u64* const matches = MatchesOf(*here_);
+  const int tileLeft = column_ << KXVOffscreen::kBlockShift;
+  const int last = parent.right - tileLeft;  // it may lie behind the tile
+  int column = x - tileLeft;
+  u64 found;
+  for (;; column = (column | 63) + 1) {
+    if (column >= KXVOffscreen::kBlockSize) return kFar;
+    // The first pixel is looked at in an empty parent too.
+    const u64 at = kFirstBit >> (column & 63);
+    found = matches[column / kWordBits] & (at | ((at - 1) & ~Behind(last, column / kWordBits)));
+    if (found) break;
+    if ((column | 63) >= last) return kNothing;
+  }
+  const int word = column / kWordBits;
+  const int first = std::countl_zero(found);
+  const u64 from = ~u64{0} >> first;
+  u64 closed = ~open[word] & from;
+  int endWord = word;
+  while (!closed) {
+    if (++endWord == kRowWords) return kFar;
+    closed = ~open[endWord];
+  }
+  const int end = endWord * kWordBits + std::countl_zero(closed);
+  int start = word * kWordBits + first;
+  if (end == start) return kFar;
+  // To the left goes a run that begins at the parent's left end alone.
+  if (tileLeft + start == parent.left) {
+    closed = ~open[word] & ~from;
+    int left = word;
+    while (!closed) {
+      if (--left < 0) return kFar;
+      closed = ~open[left];
+    }
+    start = (left + 1) * kWordBits - std::countr_zero(closed);
+  }
+  run.start = tileLeft + start;
+  run.end = tileLeft + end;
+  run.isMoreToRight = end < last && ((found << (end & 63)) != 0 || last / kWordBits != word);
+  const u64 behindStart = ~u64{0} >> (start & 63), behindEnd = ~u64{0} >> (end & 63);
+  const u64* const ahead = MatchesOf(here_[ahead_]);
+  const u64* const behind = MatchesOf(here_[-ahead_]);
+  const int startWord = start / kWordBits;
+  u64 goesAhead = 0, leaksLeft = 0, leaksRight = 0;
+  for (int i = startWord; i <= endWord; ++i) {
+    u64 bits = ~u64{0};
+    if (i == startWord) bits &= behindStart;
+    if (i == endWord) bits &= ~behindEnd;
+    here_->open[i] ^= bits;
+    goesAhead |= ahead[i] & bits;
+    leaksLeft |= behind[i] & bits & ~Behind(parent.left - tileLeft - 1, i);
+    leaksRight |= behind[i] & bits & Behind(last, i);
+  }
+  run.goesAhead = goesAhead != 0;
+  run.leaksLeft = leaksLeft != 0;
+  run.leaksRight = leaksRight != 0;
+  return kPainted;
 }
 
 /// Runs the fill.

@@ -108,7 +108,7 @@ class PlainAccess {
     return paint_.GetBaseAddress() != nullptr;
   }
 
-  bool PaintShort(int, int, ShortRun&) { return false; }
+  Look PaintShort(const Span&, int, ShortRun&) { return kFar; }
 
   void PaintAround(int x, int y, int& start, int& end) {
     MoveTo(x, y);

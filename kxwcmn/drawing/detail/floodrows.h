@@ -99,10 +99,23 @@ inline u64 AskBits(const BYTE* row, int column, const Test& test) {
   return good;
 }
 
+/// 64 answers of 0 or 1 as bits.
+inline u64 PackAnswers(const BYTE* answers) {
+  // The product brings the eight answers of a word together in its highest byte.
+  u64 word = 0;
+  for (int i = 0; i < kWordBits; i += 8) {
+    word = word << 8 | LoadRaw<u64>(answers + i) * 0x8040201008040201 >> 56;
+  }
+  return word;
+}
+
 /// The answers for 64 pixels from `at` on.
 template <class Depth, class Test>
 inline u64 AskWord(const BYTE* at, const Test& test) {
   constexpr int kBytes = Depth::kBits / 8;
+  if constexpr (Test::kHasBounds) {
+    if (test.IsBounded()) return test.AskWord(at);
+  }
   if constexpr (Test::kKnowsStretches) {
     constexpr int kStretches = kWordBits / Test::kStretch;
     bool isGood = true;
@@ -113,12 +126,7 @@ inline u64 AskWord(const BYTE* at, const Test& test) {
   }
   BYTE answers[kWordBits];
   for (int i = 0; i < kWordBits; ++i) answers[i] = test(Depth::Load(at + i * kBytes, 0)) ? 1 : 0;
-  // The product brings the eight answers of a word together in its highest byte.
-  u64 word = 0;
-  for (int i = 0; i < kWordBits; i += 8) {
-    word = word << 8 | LoadRaw<u64>(answers + i) * 0x8040201008040201 >> 56;
-  }
-  return word;
+  return PackAnswers(answers);
 }
 
 /// `Test` is a condition on the pixels of `Depth`, with `OfMissing` for those without memory.

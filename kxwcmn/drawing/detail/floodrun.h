@@ -124,9 +124,9 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
 
   WithDepth(reference.GetBitCount(), [&](auto depth) {
     using Depth = decltype(depth);
-    tests.match = Keep<Depth>(setup.match, MatchTest<Variant, Depth>(base, request.margin));
+    tests.match = Keep<Depth>(setup.match, MatchTest<Variant, Depth, false>(base, request.margin));
     if constexpr (!Variant::kSkipsAsItPaints) {
-      tests.skip = Keep<Depth>(setup.skip, SkipTest<Variant, Depth>(base, request.margin));
+      tests.skip = Keep<Depth>(setup.skip, MatchTest<Variant, Depth, true>(base, request.margin));
     }
   });
   tests.paintedMatches = true;  // the reference stays as it is, unless it is the painted image

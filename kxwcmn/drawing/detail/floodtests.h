@@ -3,107 +3,163 @@
 #include <cstring>
 #include <type_traits>
 
+#include "kxwcmn/drawing/detail/floodrows.h"
 #include "kxwcmn/drawing/detail/floodvariants.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 
 /// The questions of a fill about pixels of one depth.
 ///
-/// Some know a stretch of pixels as good by a simpler look, which the compiler turns into vector
-/// code; a stretch that fails it is asked pixel by pixel.
+/// Where a question comes to bounds of the channels in memory, it is put to the bytes of 64 pixels
+/// at once. Some know a stretch of pixels as good by a simpler look.
 namespace kxw::flood {
 
-/// The lowest and the highest value of each channel, for a stretch of pixels in memory.
+/// The lowest and the highest value of each channel.
 template <class Depth>
 class ChannelBounds {
  public:
-  static constexpr int kStretch = 16;
-
   /// Both are inclusive, and `low` is nowhere above `high`.
   void Set(typename Depth::Pixel low, typename Depth::Pixel high) {
-    constexpr int kBytes = Depth::kBits / 8;
-    BYTE lows[kStretch * kBytes], highs[kStretch * kBytes];
-    for (int i = 0; i < kStretch; ++i) {
+    BYTE lows[kLength * sizeof(Channel)], highs[kLength * sizeof(Channel)];
+    for (int i = 0; i < kLength * kChannelBytes / kBytes; ++i) {
       Depth::Store(lows + i * kBytes, 0, low);
       Depth::Store(highs + i * kBytes, 0, high);
     }
     std::memcpy(low_, lows, sizeof low_);
     std::memcpy(width_, highs, sizeof width_);
-    for (int i = 0; i < kChannels; ++i) width_[i] = static_cast<Channel>(width_[i] - low_[i]);
+    for (int i = 0; i < kLength; ++i) width_[i] = static_cast<Channel>(width_[i] - low_[i]);
   }
 
-  bool Hold(const BYTE* at) const {
-    Channel channels[kChannels];
-    std::memcpy(channels, at, sizeof channels);
-    Channel over = 0;
-    for (int i = 0; i < kChannels; ++i) {
-      const auto above = static_cast<Channel>(channels[i] - low_[i]);
-      over |= static_cast<Channel>(above > width_[i] ? 1 : 0);
+  /// A bit for each of the 64 pixels at `at`, the first highest: whether it is in the bounds.
+  u64 AskWord(const BYTE* at) const {
+    constexpr int kChannels = kWordBits * kBytes / kChannelBytes;
+    Channel channels[kLength], outside[kChannels];
+    for (int first = 0; first < kChannels; first += kLength) {
+      std::memcpy(channels, at + first * kChannelBytes, sizeof channels);
+      for (int i = 0; i < kLength; ++i) {
+        const auto above = static_cast<Channel>(channels[i] - low_[i]);
+        outside[first + i] = static_cast<Channel>(above > width_[i] ? 1 : 0);
+      }
     }
-    return over == 0;
+    BYTE answers[kWordBits];
+    const auto* const bytes = reinterpret_cast<const BYTE*>(outside);
+    for (int i = 0; i < kWordBits; ++i) {
+      if constexpr (kBytes == 3) {
+        const BYTE* const pixel = bytes + i * kBytes;
+        answers[i] = (pixel[0] | pixel[1] | pixel[2]) == 0;
+      } else {
+        using Word = std::conditional_t<
+            kBytes == 8, u64,
+            std::conditional_t<kBytes == 4, DWORD, std::conditional_t<kBytes == 2, WORD, BYTE>>>;
+        answers[i] = LoadRaw<Word>(bytes + i * kBytes) == 0;
+      }
+    }
+    return PackAnswers(answers);
   }
 
  private:
   using Channel = std::conditional_t<Depth::kBits == 64, WORD, BYTE>;
-  static constexpr int kChannels = kStretch * Depth::kBits / 8 / static_cast<int>(sizeof(Channel));
+  static constexpr int kBytes = Depth::kBits / 8;
+  static constexpr int kChannelBytes = static_cast<int>(sizeof(Channel));
+  /// Whole pixels, and whole vectors, of channels.
+  static constexpr int kLength = kBytes == 3 ? 48 : 16;
 
-  Channel low_[kChannels] = {}, width_[kChannels] = {};
+  Channel low_[kLength] = {}, width_[kLength] = {};
 };
 
-/// The pixels of a depth that surely match a base within a margin, as bounds of their channels: for
-/// references of the variant's own depth.
-template <class Variant, class Depth>
+/// The pixels of a depth that match a base within a margin, as bounds of their channels: for
+/// references of the variant's own depth. `kSkips` asks while the next run is looked for.
+template <class Variant, class Depth, bool kSkips = false>
 struct MatchBounds {
   static constexpr bool kKnown = false;
 };
 
-constexpr int Lower(int channel, int margin) { return channel > margin ? channel - margin : 0; }
-constexpr int Upper(int channel, int margin, int most) {
-  return most - channel > margin ? channel + margin : most;
-}
-
 // `Get` gives both ends; it returns false where bounds do not tell. `margin` is not negative.
-template <>
-struct MatchBounds<From8, Depth8> {
+struct ByteBounds {
   static constexpr bool kKnown = true;
   static bool Get(BYTE base, int margin, BYTE& low, BYTE& high) {
-    low = static_cast<BYTE>(Lower(base, margin));
-    high = static_cast<BYTE>(Upper(base, margin, 255));
+    low = static_cast<BYTE>(base > margin ? base - margin : 0);
+    high = static_cast<BYTE>(255 - base > margin ? base + margin : 255);
     return true;
   }
 };
-template <>
-struct MatchBounds<From16, Depth16> {
-  static constexpr bool kKnown = true;
-  static bool Get(DWORD base, int margin, Depth16::Pixel& low, Depth16::Pixel& high) {
-    MatchBounds<From8, Depth8>::Get(Alpha(base), margin, low.alpha, high.alpha);
-    MatchBounds<From8, Depth8>::Get(Blue(base), margin, low.grey, high.grey);
-    // A pixel of two zeros is judged as white.
-    return low.alpha > 0 || low.grey > 0;
-  }
-};
-template <>
-struct MatchBounds<From32, Depth32> {
+/// The three colours, with any alpha or one within the margin.
+template <bool kWithAlpha>
+struct PixelBounds {
   static constexpr bool kKnown = true;
   static bool Get(DWORD base, int margin, DWORD& low, DWORD& high) {
-    const auto lower = [=](BYTE c) { return static_cast<unsigned>(Lower(c, margin)); };
-    const auto upper = [=](BYTE c) { return static_cast<unsigned>(Upper(c, margin, 255)); };
-    low = MakeColor(lower(Red(base)), lower(Green(base)), lower(Blue(base)), 0);
-    high = MakeColor(upper(Red(base)), upper(Green(base)), upper(Blue(base)), 255);
-    return true;
+    low = high = 0;
+    for (int shift = 0; shift < 32; shift += 8) {
+      BYTE least = 0, most = 255;
+      if (kWithAlpha || shift < 24) {
+        ByteBounds::Get(static_cast<BYTE>(base >> shift), margin, least, most);
+      }
+      low |= static_cast<DWORD>(least) << shift;
+      high |= static_cast<DWORD>(most) << shift;
+    }
+    // A base without alpha matches all pixels without alpha.
+    return !kWithAlpha || Alpha(base) > 0;
   }
 };
-template <>
-struct MatchBounds<FromGeneric, Depth24> : MatchBounds<From32, Depth32> {};
-template <>
-struct MatchBounds<From64, Depth64> {
+template <bool kWithAlpha>
+struct PixelBounds64 {
   static constexpr bool kKnown = true;
   static bool Get(u64 base, int margin, u64& low, u64& high) {
-    const auto lower = [=](WORD c) { return static_cast<u64>(Lower(c, margin)); };
-    const auto upper = [=](WORD c) { return static_cast<u64>(Upper(c, margin, 65535)); };
-    low = MakeColor64(lower(Red64(base)), lower(Green64(base)), lower(Blue64(base)), 0);
-    high = MakeColor64(upper(Red64(base)), upper(Green64(base)), upper(Blue64(base)), 65535);
-    return true;
+    low = high = 0;
+    for (int shift = 0; shift < 64; shift += 16) {
+      const auto channel = static_cast<WORD>(base >> shift);
+      const bool counts = kWithAlpha || shift < 48;
+      const int least = channel > margin ? channel - margin : 0;
+      const int most = 65535 - channel > margin ? channel + margin : 65535;
+      low |= static_cast<u64>(counts ? least : 0) << shift;
+      high |= static_cast<u64>(counts ? most : 65535) << shift;
+    }
+    return !kWithAlpha || Alpha64(base) > 0;
   }
+};
+template <bool kSkips>
+struct MatchBounds<From8, Depth8, kSkips> : ByteBounds {};
+template <bool kSkips>
+struct MatchBounds<From16, Depth16, kSkips> {
+  static constexpr bool kKnown = true;
+  static bool Get(DWORD base, int margin, Depth16::Pixel& low, Depth16::Pixel& high) {
+    ByteBounds::Get(Alpha(base), margin, low.alpha, high.alpha);
+    ByteBounds::Get(Blue(base), margin, low.grey, high.grey);
+    // Else pixels without alpha could match, some of them judged as white.
+    return low.alpha > 0;
+  }
+};
+template <bool kSkips>
+struct MatchBounds<From32, Depth32, kSkips> : PixelBounds<kSkips> {};
+template <bool kSkips>
+struct MatchBounds<FromGeneric, Depth24, kSkips> : PixelBounds<false> {};
+template <bool kSkips>
+struct MatchBounds<From64, Depth64, kSkips> : PixelBounds64<kSkips> {};
+
+/// A test by bounds, if there are any.
+template <class Bounds, class Depth>
+class BoundedTest {
+ public:
+  static constexpr bool kHasBounds = Bounds::kKnown;
+  static constexpr bool kKnowsStretches = false;
+
+  bool IsBounded() const { return isBounded_; }
+  u64 AskWord(const BYTE* at) const { return bounds_.AskWord(at); }
+
+ protected:
+  template <class Value>
+  void SetBounds(Value base, int margin) {
+    if constexpr (kHasBounds) {
+      typename Depth::Pixel low, high;
+      isBounded_ = margin >= 0 && Bounds::Get(base, margin, low, high);
+      if (isBounded_) bounds_.Set(low, high);
+    }
+  }
+
+ private:
+  struct Nothing {};
+
+  bool isBounded_ = false;
+  [[no_unique_address]] std::conditional_t<kHasBounds, ChannelBounds<Depth>, Nothing> bounds_;
 };
 
 /// Whether pixels of a depth that read alike in these terms are alike.
@@ -115,69 +171,48 @@ inline constexpr bool kReadsPixels =
     (std::is_same_v<Terms, Terms32> && std::is_same_v<Depth, Depth32>) ||
     (std::is_same_v<Terms, Terms64> && std::is_same_v<Depth, Depth64>);
 
-/// Whether a pixel of the reference matches the base.
-template <class Variant, class Depth>
-class MatchTest {
+/// Whether a pixel of the reference matches the base: while painting, or while the next run is
+/// looked for.
+template <class Variant, class Depth, bool kSkips>
+class MatchTest : public BoundedTest<MatchBounds<Variant, Depth, kSkips>, Depth> {
  public:
   using Terms = typename Variant::Ref;
   using Value = typename Terms::Value;
-  using Bounds = MatchBounds<Variant, Depth>;
-  static constexpr bool kKnowsStretches = Bounds::kKnown;
-  static constexpr int kStretch = 16;
 
   MatchTest(Value base, int margin) : base_(base), margin_(margin) {
-    if constexpr (kKnowsStretches) {
-      typename Depth::Pixel low, high;
-      isBounded_ = margin >= 0 && Bounds::Get(base, margin, low, high);
-      if (isBounded_) bounds_.Set(low, high);
-    }
+    this->SetBounds(base, margin);
   }
 
-  bool operator()(typename Depth::Pixel p) const {
-    return Variant::Match(base_, Terms::template To<Depth>(p), margin_);
-  }
-  bool OfMissing() const { return Variant::Match(base_, Terms::template kMissing<Depth>, margin_); }
-  bool IsGoodStretch(const BYTE* at) const { return isBounded_ && bounds_.Hold(at); }
+  bool operator()(typename Depth::Pixel p) const { return Judge(Terms::template To<Depth>(p)); }
+  bool OfMissing() const { return Judge(Terms::template kMissing<Depth>); }
 
  private:
-  struct Nothing {};
+  bool Judge(Value value) const {
+    return kSkips ? Variant::MatchSkip(base_, value, margin_)
+                  : Variant::Match(base_, value, margin_);
+  }
 
   Value base_;
   int margin_;
-  bool isBounded_ = false;
-  [[no_unique_address]] std::conditional_t<kKnowsStretches, ChannelBounds<Depth>, Nothing> bounds_;
 };
 
-/// Whether a pixel of the reference matches the base while the next run is looked for.
+/// At 8 bits a second reference is judged as a first one is.
 template <class Variant, class Depth>
-class SkipTest {
- public:
-  using Terms = typename Variant::Ref;
-  using Value = typename Terms::Value;
-  static constexpr bool kKnowsStretches = false;
-
-  SkipTest(Value base, int margin) : base_(base), margin_(margin) {}
-
-  bool operator()(typename Depth::Pixel p) const {
-    return Variant::MatchSkip(base_, Terms::template To<Depth>(p), margin_);
-  }
-  bool OfMissing() const {
-    return Variant::MatchSkip(base_, Terms::template kMissing<Depth>, margin_);
-  }
-
- private:
-  Value base_;
-  int margin_;
+struct SecondBounds {
+  static constexpr bool kKnown = false;
 };
+template <>
+struct SecondBounds<FromGeneric, Depth8> : ByteBounds {};
 
 /// Whether a pixel of the second reference matches its base.
 template <class Variant, class Depth>
-class SecondTest {
+class SecondTest : public BoundedTest<SecondBounds<Variant, Depth>, Depth> {
  public:
   using Terms = typename Variant::Second;
-  static constexpr bool kKnowsStretches = false;
 
-  SecondTest(BYTE base, int margin) : base_(base), margin_(margin) {}
+  SecondTest(BYTE base, int margin) : base_(base), margin_(margin) {
+    this->SetBounds(base, margin);
+  }
 
   bool operator()(typename Depth::Pixel p) const {
     return Variant::MatchSecond(base_, Terms::template To<Depth>(p), margin_);
@@ -196,6 +231,7 @@ template <class Terms, class Depth>
 class UnfilledTest {
  public:
   using Value = typename Terms::Value;
+  static constexpr bool kHasBounds = false;
   // In these terms an opaque pixel reads as it stands.
   static constexpr bool kKnowsStretches =
       (std::is_same_v<Terms, Terms24> && std::is_same_v<Depth, Depth32>) ||

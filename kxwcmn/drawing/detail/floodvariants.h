@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kxwcmn/core/pixelmath_internal.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
@@ -105,9 +106,7 @@ struct From8Exact : Exact<Terms8> {
 };
 struct From8 : From8Exact {
   static constexpr bool kIsExact = false;
-  static bool Match(BYTE base, BYTE pixel, int margin) {
-    return KXVOffscreen::IsEqualB(base, pixel, margin);
-  }
+  static bool Match(BYTE base, BYTE pixel, int margin) { return IsWithin(base, pixel, margin); }
   static bool MatchSkip(BYTE base, BYTE pixel, int margin) { return Match(base, pixel, margin); }
 };
 
@@ -117,7 +116,7 @@ struct From16Exact : Exact<Terms16> {
 struct From16 : Exact<Terms16> {
   static constexpr bool kIsExact = false;
   static bool Match(DWORD base, DWORD pixel, int margin) {
-    return KXVOffscreen::IsEqualRGBA(base, pixel, margin);
+    return ArePixelsWithin(base, pixel, margin);
   }
   static bool MatchSkip(DWORD base, DWORD pixel, int margin) { return Match(base, pixel, margin); }
 };
@@ -129,10 +128,10 @@ struct From32 : From32Exact {
   static constexpr bool kIsExact = false;
   static constexpr bool kSkipsAsItPaints = false;
   static bool Match(DWORD base, DWORD pixel, int margin) {
-    return KXVOffscreen::IsEqualRGB(base, pixel, margin);
+    return AreColorsWithin(base, pixel, margin);
   }
   static bool MatchSkip(DWORD base, DWORD pixel, int margin) {
-    return KXVOffscreen::IsEqualRGBA(base, pixel, margin);
+    return ArePixelsWithin(base, pixel, margin);
   }
 };
 
@@ -144,10 +143,10 @@ struct From64 : Exact<Terms64> {
   using ReadRight = Terms48;
   using Write = Terms48;
   static bool Match(u64 base, u64 pixel, int margin) {
-    return KXVOffscreen::IsEqualRGB64(base, pixel, margin);
+    return AreColors64Within(base, pixel, margin);
   }
   static bool MatchSkip(u64 base, u64 pixel, int margin) {
-    return KXVOffscreen::IsEqualQMCOLORREF64(base, pixel, margin);
+    return ArePixels64Within(base, pixel, margin);
   }
 };
 
@@ -156,11 +155,11 @@ struct FromGeneric : Exact<Terms24> {
   static constexpr bool kHasSecond = true;
   using Second = Terms8;
   static bool Match(DWORD base, DWORD pixel, int margin) {
-    return KXVOffscreen::IsEqualRGB(base, pixel, margin);
+    return AreColorsWithin(base, pixel, margin);
   }
   static bool MatchSkip(DWORD base, DWORD pixel, int margin) { return Match(base, pixel, margin); }
   static bool MatchSecond(BYTE base, BYTE pixel, int margin) {
-    return KXVOffscreen::IsEqualB(base, pixel, margin);
+    return IsWithin(base, pixel, margin);
   }
 };
 
