@@ -44,7 +44,7 @@ void Planes::Switch(int x, int y) {
   if (tiles_.size() <= row) tiles_.resize(row + 1);
   if (tiles_[row].size() <= column) tiles_[row].resize(column + 1);
   if (!tiles_[row][column]) {
-    auto tile = std::make_unique<Tile>();
+    std::unique_ptr<Tile> tile(new Tile);  // its rows are for Load to set
     tile->left = x & ~KXVOffscreen::kBlockMask;
     tile->top = y & ~KXVOffscreen::kBlockMask;
     made_.push_back(tile.get());
@@ -86,28 +86,20 @@ void Planes::Load(Tile& tile, int y) {
     tile.hasMemory = memory != nullptr;
     if (memory) memory += (top & KXVOffscreen::kBlockMask) * rowBytes;
   }
-  const auto ask = [&](const RowTest* test, BandBits& bits) {
-    for (int i = 0; i < rows; ++i) test->Ask(memory + i * rowBytes, bit, count, bits[i], bit);
-  };
-  const auto askReference = [&](const RowTest* test, BandBits& bits) {
-    if (tests_.isInPlace) {
-      ask(test, bits);
-    } else {
-      AskReference(request_.reference, *test, request_.InReference(first, top), count, rows, bit,
-                   bits);
-    }
-  };
 
   BandBits match = {}, skip = {}, second = {}, left = {}, right = {};
   if (memory) {
-    if (tests_.unfilledLeft) ask(tests_.unfilledLeft, left);
-    if (tests_.unfilledRight) ask(tests_.unfilledRight, right);
-    askReference(tests_.match, match);
-    if (tests_.skip) askReference(tests_.skip, skip);
-    if (tests_.second) {
-      AskReference(*request_.second, *tests_.second, request_.InReference(first, top), count, rows,
-                   bit, second);
-    }
+    Questions ofPaint, ofReference, ofSecond;
+    Questions& ofJudged = tests_.isInPlace ? ofPaint : ofReference;
+    ofPaint.Add(tests_.unfilledLeft, left);
+    ofPaint.Add(tests_.unfilledRight, right);
+    ofJudged.Add(tests_.match, match);
+    ofJudged.Add(tests_.skip, skip);
+    ofSecond.Add(tests_.second, second);
+    for (int i = 0; i < rows; ++i) ofPaint.Ask(memory + i * rowBytes, bit, count, i, bit);
+    const KXPoint at = request_.InReference(first, top);
+    if (!tests_.isInPlace) Ask(request_.reference, ofReference, at, count, rows, bit);
+    if (tests_.second) Ask(*request_.second, ofSecond, at, count, rows, bit);
   }
   u64 oddity = 0;
   for (int i = 0; i < kBandRows; ++i) {
@@ -130,8 +122,20 @@ void Planes::Load(Tile& tile, int y) {
   if (!oddity) tile.regular |= DWORD{1} << band;
 }
 
-void Planes::AskReference(KXVOffscreen& image, const RowTest& test, const KXPoint& at, int count,
-                          int rows, int bit, BandBits& bits) {
+void Planes::Questions::Add(const RowTest* test, BandBits& bits) {
+  if (test) list[count++] = {test, &bits};
+}
+
+void Planes::Questions::Ask(const BYTE* row, int column, int pixels, int line, int bit) const {
+  if (count == 0) return;
+  const bool areAlike = list[0].test->AreAlike(row, column, pixels);
+  for (int i = 0; i < count; ++i) {
+    list[i].test->Ask(row, column, pixels, areAlike, (*list[i].bits)[line], bit);
+  }
+}
+
+void Planes::Ask(KXVOffscreen& image, const Questions& questions, const KXPoint& at, int count,
+                 int rows, int bit) {
   const int rowBytes = image.GetBlockRowBytes();
   for (int row = 0, height; row < rows; row += height) {
     const int y = IntGeometry::Add(at.y, row);
@@ -143,8 +147,8 @@ void Planes::AskReference(KXVOffscreen& image, const RowTest& test, const KXPoin
       const BYTE* memory = image.GetBaseAddress();
       if (memory) memory += (y & KXVOffscreen::kBlockMask) * rowBytes;
       for (int i = 0; i < height; ++i) {
-        test.Ask(memory ? memory + i * rowBytes : nullptr, x & KXVOffscreen::kBlockMask, width,
-                 bits[row + i], bit + column);
+        questions.Ask(memory ? memory + i * rowBytes : nullptr, x & KXVOffscreen::kBlockMask, width,
+                      row + i, bit + column);
       }
     }
   }

@@ -107,8 +107,22 @@ class Planes {
   }
   void Switch(int x, int y);
   void Load(Tile& tile, int y);
-  void AskReference(KXVOffscreen& image, const RowTest& test, const KXPoint& at, int count,
-                    int rows, int bit, BandBits& bits);
+  /// Tests about one image, and where their answers for a band go.
+  struct Questions {
+    /// A null test is left out.
+    void Add(const RowTest* test, BandBits& bits);
+    /// Asks about the `pixels` pixels of a block's row from `column` on, for row `line` of the
+    /// band.
+    void Ask(const BYTE* row, int column, int pixels, int line, int bit) const;
+
+    struct {
+      const RowTest* test;
+      BandBits* bits;
+    } list[4];
+    int count = 0;
+  };
+  static void Ask(KXVOffscreen& image, const Questions& questions, const KXPoint& at, int count,
+                  int rows, int bit);
   void Forget();
 
   /// The words of a regular row that tell which pixels match.
@@ -116,11 +130,8 @@ class Planes {
     return tests_.paintedMatches ? row.first : row.open;
   }
 
-  /// The bits of a row's word that stand for the pixels behind a column, which may be any.
-  static u64 Behind(int column, int word) {
-    const int at = column - word * kWordBits;
-    return at < 0 ? ~u64{0} : at < kWordBits - 1 ? ~u64{0} >> (at + 1) : 0;
-  }
+  /// The bits of a word that stand for the pixels behind one of the same row, from -1 on.
+  static u64 Behind(int at) { return at < kWordBits - 1 ? ~u64{0} >> (at + 1) : 0; }
 
   /// Notes as painted those pixels of a word whose bits are set.
   void Paint(Tile& tile, int y, int word, u64 bits);
@@ -161,63 +172,36 @@ inline bool Planes::Enter(int x, int y, int dy) {
 // A pixel's bit in its word is number 63 - (x & 63), so that "left" is "higher".
 
 inline Look Planes::PaintShort(const Span& parent, int x, ShortRun& run) {
-  if (!here_) return kFar;
-  const u64* const open = here_->open;
-  const u64* const matches = MatchesOf(*here_);
-  const int tileLeft = column_ << KXVOffscreen::kBlockShift;
-  const int last = parent.right - tileLeft;  // it may lie behind the tile
-  int column = x - tileLeft;
-  u64 found;
-  for (;; column = (column | 63) + 1) {
-    if (column >= KXVOffscreen::kBlockSize) return kFar;
-    // The first pixel is looked at in an empty parent too.
-    const u64 at = kFirstBit >> (column & 63);
-    found = matches[column / kWordBits] & (at | ((at - 1) & ~Behind(last, column / kWordBits)));
-    if (found) break;
-    if ((column | 63) >= last) return kNothing;
-  }
-  const int word = column / kWordBits;
+  if (!here_ || x >> KXVOffscreen::kBlockShift != column_) return kFar;
+  const int word = x >> 6 & 3, at = x & 63;
+  const int last = parent.right - x + at;  // of the parent, counted from the word's begin
+  const u64 beyond = Behind(last);
+  const u64 open = here_->open[word];
+  // The first pixel is looked at in an empty parent too.
+  const u64 from = ~u64{0} >> at;
+  const u64 found = MatchesOf(*here_)[word] & ((from & ~beyond) | kFirstBit >> at);
+  if (!found) return last < kWordBits ? kNothing : kFar;
   const int first = std::countl_zero(found);
-  const u64 from = ~u64{0} >> first;
-  u64 closed = ~open[word] & from;
-  int endWord = word;
-  while (!closed) {
-    if (++endWord == kRowWords) return kFar;
-    closed = ~open[endWord];
-  }
-  const int end = endWord * kWordBits + std::countl_zero(closed);
-  int start = word * kWordBits + first;
-  if (end == start) return kFar;
+  const u64 after = ~open & ~u64{0} >> first;
+  const int end = std::countl_zero(after);
+  int start = first;
   // To the left goes a run that begins at the parent's left end alone.
-  if (tileLeft + start == parent.left) {
-    closed = ~open[word] & ~from;
-    int left = word;
-    while (!closed) {
-      if (--left < 0) return kFar;
-      closed = ~open[left];
-    }
-    start = (left + 1) * kWordBits - std::countr_zero(closed);
+  u64 before = 1;
+  if (first == at && x == parent.left) {
+    before = ~open & ~from;
+    start = kWordBits - std::countr_zero(before);
   }
-  run.start = tileLeft + start;
-  run.end = tileLeft + end;
-  run.isMoreToRight = end < last && ((found << (end & 63)) != 0 || last / kWordBits != word);
-  const u64 behindStart = ~u64{0} >> (start & 63), behindEnd = ~u64{0} >> (end & 63);
-  const u64* const ahead = MatchesOf(here_[ahead_]);
-  const u64* const behind = MatchesOf(here_[-ahead_]);
-  const int startWord = start / kWordBits;
-  u64 goesAhead = 0, leaksLeft = 0, leaksRight = 0;
-  for (int i = startWord; i <= endWord; ++i) {
-    u64 bits = ~u64{0};
-    if (i == startWord) bits &= behindStart;
-    if (i == endWord) bits &= ~behindEnd;
-    here_->open[i] ^= bits;
-    goesAhead |= ahead[i] & bits;
-    leaksLeft |= behind[i] & bits & ~Behind(parent.left - tileLeft - 1, i);
-    leaksRight |= behind[i] & bits & Behind(last, i);
-  }
-  run.goesAhead = goesAhead != 0;
-  run.leaksLeft = leaksLeft != 0;
-  run.leaksRight = leaksRight != 0;
+  // The run has to begin and end in the word.
+  if (!after || !before || end == first) return kFar;
+  const u64 bits = (~u64{0} >> start) & ~(~u64{0} >> end);
+  here_->open[word] = open ^ bits;
+  run.start = x - at + start;
+  run.end = x - at + end;
+  run.isMoreToRight = end < last && ((found << end) != 0 || last >= kWordBits);
+  const u64 behind = MatchesOf(here_[-ahead_])[word] & bits;
+  run.goesAhead = (MatchesOf(here_[ahead_])[word] & bits) != 0;
+  run.leaksLeft = (behind & ~from) != 0;
+  run.leaksRight = (behind & beyond) != 0;
   return kPainted;
 }
 

@@ -32,9 +32,12 @@ inline void SetBits(u64* bits, int at, int count) {
 class RowTest {
  public:
   virtual ~RowTest() = default;
-  /// Sets the bits, `at` and on, of those of the `count` pixels from `column` of a block's row that
-  /// pass. A null `row` stands for pixels without memory.
-  virtual void Ask(const BYTE* row, int column, int count, u64* bits, int at) const = 0;
+  /// Whether the `count` pixels from `column` of a block's row are known to be all alike, so that
+  /// one may be asked for all. A null `row` stands for pixels without memory.
+  virtual bool AreAlike(const BYTE* row, int column, int count) const = 0;
+  /// Sets the bits, `at` and on, of those of the pixels that pass.
+  virtual void Ask(const BYTE* row, int column, int count, bool areAlike, u64* bits,
+                   int at) const = 0;
 };
 
 /// Writes a fill's pixel.
@@ -135,19 +138,25 @@ class DepthRowTest final : public RowTest {
  public:
   explicit DepthRowTest(const Test& test) : test_(test) {}
 
-  void Ask(const BYTE* row, int column, int count, u64* bits, int at) const override {
-    if (!row) {
-      if (test_.OfMissing()) SetBits(bits, at, count);
-      return;
-    }
+  bool AreAlike(const BYTE* row, int column, int count) const override {
+    if (!row) return true;
     if constexpr (Depth::kBits >= 8) {
-      // Of equal pixels one is asked.
-      const BYTE* first = row + ByteOfColumn<Depth>(column);
       constexpr int kBytes = Depth::kBits / 8;
-      if (std::memcmp(first, first + kBytes, static_cast<std::size_t>((count - 1) * kBytes)) == 0) {
-        if (test_(Depth::Load(first, 0))) SetBits(bits, at, count);
-        return;
-      }
+      const BYTE* first = row + ByteOfColumn<Depth>(column);
+      return std::memcmp(first, first + kBytes, static_cast<std::size_t>((count - 1) * kBytes)) ==
+             0;
+    }
+    return false;
+  }
+
+  void Ask(const BYTE* row, int column, int count, bool areAlike, u64* bits,
+           int at) const override {
+    if (areAlike) {
+      const bool passes =
+          row ? test_(Depth::Load(row + ByteOfColumn<Depth>(column), MaskOfColumn<Depth>(column)))
+              : test_.OfMissing();
+      if (passes) SetBits(bits, at, count);
+      return;
     }
     while (count > 0) {
       const int n = std::min(count, kWordBits - (at & 63));
