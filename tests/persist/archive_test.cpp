@@ -95,7 +95,7 @@ TEST(Archive, CacheDoesNotShow) {
         at = static_cast<std::size_t>(random.Int(0, static_cast<int>(model.size())));
         ASSERT_EQ(out.Seek(static_cast<int>(at), 0), at);
       }
-      const std::string part(static_cast<std::size_t>(random.Int(0, 90 * scale)),
+      const std::string part(static_cast<std::size_t>(random.Int(0, 90) * scale),
                              static_cast<char>('a' + i % 26));
       const std::size_t before = out.bytes.size();
       out.Write(part.data(), static_cast<UINT>(part.size()));

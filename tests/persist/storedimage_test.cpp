@@ -308,7 +308,9 @@ TEST(StoredImage, ContradictionsAreRefused) {
   }
   Stream s = RawStreamOf(*image);
   s.extent.right = 300;  // a cell without an entry is an empty one
-  EXPECT_TRUE(AllBlocks(*Load(s.Text())) == AllBlocks(*image));
+  ImagePtr back = Load(s.Text());
+  ASSERT_TRUE(back);
+  EXPECT_TRUE(AllBlocks(*back) == AllBlocks(*image));
 }
 
 // Every truncation is told. A changed byte of the head is told, or what it says is what comes: the
