@@ -234,6 +234,11 @@ TEST(ArchiveFile, KeepsWhatWasFlushed) {
   EXPECT_EQ(CodeOf([&] { in >> byte; }), 0x20010008);
   in.FileClose();
   EXPECT_FALSE(in.IsValid());
+  KXArchiveFile plain(kLoadBig, 0);
+  plain.FileOpen(folder.Path("g").c_str(), kReadWrite, 0, kxw::kOpenExisting, 0);
+  plain.Seek(16, 0);
+  plain >> byte;  // without a cache the end stands on the last byte
+  EXPECT_EQ(byte, 'f');
 }
 
 TEST(ArchiveMem, GrowsByItsStepsAndTurnsRound) {
@@ -244,6 +249,7 @@ TEST(ArchiveMem, GrowsByItsStepsAndTurnsRound) {
   QMHANDLE__* block = ar.Dettach();
   EXPECT_EQ(qmGetHandleSize(block), 0x10000u + 0x10000 + 1024);
   EXPECT_FALSE(ar.IsValid());
+  EXPECT_EQ(ar.GetLength(), 0);
 
   EXPECT_EQ(CodeOf([&] { ar.Attach(block, qmGetHandleSize(block) + 1); }), 0x20010008);
   ar.Attach(block, 6);
@@ -251,6 +257,7 @@ TEST(ArchiveMem, GrowsByItsStepsAndTurnsRound) {
   u64 value;
   ar >> value;
   EXPECT_EQ(value, 0x0102030478780000u);
+  EXPECT_EQ(ar.Seek(9, 0), 6u);
 
   ar.SetMode(kStoreBig);  // the position in memory goes back, the logical one stays
   EXPECT_EQ(ar.GetPosition(), 6u);

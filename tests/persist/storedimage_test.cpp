@@ -313,6 +313,36 @@ TEST(StoredImage, ContradictionsAreRefused) {
   EXPECT_TRUE(AllBlocks(*back) == AllBlocks(*image));
 }
 
+TEST(StoredImage, NothingRunsOutOfItsSection) {
+  Random random(5);
+  ImagePtr image = RandomImage(1, 100, 100, random);
+  constexpr std::size_t kHeader = 4, kExtent = kHeader + 4 + 27, kBlocks = kExtent + 4 + 17;
+  for (int level : {0, 1}) {
+    const std::string text = Store(*image, level);
+    const i64 outer = static_cast<i64>(text.size()) - 4, blocks = outer - kBlocks;
+    const std::pair<std::size_t, i64> table[] = {{0, 3},
+                                                 {0, 34},
+                                                 {0, 55},
+                                                 {0, outer - 1},
+                                                 {kHeader, 26},
+                                                 {kExtent, 16},
+                                                 {kBlocks, 0},
+                                                 {kBlocks, blocks - 1},
+                                                 {kBlocks, blocks + 1},
+                                                 {kHeader, -1},
+                                                 {kExtent, -1},
+                                                 {kBlocks, -1},
+                                                 {kBlocks, 4}};
+    for (const auto& [at, length] : table) {
+      SCOPED_TRACE(testing::Message() << level << ' ' << at << ' ' << length);
+      std::string changed = text;
+      int code = 0;
+      EXPECT_FALSE(Load(changed.replace(at, 4, BigEndian(length, 4)), &code));
+      EXPECT_EQ(code, 0x2001000B);
+    }
+  }
+}
+
 // Every truncation is told. A changed byte of the head is told, or what it says is what comes: the
 // block is never wrong.
 TEST(StoredImage, DamageIsToldOrHarmless) {

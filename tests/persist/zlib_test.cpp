@@ -92,7 +92,7 @@ TEST(ZLib, FailuresHaveCode8AndLeaveTheCallersBlocks) {
   StringArchive out(kStoreBig, 0);
   zlib.Compress(out, data.data(), 3000, nullptr, nullptr, 0);
   BYTE* buffer = nullptr;
-  DWORD bufferSize = 0;
+  DWORD bufferSize = 99;  // of no buffer: without meaning
   const auto read = [&](const std::string& bytes, DWORD destSize, UINT cache) {
     StringArchive in(kLoadBig, cache, bytes);
     return CodeOf([&] {
