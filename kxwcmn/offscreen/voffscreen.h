@@ -363,7 +363,8 @@ class KX_EXPORT KXVOffscreen {
   int CheckBlockLock(int index) const;
   /// The block under the cursor and its memory, which may be null. Returns 0 off the image.
   int GetCurrentBlock(KXRect& rect, BYTE*& address) const;
-  /// Frees a cell's block, which reads as unwritten from then on. Returns 1 if there was one.
+  /// Frees a cell's block, which reads as unwritten from then on; a cursor in it stands off the
+  /// image until it is moved. Returns 1 if there was one.
   int DestroyBlock(int index);
   int DestroyBlock(int x, int y) { return DestroyBlock(GetBlockIndex(x, y)); }
   int DestroyBlockByIndex(int bx, int by);

@@ -60,6 +60,9 @@ int KXVOffscreen::DestroyBlock(int index) {
   KXSwapBlock* block = SwapBlockAt(index);
   if (!block) return 0;
   if (index == cursor_.blockIndex) {
+    // Off the grid, so that the next checked move enters the cell, and under a write lock makes its
+    // block anew.
+    cursor_.blockIndex = -1;
     cursor_.base = nullptr;
     cursor_.current = nullptr;
   }

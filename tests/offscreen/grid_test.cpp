@@ -90,7 +90,11 @@ TEST(Grid, CreatedTwiceOrDestroyedUnderALockLeaksNothing) {
     EXPECT_EQ(image->DestroyBlock(0), 1);
     image->Set8BitColor(9);  // the block went from under the cursor
     EXPECT_EQ(image->Get8BitColor(), 0);
+    image->MoveCursor(2, 1);  // a move makes it anew
+    image->Set8BitColor(9);
+    EXPECT_EQ(image->Get8BitColor(), 9);
     image->Unlock();
+    EXPECT_EQ(image->DestroyBlock(0), 1);
     EXPECT_EQ(image->DestroyBlock(1, 1), 0);
     EXPECT_EQ(image->DestroyBlockByIndex(7, 7), 0);
   }
