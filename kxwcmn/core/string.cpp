@@ -22,13 +22,14 @@ namespace {
 constexpr char kUnsetLength = 0x2D;  // in the length byte until the Pascal form is asked for
 constexpr UINT kOfStringResource = 65535;
 
-/// Gives `*buffer` room for a text of `length` bytes and keeps as much of its text as fits. Returns
-/// the block that was replaced, which the caller frees: a text in it may still have to be read.
-void* AllocStr(int length, char** buffer) {
+/// Gives `*buffer`, whose text has `before` bytes, room for one of `length` bytes and keeps as much
+/// of its text as fits. Returns the block that was replaced, which the caller frees: a text in it
+/// may still have to be read.
+void* AllocStr(int length, char** buffer, std::size_t before) {
   const DWORD size = static_cast<DWORD>(std::max(length, 0)) + 2;
   DWORD kept = 0;
   if (*buffer) {
-    const auto held = static_cast<DWORD>(std::strlen(*buffer + 1)) + 1;
+    const auto held = static_cast<DWORD>(before) + 1;
     // So a text made one byte shorter keeps its block and all of its text. The block has room.
     if (size == held) return nullptr;
     kept = std::min(held, size);
@@ -40,6 +41,10 @@ void* AllocStr(int length, char** buffer) {
   block[0] = kUnsetLength;
   block[size - 1] = 0;
   return std::exchange(*buffer, block);
+}
+
+void* AllocStr(int length, char** buffer) {
+  return AllocStr(length, buffer, *buffer ? std::strlen(*buffer + 1) : 0);
 }
 
 int CheckedLength(std::size_t length) {
@@ -118,7 +123,7 @@ void KXString::Assign(const char* text, std::size_t length) {
 void KXString::Append(const char* text, std::size_t length) {
   if (length == 0) return;
   const std::size_t before = std::strlen(buffer_ + 1);
-  const KXAutoPointer old(AllocStr(CheckedLength(before + length), &buffer_));
+  const KXAutoPointer old(AllocStr(CheckedLength(before + length), &buffer_, before));
   std::memcpy(buffer_ + 1 + before, text, length);
 }
 

@@ -21,6 +21,8 @@ std::size_t FindDelimiter(const std::string& path, std::size_t at) {
 }  // namespace
 
 std::size_t LengthWithoutBack(const char* text, bool (*isDelimiter)(char)) {
+  const std::size_t whole = std::strlen(text);
+  if (whole == 0 || !isDelimiter(text[whole - 1])) return whole;
   std::size_t length = 0;
   for (std::size_t at = 0; text[at];) {
     const bool ends = isDelimiter(text[at]);  // no first byte of a pair is a delimiter
