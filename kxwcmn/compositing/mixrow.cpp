@@ -121,27 +121,24 @@ class Incoming {
   }
 
   const BYTE* Constant(int count) {
-    if (filled_ < count) {
-      BYTE pixel[8];
-      PutColor(pixel);
-      FillPattern(constant_.bytes.data(), static_cast<std::size_t>(count * BytesOf(form_)), pixel,
-                  BytesOf(form_));
-      filled_ = count;
-    }
-    return constant_.bytes.data();
-  }
-
-  void PutColor(BYTE* at) const {
+    BYTE* const at = constant_.bytes.data();
+    if (filled_ >= count) return at;
+    filled_ = count;
     switch (form_) {
       case RunForm::kValue8:
-        return kxw::PutColor<RunForm::kValue8>(at, 0, 0, color_.value8);
-      case RunForm::kColor32:
-        return kxw::PutColor<RunForm::kColor32>(at, 0, color_.color32, 0);
+        FillRun<Depth8>(at, 0, count, color_.value8);
+        break;
+      case RunForm::kColor32:  // as it stands, without the swap of the depth
+        FillRun<Depth32>(at, 0, count, Depth32::SwapRedBlue(color_.color32));
+        break;
       case RunForm::kWord32:
-        return kxw::PutColor<RunForm::kWord32>(at, 0, color_.color32, 0);
+        FillRun<Depth32>(at, 0, count, color_.color32);
+        break;
       case RunForm::kWord64:
-        return kxw::PutColor<RunForm::kWord64>(at, color_.color64, 0, 0);
+        FillRun<Depth64>(at, 0, count, color_.color64);
+        break;
     }
+    return at;
   }
 
   RunForm form_;

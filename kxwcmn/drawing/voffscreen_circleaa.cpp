@@ -146,10 +146,13 @@ void KXVOffscreen::CircleFillAA(double cx, double cy, double radius, KXVOffPixel
     if (mask) mask->MoveCursorY(this, y);
     coverage.SetRow(y);
     // Neighbours of one coverage are laid as one run.
-    for (int x = firstX, next; x <= lastX; x = next) {
-      const int samples = coverage.Of(x);
+    for (int x = firstX, next, samples, following = coverage.Of(x); x <= lastX; x = next) {
+      samples = following;
       next = coverage.Full().Has(x) ? std::min(coverage.Full().last, lastX) + 1 : x + 1;
-      while (next <= lastX && coverage.Of(next) == samples) ++next;
+      for (; next <= lastX; ++next) {
+        following = coverage.Of(next);
+        if (following != samples) break;
+      }
       if (samples == Coverage::kNone) continue;
       color.SetWeight(samples);
       mixer->RelativeSrcCursor(kxw::IntGeometry::Sub(x, left), kxw::IntGeometry::Sub(y, top));

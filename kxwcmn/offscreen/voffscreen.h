@@ -808,8 +808,8 @@ class KX_EXPORT KXVOffscreen {
   // For loops over plain memory.
 
   /// The row in memory of the block of (x, y), a point of the image: the cursor moves into the
-  /// block, while its position waits for the move after the loop. Null where there
-  /// is no block; raises 8 for one that cannot be brought in.
+  /// block, while its position waits for the move after the loop. Null where there is no block;
+  /// raises 8 for one that cannot be brought in.
   BYTE* EnterRow(int x, int y) {
     if (GetBlockIndexFast(x, y) != cursor_.blockIndex) MoveCursorFast(x, y);
     if (cursor_.base) return cursor_.base + (y & kBlockMask) * blockRowBytes_;
