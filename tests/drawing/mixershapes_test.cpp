@@ -288,6 +288,11 @@ TEST(MixerShapes, NothingAndEverything) {
   EXPECT_THROW(image.CircleFill(0, 0, 9, nullptr, nullptr, nullptr, nullptr), KXException);
   EXPECT_THROW(image.CircleFillAA(9, 9, 9, nullptr, nullptr, nullptr), KXException);
   EXPECT_THROW(image.Circle(9, 9, 9, 0, nullptr, nullptr, nullptr, nullptr), KXException);
+  // A mixer that is told of another depth than its image's.
+  for (const int depth : {0, 8, 48, 64}) {
+    s.mixer.SetDstOffscreen(depth, &image);
+    image.RectFill(KXRect(INT_MIN, 0, INT_MAX, 300), &s.mixer, &s.mask, nullptr, s.pattern);
+  }
   // Circles of any size take no more time than the image.
   s.mixer.SetSrcOffscreen(nullptr, {});
   s.mixer.SetDstOffscreen(&image);

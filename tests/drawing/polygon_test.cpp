@@ -196,6 +196,10 @@ TEST(Polygon, CoordinatesAtTheEndsOfTheirRange) {
   const KXPoint slanted[] = {{-2000000000, -2000000000}, {100, 100}, {-2000000000, 100}};
   image->FillPolygon(slanted, 3, nullptr, 0xFF000000, 0);
   EXPECT_EQ(PixelsOf(*image), 100 * 99 / 2);
+  // The 64-bit depth has no spans of a narrow colour.
+  const ImagePtr deep = MakeImage(64, 100, 100);
+  deep->FillPolygon(huge, 4, nullptr, 0xFF000000, 1);
+  EXPECT_FALSE(deep->GetBlockExist(0));
   // As many crossings change places in one row as can.
   std::vector<KXPoint> zigzag;
   for (int i = 0; i < 100000; ++i) zigzag.emplace_back(i * 7919 % 100003, i % 2 ? 90 : 88);
