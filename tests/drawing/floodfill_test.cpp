@@ -1,25 +1,141 @@
 #include <gtest/gtest.h>
 
-#include "kxwcmn/offscreen/autolock.h"
-#include "kxwcmn/offscreen/voffscreen.h"
-#include "tests/support/images.h"
+#include "kxwcmn/core/abort.h"
+#include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
+#include "tests/drawing/drawing_support.h"
+#include "tests/support/failure.h"
 
 namespace {
 
 using namespace testing_kxw;
 
 constexpr DWORD kBlack = 0xFF000000;
+const KXPoint kOrigin(0, 0);
 
-TEST(FloodFill, FillsAnEmptyImageAcrossSeams) {
-  const ImagePtr paint = MakeImage(8, 600, 300), reference = MakeImage(8, 600, 300);
-  KXRect box;
+struct Filled {
+  int ran = 0, count = -1;
+  KXRect box = KXRect(1, 2, 3, 4);
+};
+
+Filled Fill(KXVOffscreen& paint, const KXPoint& seed, DWORD color, KXVOffscreen* reference,
+            KXVOffscreen* second, const KXRect& clip, int abortable = 0,
+            const KXPoint& origin = kOrigin) {
+  Filled filled;
+  filled.ran = paint.FloodFill(filled.box, seed, color, reference, second, origin, clip, 0,
+                               &filled.count, abortable);
+  return filled;
+}
+
+int PaintedPixels(KXVOffscreen& image) {
   int count = 0;
-  ASSERT_EQ(1, paint->FloodFill(box, KXPoint(300, 100), kBlack, reference.get(), nullptr,
-                                KXPoint(0, 0), paint->GetRect(), 0, &count, 0));
-  EXPECT_EQ(600 * 300, count);
-  EXPECT_EQ(paint->GetRect(), box);
-  KXVOffscreenAutoLock lock(paint.get(), 599, 299, 0);
-  EXPECT_EQ(255, paint->Get8BitColor());
+  KXVOffscreenAutoLock lock(&image, 0);
+  for (int y = 0; y < image.GetHeight(); ++y) {
+    for (int x = 0; x < image.GetWidth(); ++x) {
+      image.MoveCursor(x, y);
+      count += image.Get8BitColor() != 0;
+    }
+  }
+  return count;
+}
+
+TEST(FloodFill, LeavesItsAnswersAloneWhereItHasNothingToFill) {
+  const ImagePtr paint = MakeImage(8, 300, 300), reference = MakeImage(8, 300, 300);
+  const KXRect all = paint->GetRect();
+  ASSERT_EQ(Fill(*paint, KXPoint(9, 9), kBlack, nullptr, reference.get(), KXRect(9, 9, 10, 11)).ran,
+            1)
+      << "the second reference takes the place of the first";
+  const Filled nothing[] = {
+      Fill(*paint, KXPoint(5, 5), kBlack, nullptr, nullptr, all),
+      Fill(*paint, KXPoint(300, 5), kBlack, reference.get(), nullptr, all),
+      Fill(*paint, KXPoint(5, -1), kBlack, reference.get(), nullptr, all),
+      Fill(*paint, KXPoint(INT_MIN, INT_MAX), kBlack, reference.get(), nullptr, all),
+      Fill(*paint, KXPoint(9, 9), kBlack, reference.get(), nullptr, all),  // it is filled already
+      Fill(*paint, KXPoint(5, 5), 0x00123456, reference.get(), nullptr,
+           all)};  // comes to density 0
+  for (const Filled& filled : nothing) {
+    EXPECT_EQ(filled.ran, 0);
+    EXPECT_EQ(filled.count, -1);
+    EXPECT_EQ(filled.box, KXRect(1, 2, 3, 4));
+  }
+}
+
+// The first of the two runs that a fill starts with is not tested against the clip. It is meant.
+TEST(FloodFill, PaintsOneRowBelowASeedInTheLastRowOfTheClip) {
+  const ImagePtr paint = MakeImage(8, 300, 300), reference = MakeImage(8, 300, 300);
+  const Filled filled =
+      Fill(*paint, KXPoint(260, 99), kBlack, reference.get(), nullptr, KXRect(250, 90, 270, 100));
+  EXPECT_EQ(filled.count, 20 * 11);
+  EXPECT_EQ(filled.box, KXRect(250, 90, 270, 101));
+  EXPECT_EQ(PaintedPixels(*paint), filled.count);
+}
+
+TEST(FloodFill, EndsForCoordinatesAtTheEndsOfTheirRange) {
+  const ImagePtr paint = MakeImage(32, 300, 300), reference = MakeImage(8, 40, 30);
+  const KXRect wide(INT_MIN, INT_MIN, INT_MAX, INT_MAX);
+  for (const int far : {INT_MIN, -1000, 1000, INT_MAX}) {
+    const ImagePtr fresh = MakeImage(32, 300, 300);
+    EXPECT_EQ(Fill(*fresh, KXPoint(7, 7), 0xFF00FF00, reference.get(), nullptr, wide, 0,
+                   KXPoint(far, far))
+                  .count,
+              300 * 300);
+  }
+  // Nothing is painted from a seed left of the clip; from one right of it, its row and the next one
+  // are, up to the clip's left end: going left, the right end is not looked at. It is meant.
+  const std::pair<KXRect, int> clips[] = {
+      {KXRect(50, 50, 60, 60), 0}, {KXRect(60, 60, 50, 50), 0}, {KXRect(), 16}};
+  for (const auto& [clip, count] : clips) {
+    EXPECT_EQ(Fill(*paint, KXPoint(7, 7), 0xFF00FF00, reference.get(), nullptr, clip).count, count);
+    EXPECT_EQ(PaintedPixels(*paint), count);
+  }
+}
+
+int polls, pollsToStop;
+int StopAfterPolls() { return ++polls >= pollsToStop ? 1 : 0; }
+
+TEST(FloodFill, KeepsWhatWasPaintedBeforeAnAbortOrAFailure) {
+  for (const bool isInPlace : {false, true}) {
+    for (pollsToStop = 1; pollsToStop < 500; pollsToStop += 200) {
+      const ImagePtr paint = MakeImage(8, 600, 600), other = MakeImage(8, 600, 600);
+      polls = 0;
+      KXAbort::SetCallback(&StopAfterPolls);
+      EXPECT_EQ(CodeOf([&] {
+                  Fill(*paint, KXPoint(300, 300), kBlack, isInPlace ? paint.get() : other.get(),
+                       nullptr, paint->GetRect(), 1);
+                }),
+                0x20010004);
+      KXAbort::SetCallback(nullptr);
+      EXPECT_EQ(paint->GetLockCount() + other->GetLockCount(), 0u);
+      const int painted = PaintedPixels(*paint);
+      EXPECT_TRUE(painted % 600 == 0 && painted < 600 * 600) << "whole rows, and not all of them";
+      EXPECT_EQ(painted > 0, pollsToStop > 1);
+    }
+  }
+  // One block more each time until all of them are there: the rest stays as it was.
+  int nth = 0;
+  for (int code = kxw::kErrorNotEnoughMemory; code != 0; ++nth) {
+    KXVirtualMemory manager;
+    manager.Create(16 << 20, nullptr);
+    const ImagePtr paint = MakeImage(8, 600, 600, 72, &manager), reference = MakeImage(8, 600, 600);
+    paint->RectFill(KXRect(0, 0, 600, 299), 0, 0x40000000);
+    paint->UnloadAllBlock();
+    {
+      kxw::detail::ScopedFaults faults;
+      faults.Fail(kxw::detail::FaultPoint::kAlloc, nth + 1, kxw::kErrorNotEnoughMemory, 99);
+      code = CodeOf([&] {
+        Fill(*paint, KXPoint(300, 300), kBlack, reference.get(), nullptr, paint->GetRect());
+      });
+    }
+    EXPECT_TRUE(code == 0 || code == kxw::kErrorNotEnoughMemory);
+    EXPECT_EQ(paint->GetLockCount(), 0u);
+    KXVOffscreenAutoLock lock(paint.get(), 0);
+    for (int y = 0; y < 600; y += 7) {
+      paint->MoveCursor(y, y);
+      const BYTE density = paint->Get8BitColor();
+      ASSERT_TRUE(density == 255 || (code != 0 && density == (y <= 299 ? 0x40 : 0))) << y;
+    }
+  }
+  EXPECT_GT(nth, 3);
 }
 
 }  // namespace
