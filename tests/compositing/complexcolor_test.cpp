@@ -18,8 +18,7 @@ TEST(ComplexColor, BytesMeanWhatTheirDepthSays) {
   };
   for (const auto& [depth, value, color] : cases) {
     const KXComplexColor c(depth, static_cast<BYTE>(value));
-    EXPECT_EQ(c.depth, depth);
-    EXPECT_EQ(c.value8, value);
+    EXPECT_TRUE(c.depth == depth && c.value8 == value);
     EXPECT_EQ(c.color32, color) << depth << " " << value;
     EXPECT_EQ(c.color64, kxw::WidenColor(color));
     EXPECT_EQ(c.channels16[0], (color >> 24) * 257);
@@ -27,32 +26,28 @@ TEST(ComplexColor, BytesMeanWhatTheirDepthSays) {
 }
 
 TEST(ComplexColor, ColoursOfferTheirAlphaAsValue) {
-  const KXComplexColor c(8, DWORD{0x80010203});
-  EXPECT_EQ(c.depth, 8);
-  EXPECT_EQ(c.value8, 0x80);
-  EXPECT_EQ(c.channels8[1], 3);
-  EXPECT_EQ(c.channels8[3], 1);
+  const KXComplexColor c(8, DWORD{0x80010203}), wide(32, u64{0x80FF01FF02000300});
+  for (const KXComplexColor& color : {c, wide}) {
+    EXPECT_EQ(color.color32, 0x80010203u);
+    EXPECT_EQ(color.value8, 0x80);
+    EXPECT_TRUE(color.channels8[1] == 3 && color.channels8[2] == 2 && color.channels8[3] == 1);
+  }
+  EXPECT_TRUE(c.depth == 8 && wide.depth == 32);
   EXPECT_EQ(c.color64, 0x8080010102020303u);
+  EXPECT_TRUE(wide.channels16[0] == 0x80FF && wide.channels16[2] == 0x0200);
 
-  const KXComplexColor wide(32, u64{0x80FF01FF02000300});
-  EXPECT_EQ(wide.color32, 0x80010203u);
-  EXPECT_EQ(wide.value8, 0x80);
-  EXPECT_EQ(wide.channels16[2], 0x0200);
-  EXPECT_EQ(KXComplexColor::cErase.color32, 0x00FFFFFFu);
-  EXPECT_EQ(KXComplexColor::cErase.value8, 0);
-  EXPECT_EQ(KXComplexColor::cBlack.color32, 0xFF000000u);
-  EXPECT_EQ(KXComplexColor::cWhite.depth, 64);
+  using C = KXComplexColor;
+  EXPECT_TRUE(C::cErase.color32 == 0x00FFFFFF && C::cErase.value8 == 0);
+  EXPECT_TRUE(C::cBlack.color32 == 0xFF000000 && C::cBlack.value8 == 255);
+  EXPECT_TRUE(C::cWhite.color64 == ~0ull && C::cWhite.depth == 64 && C::cTransmit.color64 == 0);
 }
 
 TEST(ComplexColor, InitLeavesTheOtherFormsAlone) {
   KXComplexColor c(8, BYTE{7});
   c.Init32(0x11223344);
-  EXPECT_EQ(c.value8, 7);
-  EXPECT_EQ(c.color64, 0xFFFFF8F8F8F8F8F8u);
+  EXPECT_TRUE(c.depth == 32 && c.value8 == 7 && c.color64 == 0xFFFFF8F8F8F8F8F8);
   c.Init64(0);
-  EXPECT_EQ(c.depth, 64);
-  EXPECT_EQ(c.color32, 0x11223344u);
-  EXPECT_EQ(c.channels16[0], 0);
+  EXPECT_TRUE(c.depth == 64 && c.color32 == 0x11223344 && c.channels16[0] == 0);
 }
 
 }  // namespace

@@ -7,28 +7,24 @@ namespace {
 
 using namespace testing_kxw;
 
-constexpr int kFillOrder[16][2] = {{0, 0}, {2, 2}, {0, 2}, {2, 0}, {1, 1}, {3, 3}, {1, 3}, {3, 1},
-                                   {0, 1}, {2, 3}, {0, 3}, {2, 1}, {1, 0}, {3, 2}, {1, 2}, {3, 0}};
+constexpr BYTE kFillOrder[16][2] = {{0, 0}, {2, 2}, {0, 2}, {2, 0}, {1, 1}, {3, 3}, {1, 3}, {3, 1},
+                                    {0, 1}, {2, 3}, {0, 3}, {2, 1}, {1, 0}, {3, 2}, {1, 2}, {3, 0}};
 
-TEST(Dither, LevelsFollowTheFillOrder) {
+TEST(Dither, CellsFillInOrder) {
   for (std::size_t n = 0; n < 17; ++n) {
     for (std::size_t i = 0; i < 16; ++i) {
-      const auto [first, second] = kFillOrder[i];
-      const auto a = static_cast<std::size_t>(first), b = static_cast<std::size_t>(second);
+      const std::size_t a = kFillOrder[i][0], b = kFillOrder[i][1];
       EXPECT_EQ(KXVOffscreen::cbDitherTable[n][a][b], i < n ? 1 : 0);
       EXPECT_EQ(KXVOffscreen::cbDitherTable2[n][a][b], i < n ? 1 : i == n ? 0 : 2);
     }
   }
-}
-
-TEST(Dither, ThresholdsOfTwoRows) {
-  const BYTE rows[2][17] = {
+  const BYTE thresholds[2][17] = {
+      // of two rows, which come first
       {10, 51, 179, 19, 147, 59, 187, 27, 155, 49, 177, 17, 145, 57, 185, 25, 153},
       {5, 204, 76, 236, 108, 196, 68, 228, 100, 206, 78, 238, 110, 198, 70, 230, 102}};
-  for (const auto& row : rows) {
-    for (int x = 0; x < 16; ++x) {
-      EXPECT_EQ(KXVOffscreen::GetDitherOrgValue255(x - 16, row[0] + 32), row[x + 1]);
-    }
+  for (int i = 0; i < 32; ++i) {
+    const auto& row = thresholds[i / 16];
+    EXPECT_EQ(KXVOffscreen::GetDitherOrgValue255(i % 16 - 16, row[0] + 32), row[i % 16 + 1]);
   }
 }
 
