@@ -173,16 +173,18 @@ KXW_WIDE_VECTORS void RunMask64(BYTE* row, int column, const void* incoming, int
 /// one colour area of a cel.
 constexpr int kStretch = kPiece<DWORD>;
 
-/// One channel over an opaque pixel; `shift` is its place in the word.
-constexpr DWORD BlendOpaqueChannel(DWORD p, DWORD c, DWORD a, int shift) {
-  const DWORD density = (255 - (p >> shift & 255)) * (255 - a) + (255 - (c >> shift & 255)) * a;
-  return (255 - Div255(density)) << shift;
+/// Div255 of each half of a word.
+constexpr DWORD Div255Halves(DWORD v) {
+  return (v + 0x00010001 + (v >> 8 & 0x00FF00FF)) >> 8 & 0x00FF00FF;
 }
 
+/// Over an opaque pixel, two channels at a time: the densities' weights add up to 255, so that no
+/// half of a word flows over.
 constexpr DWORD BlendOpaque(DWORD p, DWORD c) {
-  const DWORD a = c >> 24;
-  return 0xFF000000 | BlendOpaqueChannel(p, c, a, 0) | BlendOpaqueChannel(p, c, a, 8) |
-         BlendOpaqueChannel(p, c, a, 16);
+  const DWORD a = c >> 24, ia = 255 - a;
+  const DWORD redBlue = Div255Halves((~p & 0x00FF00FF) * ia + (~c & 0x00FF00FF) * a);
+  const DWORD green = Div255Halves((~p >> 8 & 255) * ia + (~c >> 8 & 255) * a);
+  return ~(redBlue | green << 8);  // which makes alpha 255
 }
 
 KXW_WIDE_VECTORS

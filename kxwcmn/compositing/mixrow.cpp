@@ -13,6 +13,7 @@
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/vectorize.h"
 
 namespace kxw {
 namespace {
@@ -256,7 +257,9 @@ class Chain {
   /// Finds the kernel behind the Gaussians at the head; false if the chain is not served.
   bool Find(const KXPixelMixer* head, int bits) {
     bits_ = bits;
-    head_ = head;
+    head_ = last_ = head;
+    kernel_ = FindMixKernel(head, bits);
+    if (kernel_) return true;
     const KXPixelMixer* node = head;
     // A chain that leads into itself has no end to find.
     for (int length = 0; node && typeid(*node) == typeid(KXPixelMixerGaussian); ++length) {
@@ -455,6 +458,10 @@ class AreaMixer {
 
   void LayRow(BYTE* row, int x, int y, const BYTE* colors, int count) {
     if (!area_.pattern && !masks_.IsAny()) {
+      // The row below comes next, also where an operation goes row by row.
+      const int bits = dst_.GetBitCount();
+      const BYTE* below = row + dst_.GetBlockRowBytes() + (x & kMask) * bits / 8;
+      for (int at = 0; at < count * bits / 8; at += 64) KXW_PREFETCH(below + at);
       chain_.Lay(row, x, y, colors, count, weight_);
       return;
     }
