@@ -46,7 +46,7 @@ using BandBits = u64[kBandRows][4];
 
 class Planes {
  public:
-  static constexpr int kMostTiles = 4096;
+  static constexpr int kMostTiles = 1024;  // 17 MiB
 
   /// The images are locked by the caller, and the seed lies in the columns of the clip.
   Planes(const Request& request, const PlaneTests& tests, int mostTiles = kMostTiles);
