@@ -61,12 +61,12 @@ BYTE RawBehind(BYTE d, BYTE s) { return d ? DensityBehind(d, s) : s; }
 // Without a branch, which would keep the loops from vectors.
 
 DWORD RawBehind(DWORD d, DWORD s) {
-  const DWORD isTaken = -static_cast<DWORD>((Alpha(s) == 255) & (Alpha(d) == 0));
+  const DWORD isTaken = -static_cast<DWORD>((s >> 24 == 255) & (d >> 24 == 0));
   return (s & isTaken) | (ColorBehind(d, s) & ~isTaken);
 }
 
 u64 RawBehind(u64 d, u64 s) {
-  const u64 isTaken = -static_cast<u64>((Alpha64(s) == 65535) & (Alpha64(d) == 0));
+  const u64 isTaken = -static_cast<u64>((s >> 48 == 65535) & (d >> 48 == 0));
   return (s & isTaken) | (Color64Behind(d, s) & ~isTaken);
 }
 
