@@ -4,6 +4,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/compositing/mixrules_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/offscreen/detail/depths.h"
@@ -24,15 +25,22 @@ struct ReplaceRule {
 
 // --- 1, 2 and 8 bits ----------------------------------------------------------------------------
 
-/// A rule of densities at 1 and 2 bits.
+/// A rule of densities at 1 and 2 bits: what it leaves is put back as it stands. A run may be of
+/// several rows, which follow one another.
 template <class Depth, class Rule>
-void Run8Narrow(BYTE* row, int column, const void* incoming, int count, const RunWeight&) {
+KXW_WIDE_VECTORS void Run8Narrow(BYTE* row, int column, const void* incoming, int count,
+                                 const RunWeight&) {
   const auto* values = static_cast<const BYTE*>(incoming);
-  for (int i = 0; i < count; ++i) {
-    BYTE* at = row + ByteOfColumn<Depth>(column + i);
-    const BYTE mask = MaskOfColumn<Depth>(column + i);
-    BYTE pixel = Depth::To8(Depth::Load(at, mask));
-    if (Rule::Mix8(pixel, values[i])) Depth::Store(at, mask, Depth::From8(pixel));
+  for (int n; count > 0; count -= n, values += n, row += kRowBytes<Depth>, column = 0) {
+    n = std::min(count, KXVOffscreen::kBlockSize - column);
+    const RowReader<Depth> pixels(row, column, n);
+    RowWriter<Depth> target(row, column, n);
+    for (int i = 0; i < n; ++i) {
+      BYTE density = Depth::To8(pixels[i]);
+      const bool isLaid = Rule::Mix8(density, values[i]);
+      target.Set(i, isLaid ? Depth::From8(density) : pixels[i]);
+    }
+    target.Finish();
   }
 }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/compositing/mixkernels_internal.h"
 #include "kxwcmn/compositing/mixrow_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
@@ -20,39 +21,6 @@ namespace {
 
 constexpr int kBlock = KXVOffscreen::kBlockSize;
 constexpr int kMask = KXVOffscreen::kBlockMask;
-
-/// Stores a colour as one incoming pixel.
-template <RunForm kForm>
-void PutColor(BYTE* at, u64 color64, QMCOLORREF color32, BYTE value8) {
-  if constexpr (kForm == RunForm::kValue8) {
-    *at = value8;
-  } else if constexpr (kForm == RunForm::kWord64) {
-    Depth64::Store(at, 0, color64);
-  } else if constexpr (kForm == RunForm::kWord32) {
-    Depth32::Store(at, 0, color32);
-  } else {
-    std::memcpy(at, &color32, sizeof color32);
-  }
-}
-
-/// Reads `count` pixels of a source row as incoming colours: all go through the 64-bit form, whose
-/// alpha is what 8-bit destinations are given.
-template <class Depth, RunForm kForm>
-void ReadRun(const BYTE* row, int column, int count, BYTE* out) {
-  for (int i = 0; i < count; ++i, out += BytesOf(kForm)) {
-    const auto pixel =
-        Depth::Load(row + ByteOfColumn<Depth>(column + i), MaskOfColumn<Depth>(column + i));
-    const u64 wide = Depth::To64(pixel);
-    PutColor<kForm>(out, wide, NarrowColor(wide), static_cast<BYTE>(wide >> 56));
-  }
-}
-
-using ReadFunc = void (*)(const BYTE* row, int column, int count, BYTE* out);
-
-template <RunForm kForm>
-ReadFunc FindReader(int bits) {
-  return WithDepth(bits, [](auto depth) -> ReadFunc { return ReadRun<decltype(depth), kForm>; });
-}
 
 /// A buffer of one run, in any form.
 struct alignas(8) RunBuffer {
@@ -73,10 +41,8 @@ class Incoming {
     // Pixels that are in the right form already are used where they stand.
     isDirect_ = (form == RunForm::kWord32 && bits == 32) ||
                 (form == RunForm::kWord64 && bits == 64) || (form == RunForm::kValue8 && bits == 8);
-    read_ = form == RunForm::kValue8    ? FindReader<RunForm::kValue8>(bits)
-            : form == RunForm::kColor32 ? FindReader<RunForm::kColor32>(bits)
-            : form == RunForm::kWord32  ? FindReader<RunForm::kWord32>(bits)
-                                        : FindReader<RunForm::kWord64>(bits);
+    // The others' colours count in their 64-bit form, which is that of 32 bits widened.
+    read_ = FindCopyRow(form == RunForm::kWord64 ? 64 : 32, bits);
   }
 
   KXVOffscreen* Source() const { return source_; }
@@ -104,11 +70,26 @@ class Incoming {
     if (!base_) return Constant(count);
     const BYTE* at = base_ + (row_ + row) * source_->GetBlockRowBytes();
     if (isDirect_) return at + column_ * BytesOf(form_);
-    read_(at, column_, count, converted_.bytes.data());
+    read_(converted_.bytes.data(), 0, at, column_, count);
+    if (form_ == RunForm::kValue8 || form_ == RunForm::kColor32) FromWords(count);
     return converted_.bytes.data();
   }
 
  private:
+  /// Makes the forms of narrower destinations of converted words: 8 bits are given the alpha.
+  void FromWords(int count) {
+    DWORD words[kBlock];
+    const std::size_t bytes = static_cast<std::size_t>(count) * sizeof words[0];
+    std::memcpy(words, converted_.bytes.data(), bytes);
+    if (form_ == RunForm::kValue8) {
+      BYTE* const values = converted_.bytes.data();
+      for (int i = 0; i < count; ++i) values[i] = static_cast<BYTE>(words[i] >> 24);
+      return;
+    }
+    for (int i = 0; i < count; ++i) words[i] = Depth32::SwapRedBlue(words[i]);
+    std::memcpy(converted_.bytes.data(), words, bytes);
+  }
+
   /// Cuts a length at the next seam or edge of the source; false outside the source.
   static bool CutAtEdge(i64 position, int size, int& length) {
     if (position >= size) return false;
@@ -146,7 +127,7 @@ class Incoming {
   KXVOffscreen* source_;
   KXComplexColor color_;
   bool isDirect_ = false;
-  ReadFunc read_ = nullptr;
+  RowFunc read_ = nullptr;
   const BYTE* base_ = nullptr;
   int column_ = 0, row_ = 0;
   int filled_ = 0;  // pixels of `constant_` that hold the colour
@@ -156,26 +137,11 @@ class Incoming {
 /// Which pixels of a run are left alone: a byte a pixel, 1 to skip and 0 to draw.
 using Skips = std::array<BYTE, kBlock>;
 
-/// Reads `count` pixels of a mask's row as colours.
-template <class Depth>
-void ReadColors(const BYTE* row, int column, int count, DWORD* out) {
-  for (int i = 0; i < count; ++i) {
-    const int at = column + i;
-    out[i] = Depth::To32(Depth::Load(row + ByteOfColumn<Depth>(at), MaskOfColumn<Depth>(at)));
-  }
-}
-
-using ReadColorsFunc = void (*)(const BYTE* row, int column, int count, DWORD* out);
-
-ReadColorsFunc FindColorReader(int bits) {
-  return WithDepth(bits, [](auto depth) -> ReadColorsFunc { return ReadColors<decltype(depth)>; });
-}
-
-/// Adds the pixels that a mask of these colours holds back: KXVOffPixelMask::IsMaskCompare for a
-/// run.
+/// Adds the pixels that a mask of these words, as 32 bits have them in memory, holds back:
+/// KXVOffPixelMask::IsMaskCompare for a run.
 void AddCompared(const KXVOffPixelMask::MaskInfo& info, const DWORD* colors, int count,
                  BYTE* skips) {
-  const DWORD color = info.color, alpha = color >> 24;
+  const DWORD color = Depth32::SwapRedBlue(info.color), alpha = color >> 24;
   const bool isClear = alpha == 0;
   const bool isWhite = info.whiteEqual && (color & 0x00FFFFFF) == 0x00FFFFFF;
   const auto isSame = [=](DWORD c) {
@@ -205,7 +171,7 @@ void AddCompared(const KXVOffPixelMask::MaskInfo& info, const DWORD* colors, int
 void AddHeld(const KXVOffPixelMask::MaskInfo& info, const KXVOffscreen& dst, int x, int count,
              int y, Skips& skips) {
   KXVOffscreen& image = *info.offscreen;
-  const ReadColorsFunc read = FindColorReader(image.GetBitCount());
+  const RowFunc read = FindCopyRow(32, image.GetBitCount());
   const auto positionOf = [&](int at) {
     return dst.ConvertPointX(&image, IntGeometry::Sub(at, info.offset.x));
   };
@@ -227,8 +193,8 @@ void AddHeld(const KXVOffPixelMask::MaskInfo& info, const KXVOffscreen& dst, int
       base = image.GetBaseAddress();
     }
     if (base && read) {
-      read(base + (y & kMask) * image.GetBlockRowBytes(), static_cast<int>(mx) & kMask, n,
-           colors.data());
+      read(reinterpret_cast<BYTE*>(colors.data()), 0, base + (y & kMask) * image.GetBlockRowBytes(),
+           static_cast<int>(mx) & kMask, n);
     } else {
       std::fill_n(colors.begin(), n, 0u);  // what a mask without memory reads as
     }
