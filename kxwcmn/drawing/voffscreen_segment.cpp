@@ -191,6 +191,18 @@ void StampUnder(KXVOffscreen& image, const StampLine& line, Lay lay) {
   });
 }
 
+/// Stores a pixel wherever stamps cover the image; `store` does it under the cursor.
+template <class Store>
+void StampOver(KXVOffscreen& image, const StampLine& line, Store store) {
+  line.ForEachRow([&](int y, int left, int right, const Stamps&) {
+    for (int x = left; x < right; ++x) {
+      image.MoveCursorFast(x, y);
+      kxw::CheckBroughtIn(image);
+      store();
+    }
+  });
+}
+
 /// The value of `behind` that lays each stamp under what is there.
 constexpr int kUnder = 1;
 
@@ -215,13 +227,7 @@ void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color
     return;
   }
   const DWORD native = image.MakeNativeColor(color);
-  line.ForEachRow([&](int y, int left, int right, const Stamps&) {
-    for (int x = left; x < right; ++x) {
-      image.MoveCursorFast(x, y);
-      kxw::CheckBroughtIn(image);
-      image.SetColor(native);
-    }
-  });
+  StampOver(image, line, [&] { image.SetColor(native); });
 }
 
 void Draw(KXVOffscreen64Bit& image, const Segment& s, const Brush& brush, u64 color, int behind) {
@@ -241,9 +247,7 @@ void Draw(KXVOffscreen64Bit& image, const Segment& s, const Brush& brush, u64 co
     });
     return;
   }
-  line.ForEachRow([&](int y, int left, int right, const Stamps&) {
-    image.RectFill64(KXRect(left, y, right, y + 1), 0, color);
-  });
+  StampOver(image, line, [&] { image.Set64BitColor(color); });
 }
 
 /// The value of `adjustWidth` that thins slanted segments.
