@@ -81,6 +81,17 @@ void PaintUnder(KXVOffscreen& image, KXVOffscreen& mask, const KXRect& area, Den
   }
 }
 
+// --- No white -----------------------------------------------------------------------------------
+
+KXW_WIDE_VECTORS void DropWhite(BYTE* row, int column, int count) {
+  const kxw::RowReader<kxw::Depth32> pixels(row, column, count);
+  kxw::RowWriter<kxw::Depth32> target(row, column, count);
+  for (int i = 0; i < count; ++i) {
+    const DWORD p = pixels[i];
+    target.Set(i, (p & 0x00FFFFFF) == 0x00FFFFFF ? 0x00FFFFFF : p);
+  }
+}
+
 // --- A checkerboard -----------------------------------------------------------------------------
 
 /// The square that a pixel lies on, 0 or 1: squares of 8 by 8 pixels.
@@ -174,13 +185,7 @@ void KXVOffscreen::ChangeWhiteToTrans(const KXRect& rect) {
   for (KXRect part; blocks.GetNextBlock(part);) {
     if (!GetBlockExist(part.left, part.top)) continue;
     kxw::ForEachRow(*this, part, false, [](BYTE* row, int column, int count, int /*y*/) {
-      using Depth = kxw::Depth32;
-      const kxw::RowReader<Depth> pixels(row, column, count);
-      kxw::RowWriter<Depth> target(row, column, count);
-      for (int i = 0; i < count; ++i) {
-        const DWORD p = pixels[i];
-        target.Set(i, (p & 0x00FFFFFF) == 0x00FFFFFF ? 0x00FFFFFF : p);
-      }
+      DropWhite(row, column, count);
     });
   }
 }
