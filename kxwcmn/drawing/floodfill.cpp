@@ -3,8 +3,10 @@
 #include <limits>
 #include <new>
 
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/drawing/detail/floodplain.h"
 #include "kxwcmn/drawing/floodfill_internal.h"
+#include "kxwcmn/platform/error.h"
 
 namespace kxw::flood {
 
@@ -22,6 +24,13 @@ Request::Request(KXVOffscreen& paintImage, KXVOffscreen& referenceImage, KXVOffs
       right(std::clamp<int>(clip.right, 0, paint.GetWidth()) - 1),
       top(clip.top),
       bottom(std::max<int>(clip.bottom, std::numeric_limits<int>::min() + 1) - 1) {}
+
+void CheckBlock(const KXVOffscreen& image) {
+  if (image.GetBaseAddress()) return;
+  int x, y;
+  image.GetCursorPos(x, y);
+  if (image.GetBlockExist(x, y)) kxThrowError(kErrorNotEnoughMemory);
+}
 
 Span* SpanStack::Grow(const Span* top) {
   constexpr int kFirst = 256;

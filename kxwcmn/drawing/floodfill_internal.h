@@ -34,6 +34,10 @@ struct Request {
   }
 };
 
+/// Raises 8 if the image's cursor stands in a block that exists and could not be brought in: taken
+/// for one that was never written, it would let the fill run over what is drawn there.
+void CheckBlock(const KXVOffscreen& image);
+
 /// What a fill that ran has done.
 struct Outcome {
   KXRect box;  // half-open
@@ -76,20 +80,21 @@ enum Look { kNothing, kPainted, kFar };
 /// The fill itself, by runs of an `Access`:
 ///
 /// - `IsSeedFilled()`: whether the seed holds the fill value already; if not, takes the base.
-/// - `Enter(x, y, dy)`: whether the row has memory at that pixel. The operations that follow are in
+/// - `Enter(x, y, dy)`: whether the row lies in the image. The operations that follow are in
 ///   this row, which is left towards `y + dy`.
 /// - `PaintShort(parent, x, run)`: looks for the next pixel that matches, from `x` on to the end of
 ///   the run `parent`, paints the run there (`x` at the parent's left end: also to the left) and
 ///   looks beside it. If it is `kFar`, nothing is done; else both rows beside are in the clip.
-/// - `PaintAround(x, y, start, end)`: paints the pixel and, from there, to the left and to the
-/// right
-///   in the bounds of the request, until a pixel is filled or does not match. `start` and `end` are
-///   what was painted, half-open; both are `x` if the pixel itself was not.
+/// - `PaintAround(x, y, start, end)`: paints the pixel and, from there, both ways in the bounds of
+///   the request, until a pixel is filled or does not match. `start` and `end` are what was
+///   painted, half-open; both are `x` if the pixel itself was not.
 /// - `PaintRight(x, y)`: the same to the right alone; returns the end.
 /// - `Skip(x, last, y)`: the column of the first pixel from `x` on that matches; past `last`, if
 ///   there is none up to there.
 /// - `Reaches(y, left, right)`: false only if a run has nothing to paint or to push in row `y`, now
 ///   and later. The run may be empty, with `right` one below `left`.
+///
+/// All of them raise 8 where a block finds no room or cannot be brought in.
 template <class Access>
 class Fill {
  public:

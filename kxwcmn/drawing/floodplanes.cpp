@@ -4,9 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "kxwcmn/core/exception.h"
-#include "kxwcmn/platform/error.h"
-
 namespace kxw::flood {
 
 namespace {
@@ -65,7 +62,7 @@ void Planes::Forget() {
   tiles_.clear();
 }
 
-/// Works out the band that holds row `y`.
+/// Works out the band that holds row `y`. Raises 8 if a block cannot be brought in.
 void Planes::Load(Tile& tile, int y) {
   const int top = y & ~(kBandRows - 1);
   const int rows = std::min(kBandRows, height_ - top);
@@ -82,25 +79,22 @@ void Planes::Load(Tile& tile, int y) {
   if (paint.GetBlockExist(first, top) || !paint.IsEnableClear()) {
     paint.MoveCursor(first, top);
     rowBytes = paint.GetBlockRowBytes();
-    memory = paint.GetBaseAddress();
-    tile.hasMemory = memory != nullptr;
-    if (memory) memory += (top & KXVOffscreen::kBlockMask) * rowBytes;
+    CheckBlock(paint);
+    memory = paint.GetBaseAddress() + (top & KXVOffscreen::kBlockMask) * rowBytes;
   }
 
   BandBits match = {}, skip = {}, second = {}, left = {}, right = {};
-  if (memory) {
-    Questions ofPaint, ofReference, ofSecond;
-    Questions& ofJudged = tests_.isInPlace ? ofPaint : ofReference;
-    ofPaint.Add(tests_.unfilledLeft, left);
-    ofPaint.Add(tests_.unfilledRight, right);
-    ofJudged.Add(tests_.match, match);
-    ofJudged.Add(tests_.skip, skip);
-    ofSecond.Add(tests_.second, second);
-    for (int i = 0; i < rows; ++i) ofPaint.Ask(memory + i * rowBytes, bit, count, i, bit);
-    const KXPoint at = request_.InReference(first, top);
-    if (!tests_.isInPlace) Ask(request_.reference, ofReference, at, count, rows, bit);
-    if (tests_.second) Ask(*request_.second, ofSecond, at, count, rows, bit);
-  }
+  Questions ofPaint, ofReference, ofSecond;
+  Questions& ofJudged = tests_.isInPlace ? ofPaint : ofReference;
+  ofPaint.Add(tests_.unfilledLeft, left);
+  ofPaint.Add(tests_.unfilledRight, right);
+  ofJudged.Add(tests_.match, match);
+  ofJudged.Add(tests_.skip, skip);
+  ofSecond.Add(tests_.second, second);
+  for (int i = 0; i < rows; ++i) ofPaint.Ask(memory + i * rowBytes, bit, count, i, bit);
+  const KXPoint at = request_.InReference(first, top);
+  if (!tests_.isInPlace) Ask(request_.reference, ofReference, at, count, rows, bit);
+  if (tests_.second) Ask(*request_.second, ofSecond, at, count, rows, bit);
   u64 oddity = 0;
   for (int i = 0; i < kBandRows; ++i) {
     Row& row = tile.RowOf(top + i);
@@ -144,6 +138,7 @@ void Planes::Ask(KXVOffscreen& image, const Questions& questions, const KXPoint&
       const int x = IntGeometry::Add(at.x, column);
       width = CutAtSeam(x, image.GetWidth(), count - column);
       image.MoveCursor(x, y);
+      CheckBlock(image);
       const BYTE* memory = image.GetBaseAddress();
       if (memory) memory += (y & KXVOffscreen::kBlockMask) * rowBytes;
       for (int i = 0; i < height; ++i) {
@@ -182,8 +177,8 @@ void Planes::Write(Tile& tile, int band) {
     if (!(bits[0] | bits[1] | bits[2] | bits[3])) continue;
     if (!memory) {
       paint.MoveCursor(tile.left, top);
+      CheckBlock(paint);
       memory = paint.GetBaseAddress();
-      if (!memory) kxThrowError(kErrorNotEnoughMemory);
     }
     const int row = y & KXVOffscreen::kBlockMask;
     tests_.painter->Paint(memory + row * paint.GetBlockRowBytes(), bits);

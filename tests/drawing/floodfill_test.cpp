@@ -68,6 +68,93 @@ TEST(FloodFill, PaintsOneRowBelowASeedInTheLastRowOfTheClip) {
   EXPECT_EQ(filled.count, 20 * 11);
   EXPECT_EQ(filled.box, KXRect(250, 90, 270, 101));
   EXPECT_EQ(PaintedPixels(*paint), filled.count);
+  // A row with neither neighbour in the clip does not widen the box. It is meant.
+  const Filled last =
+      Fill(*paint, KXPoint(60, 299), kBlack, reference.get(), nullptr, KXRect(50, 299, 70, 300));
+  EXPECT_EQ(last.count, 20);
+  EXPECT_EQ(last.box, KXRect(60, 299, 61, 300));
+}
+
+TEST(FloodFill, PaintsInTheTermsOfTheReference) {
+  const u64 kColor = 0x8234123456789ABC;
+  const struct {
+    int bits, referenceBits, margin;
+    u64 color, pixel;
+  } cases[] = {{64, 64, 0, kColor, kColor},
+               {64, 64, 1, kColor, kColor | 0xFFFF000000000000},
+               {64, 32, 0, kColor, 0x8282121256569A9A},
+               {32, 64, 0, kColor, 0xFFFF121256569A9A},
+               {32, 24, 9, kColor, 0xFFFF121256569A9A},
+               {16, 16, 0, kColor, 0xFFFF4C4C4C4C4C4C},
+               {16, 16, 1, kColor, 0x8282121212121212},
+               {8, 8, 0, 0x8080FFFF00000000, 92},
+               {8, 8, 3, 0xFFFF0000FFFF0000, 110},
+               {8, 8, 3, 0xFFFF00000000FFFF, 219},
+               {2, 2, 0, 0x8180000000007FFF, 3},
+               {2, 2, 7, 0x8180000080000000, 2},
+               {2, 2, 0, 0x8080FFFFFFFFFFFF, 0},
+               {1, 1, 0, 0x7F00000000008000, 1},
+               {1, 1, 5, 0x7F007F007F007F00, 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.bits << " from " << c.referenceBits << ", " << c.margin);
+    const ImagePtr paint = MakeImage(c.bits, 9, 9), reference = MakeImage(c.referenceBits, 9, 9);
+    KXRect box;
+    EXPECT_EQ(paint->FloodFill64(box, KXPoint(4, 4), c.color, nullptr, reference.get(), kOrigin,
+                                 paint->GetRect(), c.margin, nullptr, 0),
+              c.pixel != 0);
+    KXVOffscreenAutoLock lock(paint.get(), 8, 8, 0);
+    EXPECT_EQ(c.bits > 8    ? paint->Get64BitColor()
+              : c.bits == 8 ? paint->Get8BitColor()
+                            : paint->Get2BitColor() >> (c.bits == 1 ? 1 : 0),
+              c.pixel);
+  }
+}
+
+TEST(FloodFill, JudgesItsOwnImageAndOneReferenceTwice) {
+  const ImagePtr paint = MakeImage(1, 300, 40), reference = MakeImage(1, 300, 40);
+  {
+    KXVOffscreenAutoLock lock(reference.get(), 1);
+    for (int y = 0; y < 40; ++y) {
+      reference->MoveCursor(270, y);
+      reference->Set1BitColor(1);
+    }
+  }
+  const KXRect all = paint->GetRect();
+  const Filled twice = Fill(*paint, KXPoint(9, 9), kBlack, reference.get(), reference.get(), all);
+  EXPECT_EQ(twice.count, 270 * 40);
+  // What is seen of the image lies 20 columns to its left, and what was painted is a wall there.
+  const Filled own =
+      Fill(*paint, KXPoint(295, 9), kBlack, paint.get(), nullptr, all, 0, KXPoint(20, 0));
+  EXPECT_EQ(own.count, 10 * 40);
+  EXPECT_EQ(own.box, KXRect(290, 0, 300, 40));
+}
+
+TEST(FloodFill, StopsAtABlockThatCannotBeBroughtIn) {
+  for (const bool isByPixels : {false, true}) {
+    for (const int lost : {0, 1}) {
+      KXVirtualMemory manager;
+      manager.Create(16 << 20, nullptr);
+      const ImagePtr paint = MakeImage(1, 600, 300, 72, &manager);
+      const ImagePtr reference = MakeImage(1, 600, 300, 72, &manager);
+      reference->RectFill(KXRect(0, 299, 600, 300), 0, kBlack);
+      reference->RectFill(KXRect(400, 0, 401, 300), 0, kBlack);
+      paint->RectFill(KXRect(0, 299, 600, 300), 0, kBlack);
+      (lost ? *reference : *paint).UnloadAllBlock();
+      kxw::detail::ScopedFaults faults;
+      faults.Fail(kxw::detail::FaultPoint::kRead, 1, 30, 99);
+      Filled filled;
+      EXPECT_EQ(CodeOf([&] {
+                  paint->FloodFill(filled.box, KXPoint(9, 9), kBlack, reference.get(),
+                                   isByPixels ? paint.get() : nullptr, kOrigin, paint->GetRect(), 0,
+                                   &filled.count, 0);
+                }),
+                kxw::kErrorNotEnoughMemory);
+      EXPECT_EQ(filled.count, -1);
+      EXPECT_EQ(paint->GetLockCount() + reference->GetLockCount(), 0u);
+      KXVOffscreenAutoLock lock(paint.get(), 500, 20, 0);
+      EXPECT_EQ(paint->Get1BitColor(), 0) << "beyond the wall that was not seen";
+    }
+  }
 }
 
 TEST(FloodFill, EndsForCoordinatesAtTheEndsOfTheirRange) {

@@ -57,11 +57,15 @@ class Follower {
 
   template <class Terms>
   typename Terms::Value Get() {
-    if (!isPaint_) return Terms::Get(image_);
+    if (!isPaint_) {
+      CheckBlock(image_);
+      return Terms::Get(image_);
+    }
     int x, y;
     image_.GetCursorPos(x, y);
     const KXPoint at = request_.InReference(x, y);
     image_.MoveCursor(at.x, at.y);
+    CheckBlock(image_);
     const auto value = Terms::Get(image_);
     image_.MoveCursor(x, y);
     return value;
@@ -95,6 +99,7 @@ class PlainAccess {
   bool IsSeedFilled() {
     const KXPoint seed = request_.seed;
     MoveTo(seed.x, seed.y);
+    CheckBlock(paint_);
     if (Variant::ReadLeft::Get(paint_) == fill_) return true;
     base_ = reference_.template Get<typename Variant::Ref>();
     if constexpr (Variant::kHasSecond) {
@@ -105,6 +110,7 @@ class PlainAccess {
 
   bool Enter(int x, int y, int) {
     paint_.MoveCursor(x, y);
+    CheckBlock(paint_);
     return paint_.GetBaseAddress() != nullptr;
   }
 
@@ -145,9 +151,8 @@ class PlainAccess {
   /// Paints the pixel at (x, y), where the cursor stands. Returns false if it is not to be painted.
   template <class Terms>
   bool Paint(int x, int y) {
-    // A pixel whose block cannot be brought in would never be full, and the fill not end.
-    if (!paint_.GetCurrentAddress()) return false;
-    // What this fill has painted counts as full whatever it reads as, for the same reason.
+    CheckBlock(paint_);
+    // What this fill has painted counts as full whatever it reads as, or the fill might not end.
     if (Terms::Get(paint_) == fill_ || painted_.Contains(x, y)) return false;
     if (!Matches()) return false;
     Variant::Write::Set(paint_, fill_);

@@ -118,8 +118,10 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
 
   const KXPoint at = request.InReference(request.seed.x, request.seed.y);
   paint.MoveCursor(request.seed.x, request.seed.y);
+  CheckBlock(paint);
   if (Variant::ReadLeft::Get(paint) == fill) return false;
   reference.MoveCursor(at.x, at.y);
+  CheckBlock(reference);
   const auto base = Variant::Ref::Get(reference);
 
   WithDepth(reference.GetBitCount(), [&](auto depth) {
@@ -135,6 +137,7 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
   if constexpr (Variant::kHasSecond) {
     if (request.second) {
       request.second->MoveCursor(at.x, at.y);
+      CheckBlock(*request.second);
       const BYTE second = Variant::Second::Get(*request.second);
       WithDepth(request.second->GetBitCount(), [&](auto depth) {
         using Depth = decltype(depth);
@@ -148,7 +151,7 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
   try {
     FillPlanes(request, planes, outcome);
   } catch (...) {
-    // What was painted before an abort stays painted.
+    // What was painted before an abort or a failure stays painted.
     planes.Flush();
     throw;
   }
