@@ -424,7 +424,7 @@ class KX_EXPORT KXVOffscreen {
   }
   void OffsetCursorXFast(int dx) { OffsetCursorFast(dx, 0); }
   void OffsetCursorYFast(int dy) { OffsetCursorFast(0, dy); }
-  // Fastest: the point lies in the current block.
+  // Fastest: the point lies in the current block, which for the steps has memory.
   void MoveCursorFastest(int x, int y) {
     SetCurrentCursorAddress(x, y);
     cursor_.x = x;

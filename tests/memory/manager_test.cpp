@@ -219,10 +219,32 @@ TEST_F(Memory, FailedCreationLeavesNothingAndMayBeTriedAgain) {
     EXPECT_EQ(CodeOf([&] { Create(100000); }), kxw::kFailureNoSwapSpace);
     EXPECT_EQ(CountEntries(folder), 0);
   }
-  KXFilePath missing(folder.Path("missing").c_str());
-  EXPECT_EQ(CodeOf([&] { manager->Create(100000, &missing); }), kxw::kFailureNoSwapName);
+  // A folder that is not there, and one in which nobody may write.
+  for (const std::string& path : {folder.Path("missing"), std::string("\\proc")}) {
+    KXFilePath unusable(path.c_str());
+    EXPECT_EQ(CodeOf([&] { manager->Create(100000, &unusable); }), kxw::kFailureNoSwapName);
+  }
   Create(100000);
   EXPECT_EQ(CountEntries(folder), 1);
+}
+
+// The open file serves on, also where it has to grow.
+TEST_F(Memory, KeepsContentsWhenTheSwapFolderGoes) {
+  Create(1 << 20);
+  std::filesystem::remove_all(folder.Host());
+  std::vector<KXSwapBlock*> blocks;
+  for (std::uint32_t word = 1; word <= 64; ++word) {
+    blocks.push_back(manager->Allocate(65536));
+    Fill(manager->Lock(blocks.back(), 1, nullptr), 65536, word);
+    manager->Unlock(blocks.back());
+  }
+  EXPECT_GT(manager->GetSwapFileSize(), 1u << 20);
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    const void* at = manager->Lock(blocks[i], 0, nullptr);
+    ASSERT_TRUE(at && Holds(at, 65536, static_cast<std::uint32_t>(i + 1)));
+    manager->Unlock(blocks[i]);
+  }
+  manager.reset();
 }
 
 TEST_F(Memory, BadArgumentsDoNothing) {

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <vector>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/platform/detail/faults.h"
 #include "tests/support/images.h"
 
 namespace {
@@ -210,6 +212,45 @@ TEST(Locks, StayAsTheyAreWhereABlockFindsNoRoom) {
   EXPECT_EQ(image->GetBaseAddress() + 5 * 2048 + 8, image->GetCurrentAddress());
   EXPECT_EQ(image->GetLockCount(), 1u);
   image->Unlock();
+}
+
+// Whatever fails, what was painted stays, and no lock is left behind.
+TEST(Locks, PicturesSurviveFailures) {
+  using kxw::detail::FaultPoint;
+  constexpr FaultPoint kPoints[] = {FaultPoint::kAlloc, FaultPoint::kRead,   FaultPoint::kWrite,
+                                    FaultPoint::kSeek,  FaultPoint::kSetEnd, FaultPoint::kDiskFree};
+  const ImagePtr image = MakeImage(64, 1500, 1000);
+  std::map<std::pair<int, int>, u64> painted;
+  Random random(4);
+  int raised = 0, refused = 0;
+  for (int step = 0; step < 3000; ++step) {
+    kxw::detail::ScopedFaults faults;
+    if (random.OneIn(2)) {
+      faults.Fail(kPoints[random.Int(0, 5)], random.Int(1, 3), 39, random.Int(1, 9),
+                  u64(random.Int(0, 600000)));
+    }
+    if (random.OneIn(9)) faults.EndReadEarly(1, u64(random.Int(0, 524287)));
+    const int x = random.Edge(0, 1499), y = random.Edge(0, 999);
+    try {
+      KXVOffscreenAutoLock lock(image.get(), x, y, 1);
+      if (image->GetCurrentAddress()) {
+        image->Set64BitColor(painted[{x, y}] = random.Bits());
+      } else {
+        ++refused;
+      }
+    } catch (const KXException&) {
+      ++raised;
+    }
+    if (random.OneIn(30)) image->UnloadAllBlock();
+    ASSERT_EQ(image->GetLockCount(), 0u);
+  }
+  EXPECT_GT(raised, 0);
+  EXPECT_GT(refused, 50);
+  KXVOffscreenAutoLock lock(image.get(), 0);
+  for (const auto& [at, color] : painted) {
+    image->MoveCursor(at.first, at.second);
+    ASSERT_EQ(image->Get64BitColor(), color) << at.first << "," << at.second;
+  }
 }
 
 // The same picture under every memory budget: paging must not show.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <functional>
 #include <map>
 #include <utility>
@@ -59,6 +60,10 @@ TEST(Grid, RefusesSizesAndManagersThatAreNone) {
   EXPECT_EQ(CodeOf([&] { image->Create(SmallManager(), 10, 0x7FFFFFFF, 72); }), 0x20010008);
   EXPECT_EQ(CodeOf([&] { image->Create(SmallManager(), 0x7FFFFF00, 0x7FFFFF00, 72); }), 8);
   EXPECT_EQ(image->GetWidth(), 0);
+  image->Create(SmallManager(), 10, 10, 72);
+  Mark(*image, 9, 9, 5);
+  EXPECT_EQ(CodeOf([&] { image->Create(SmallManager(), 10, -1, 72); }), 0x20010008);
+  EXPECT_EQ(At(*image, 9, 9), 5) << "what is refused leaves the picture alone";
   image->Create(SmallManager(), 0, 10, 72);
   image->Lock(0, 0, 1);
   image->Set8BitColor(1);
@@ -74,6 +79,12 @@ TEST(Grid, CreatedTwiceOrDestroyedUnderALockLeaksNothing) {
     Mark(*image, 300, 300, 5);
     image->Create(SmallManager(), 100, 100, 72);
     EXPECT_EQ(SmallManager()->GetUsedBlockCount(), before);
+    {
+      KXVOffscreenAutoLock lock(image.get(), 1, 1, 1);
+      image->Create(SmallManager(), 100, 100, 72);
+      image->Set8BitColor(5);  // the cursor stands off the image
+    }
+    EXPECT_EQ(image->GetUsedMemory(0), 0u);
     image->AllowBreak(1);
     image->SetSpecialtyOffscr(9);
     Mark(*image, 1, 1, 5);
@@ -181,6 +192,52 @@ TEST(Grid, GrowthTellsItsShiftAndRefusesTheImpossible) {
   // More cells than can be: the image is given up whole.
   EXPECT_EQ(image->AllocateRect(KXRect(0, 0, 0x7FFFFF00, 0x7FFFFF00), &out), 0);
   EXPECT_EQ(image->GetRect(), KXRect());
+}
+
+// Of a painted image, of one without cells, and of one that was never created.
+TEST(Grid, StandsAnyCoordinate) {
+  const ImagePtr painted = MakeImage(8, 300, 300), hollow = MakeImage(8, 0, 5);
+  const ImagePtr raw(KXVOffscreen::CreateOffscreen(8));
+  Mark(*painted, 299, 299, 7);
+  const int far[] = {INT_MIN, INT_MIN + 1, -257, -1, 300, 65536, INT_MAX - 1, INT_MAX};
+  for (KXVOffscreen* o : {painted.get(), hollow.get(), raw.get()}) {
+    for (int a : far) {
+      EXPECT_EQ(o->GetBlockByIndex(a), KXRect());
+      EXPECT_EQ(o->GetBlockExist(a), 0);
+      EXPECT_EQ(o->CheckBlockLock(a) + o->DestroyBlock(a), 0);
+      EXPECT_EQ(o->CheckAreaType(a), kAreaNone);
+      for (int b : far) {
+        EXPECT_EQ(o->GetBlockIndex(a, b), -1);
+        EXPECT_EQ(o->IsCreatedBlockByIndex(a, b) + o->DestroyBlockByIndex(a, b), 0);
+        KXVOffscreenAutoLock lock(o, a, b, 1);
+        o->Set8BitColor(9);
+        EXPECT_EQ(o->Get8BitColor(), 0);
+        o->NextCursorX(), o->NextCursorY(), o->Set8BitColor(9);
+        o->MoveCursor(a, b), o->PrevCursorX(), o->PrevCursorY(), o->OffsetCursor(b, a);
+        lock.Unlock();
+        for (const KXRect& rect : {KXRect(a, a, b, b), KXRect(a, b, b, a)}) {
+          o->SetProtectArea(rect);
+          o->SetProtectBlockArea(rect);
+          o->OptimizeBlock(rect);
+          KXTArray<tagRECT, 0> parts;
+          EXPECT_LE(o->GetBlockArea(rect, parts, 1), 4);
+          KXBlockGetter(o, rect, 0);
+        }
+      }
+    }
+    o->ClearProtectArea();
+    KXRect box;
+    KXPoint shift;
+    EXPECT_EQ(o->GetExtentRect(box), o == painted.get());
+    EXPECT_EQ(o->DeallocateRect(KXRect(INT_MIN, INT_MIN, INT_MAX, INT_MAX), shift), 1);
+  }
+  EXPECT_EQ(At(*painted, 299, 299), 7);
+  EXPECT_EQ(raw->AllocateRect(KXRect(0, 0, 9, 9), nullptr), 0);
+  KXPoint shift;
+  EXPECT_EQ(painted->DeallocateRect(KXRect(INT_MAX, INT_MAX, INT_MIN, INT_MIN), shift), 0);
+  EXPECT_EQ(hollow->AllocateRect(KXRect(500, 500, 300, 300), nullptr), 1);
+  Mark(*hollow, 299, 299, 7);
+  EXPECT_EQ(At(*hollow, 299, 299), 7);
 }
 
 TEST(Grid, PositionsConvertByTheirThreeFormulas) {
