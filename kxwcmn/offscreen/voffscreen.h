@@ -643,14 +643,14 @@ class KX_EXPORT KXVOffscreen {
   ///
   /// Connectedness is judged on `reference`, whose pixel lies at this image's coordinates minus
   /// `origin`, and on `second` where the depth of the reference provides for one. A null reference
-  /// gives its place to `second`. Only `clip` is painted, save that the seed's row and the one below
-  /// it count as inside; a seed left of `clip` paints nothing, one right of it from the seed on to
-  /// the left. `margin` is the tolerance of the comparison, 0 for exact. `result` gets the box of
-  /// what was painted, which a row with neither neighbour in `clip` does not widen; `count` (may be
-  /// null) gets the number of pixels. With `abortable` 1 the fill polls `KXAbort` and raises
-  /// 0x20010004 when the user asks for it. It raises 8 where a block finds no room or, of any of the
-  /// images, cannot be brought in. After either, what was painted stays, and `result` and `count`
-  /// are left alone.
+  /// gives its place to `second`. Only `clip` is painted, save that the seed's row and the one
+  /// below it count as inside; a seed left of `clip` paints nothing, one right of it from the seed
+  /// on to the left. `margin` is the tolerance of the comparison, 0 for exact. `result` gets the
+  /// box of what was painted, which a row with neither neighbour in `clip` does not widen; `count`
+  /// (may be null) gets the number of pixels. With `abortable` 1 the fill polls `KXAbort` and
+  /// raises 0x20010004 when the user asks for it. It raises 8 where a block finds no room or, of
+  /// any of the images, cannot be brought in. After either, what was painted stays, and `result`
+  /// and `count` are left alone.
   ///
   /// Returns 1, or 0 with `result` and `count` left alone if there is nothing to do: no reference,
   /// a seed outside this image, or one that holds the fill value already.
