@@ -219,6 +219,11 @@ TEST_F(Memory, FailedCreationLeavesNothingAndMayBeTriedAgain) {
     EXPECT_EQ(CodeOf([&] { Create(100000); }), kxw::kFailureNoSwapSpace);
     EXPECT_EQ(CountEntries(folder), 0);
   }
+  {
+    ScopedFaults faults;
+    faults.LimitDiskFree(99999);
+    EXPECT_EQ(CodeOf([&] { Create(100000); }), kxw::kFailureNoSwapSpace);
+  }
   // A folder that is not there, and one in which nobody may write.
   for (const std::string& path : {folder.Path("missing"), std::string("\\proc")}) {
     KXFilePath unusable(path.c_str());
@@ -245,6 +250,12 @@ TEST_F(Memory, KeepsContentsWhenTheSwapFolderGoes) {
     manager->Unlock(blocks[i]);
   }
   manager.reset();
+}
+
+TEST_F(Memory, ABudgetOfNothingHoldsNothing) {
+  Create(0);
+  EXPECT_EQ(CodeOf([&] { manager->Allocate(8192); }), 8);
+  EXPECT_TRUE(manager->Lock(manager->Allocate(0), 1, nullptr));
 }
 
 TEST_F(Memory, BadArgumentsDoNothing) {

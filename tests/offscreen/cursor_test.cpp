@@ -234,10 +234,12 @@ TEST(Locks, PicturesSurviveFailures) {
     try {
       KXVOffscreenAutoLock lock(image.get(), x, y, 1);
       if (image->GetCurrentAddress()) {
-        image->Set64BitColor(painted[{x, y}] = random.Bits());
+        image->Set64BitColor(painted[{x, y}] = random.Bits() | u64{1} << 63);
       } else {
         ++refused;
       }
+      lock.Unlock();
+      if (random.OneIn(30)) image->Optimize();  // what cannot be looked at is not empty
     } catch (const KXException&) {
       ++raised;
     }
