@@ -139,22 +139,31 @@ constexpr int kBlocks = 4096;
 
 void FillBlock(void* at, int i) { std::memset(at, i & 255, kBlock); }
 
+constexpr int kInPool = 512;
+
+/// Out: the pool is full of blocks that have to go, its memory long at hand, as it is in a program
+/// that runs for a while. In: all blocks are in the file.
 template <bool kMeasureRead>
 void PageThrough(State& state) {
   for (auto _ : state) {
     state.PauseTiming();
-    auto manager = Manager(128 << 20);
-    std::vector<KXSwapBlock*> blocks(kBlocks);
-    if (!kMeasureRead) state.ResumeTiming();
-    for (int i = 0; i < kBlocks; ++i) {
-      blocks[static_cast<std::size_t>(i)] = manager->Allocate(kBlock);
-      KXSwapBlock* block = blocks[static_cast<std::size_t>(i)];
-      FillBlock(manager->Lock(block, 1, nullptr), i);
+    auto manager = Manager(kInPool * kBlock);
+    std::vector<KXSwapBlock*> blocks;
+    const auto make = [&] {
+      KXSwapBlock* block = manager->Allocate(kBlock);
+      FillBlock(manager->Lock(block, 1, nullptr), static_cast<int>(blocks.size()));
       manager->Unlock(block);
-    }
+      blocks.push_back(block);
+    };
+    for (int i = 0; i < kInPool; ++i) make();
+    const u64 before = manager->GetStatistics().bytesWritten;
+    if (!kMeasureRead) state.ResumeTiming();
+    for (int i = 0; i < kBlocks; ++i) make();
+    if (!kMeasureRead) state.PauseTiming();
+    const u64 out = manager->GetStatistics().bytesWritten - before;
+    if (out < u64{kBlocks} * kBlock) state.SkipWithError("blocks stayed that should have gone");
     for (KXSwapBlock* block : blocks) manager->Purge(block);
     if (kMeasureRead) state.ResumeTiming();
-    if (!kMeasureRead) state.PauseTiming();
     int wrong = 0;
     for (int i = 0; i < kBlocks; ++i) {
       KXSwapBlock* block = blocks[static_cast<std::size_t>(i)];
@@ -173,8 +182,7 @@ void PageThrough(State& state) {
 // The same number of bytes that leave and enter the pool, with the same memory in use.
 template <bool kMeasureRead>
 void RawFile(State& state) {
-  constexpr int kPool = 512;
-  std::vector<BYTE> pool(std::size_t{kPool} * kBlock);
+  std::vector<BYTE> pool(std::size_t{kInPool} * kBlock);
   for (auto _ : state) {
     state.PauseTiming();
     char name[] = "/tmp/kxwcmn-bench-XXXXXX";
@@ -183,7 +191,7 @@ void RawFile(State& state) {
     if (ftruncate(file, 128 << 20) != 0) state.SkipWithError("no room");
     if (!kMeasureRead) state.ResumeTiming();
     for (int i = 0; i < kBlocks; ++i) {
-      BYTE* at = pool.data() + std::size_t(i % kPool) * kBlock;
+      BYTE* at = pool.data() + std::size_t(i % kInPool) * kBlock;
       FillBlock(at, i);
       if (pwrite(file, at, kBlock, off_t{i} * kBlock) != kBlock) state.SkipWithError("no room");
     }
@@ -191,7 +199,7 @@ void RawFile(State& state) {
     if (!kMeasureRead) state.PauseTiming();
     int wrong = 0;
     for (int i = 0; i < kBlocks; ++i) {
-      BYTE* at = pool.data() + std::size_t(i % kPool) * kBlock;
+      BYTE* at = pool.data() + std::size_t(i % kInPool) * kBlock;
       if (pread(file, at, kBlock, off_t{i} * kBlock) != kBlock) state.SkipWithError("cut short");
       wrong += at[kBlock - 1] != (i & 255);
     }

@@ -74,6 +74,12 @@ void KXSwap::Destroy() {
 
 void KXSwap::CloseFile() {
   try {
+    if (file_.IsOpen()) {
+      // Cut first: some file systems write to the disk what a file holds when it is closed,
+      // although it is deleted then.
+      file_.Seek(0, kxw::kFromBegin);
+      file_.SetEOF();
+    }
     file_.Close();
   } catch (...) {
     // Nothing in the file is of use any more.
