@@ -88,6 +88,12 @@ std::string RelativePath(const char* basePath, const char* targetPath) {
   return result + rest;
 }
 
+/// Whether there is a folder above: ways also lead from one share of a server to another.
+bool IsBelowAnother(const char* path) {
+  const std::string text = Trimmed(path);
+  return !kxw::IsRoot(text) || (IsServerPath(text) && NextBackslash(text, 2) < text.size());
+}
+
 bool IsAbsolute(const char* path) {
   return kxw::IsAnyDelimiter(path[0]) || (path[0] && path[1] == ':');
 }
@@ -112,7 +118,7 @@ void KXFilePath::RemakePath(const char* relative, const KXFilePath& base) {
   KXFilePath result(base);
   while (rest.rfind(kUp, 0) == 0) {
     rest.erase(0, std::strlen(kUp));
-    if (!kxw::IsRoot(result.path_.GetCStrPtr())) result.GetFolderPath(result);
+    if (IsBelowAnother(result)) result.GetFolderPath(result);
   }
   while (!rest.empty()) {
     const std::size_t end = NextBackslash(rest, 0);

@@ -70,7 +70,10 @@ bool QuotedText(const char* text, std::string* result) {
 bool ReadLine(const std::string& line, int* id, std::string* text) {
   const std::size_t begin = line.find_first_not_of(" \t");
   if (begin == std::string::npos || line.compare(begin, 2, "//") == 0) return false;
-  const std::size_t end = std::min(line.find_first_of(" \t", begin), line.size());
+  std::size_t end = begin;
+  while (end < line.size() && line[end] != ' ' && line[end] != '\t') {
+    end += static_cast<std::size_t>(kxw::CharacterSize(line.c_str() + end));
+  }
   char* numberEnd = nullptr;
   const std::string token = line.substr(begin, end - begin);
   const long number = std::strtol(token.c_str(), &numberEnd, 10);

@@ -12,7 +12,8 @@
 namespace kxw {
 
 /// The host's form of a path of the library: delimiters as the host has them, characters in UTF-8.
-/// A path that UTF-8 cannot hold keeps its bytes. Null counts as empty.
+/// A path that UTF-8 cannot hold keeps its bytes; with a slash as the second byte of a pair it has
+/// no form, and comes out empty. Null counts as empty.
 std::string HostPath(const char* path);
 
 /// The library's form of a path of the host. False, with `*path` untouched, if there is none: a

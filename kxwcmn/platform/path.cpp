@@ -59,10 +59,11 @@ std::string JoinExtension(const NameParts& parts) {
 }
 
 std::string RootOf(const std::string& path) {
-  if (path.size() >= 2 && IsBackslash(path[0]) && IsBackslash(path[1])) {
+  if (path.size() >= 3 && IsBackslash(path[0]) && IsBackslash(path[1]) &&
+      !IsAnyDelimiter(path[2])) {
     const std::size_t serverEnd = FindDelimiter(path, 2);
-    if (serverEnd + 1 >= path.size()) return path.substr(0, serverEnd);
-    return path.substr(0, FindDelimiter(path, serverEnd + 1));
+    const std::size_t shareEnd = FindDelimiter(path, serverEnd + 1);
+    return path.substr(0, shareEnd > serverEnd + 1 ? shareEnd : serverEnd);
   }
   if (!path.empty() && IsAnyDelimiter(path[0])) return path.substr(0, 1);
   if (path.size() >= 3 && !IsLeadByte(path[0]) && path[1] == ':' && IsAnyDelimiter(path[2])) {

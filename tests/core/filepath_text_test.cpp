@@ -6,6 +6,7 @@
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/filepath.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/path.h"
 #include "tests/support/codepage.h"
 #include "tests/support/failure.h"
@@ -65,6 +66,8 @@ TEST(FilePathText, RootsAndForeignDelimiters) {
                                    {"C:a", ""},
                                    {"\\\\srv\\share\\a", "\\\\srv\\share"},
                                    {"\\\\srv", "\\\\srv"},
+                                   {"\\\\srv\\\\a", "\\\\srv"},
+                                   {"\\\\\\a", "\\"},
                                    {"", ""}}) {
     KXString found("x");
     EXPECT_EQ(KXFilePath(path).GetRootPath(found), root[0] != 0);
@@ -101,6 +104,7 @@ TEST(FilePathText, NativePathsAreTheHosts) {
   path.SetNativePath("/\xE3\x82\xBD");
   EXPECT_STREQ(path, "\\" PAIR);
   EXPECT_EQ(CodeOf([&] { path.SetNativePath("/\xC2\xA5"); }), kxw::kErrorInvalidName);  // the yen
+  EXPECT_EQ(kxw::HostPath("a\x83/b"), "");  // the slash of a pair would be a delimiter there
   const TestFolder folder;
   const ScopedVariable home("HOME", folder.Host().string());
   const ScopedVariable settings("XDG_CONFIG_HOME", folder.Host().string());
@@ -120,6 +124,7 @@ TEST(FilePathText, RelativePaths) {
         Case{"C:\\", "C:\\a", "a"}, Case{"C:\\a\\b", "C:\\", "..\\..\\"},
         Case{"C:\\a", "D:\\a\\", "D:\\a\\"}, Case{"\\ab", "\\xb\\c", "..\\xb\\c"},
         Case{"\\\\Srv\\s\\a", "\\\\srv\\S\\b", "..\\b"},
+        Case{"\\\\srv\\s", "\\\\srv\\t", "..\\t"},  // from one share to another
         Case{"\\\\srv\\a", "\\\\srw\\a", "\\\\srw\\a"}, Case{"\\\\srv\\a", "\\a", "\\a"},
         Case{"C:\\" PAIR, "C:\\" PAIR "\\x", "x"},
         Case{"C:\\" PAIR "a",

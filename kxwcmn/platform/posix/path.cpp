@@ -9,6 +9,7 @@ std::string HostPath(const char* path) {
   std::string host = path ? path : "";
   for (std::size_t at = 0; at < host.size();) {
     const int size = CharacterSize(host.c_str() + at);
+    if (size == 2 && host[at + 1] == '/') return "";  // the host would see an element more
     if (size == 1 && host[at] == '\\') host[at] = '/';
     at += static_cast<std::size_t>(size);
   }

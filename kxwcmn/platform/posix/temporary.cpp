@@ -66,7 +66,9 @@ int MakeTemporaryFile(const char* folder, const char* prefix, std::string* path)
   const std::string start = prefix ? prefix : "";
   if (HostPath(start.c_str()).find('/') != std::string::npos) return Report(kErrorInvalidName);
   std::string base = folder && folder[0] ? folder : ".";
-  if (HostPath(base.c_str()).back() != '/') base += '\\';
+  const std::string hostBase = HostPath(base.c_str());
+  if (hostBase.empty()) return Report(kErrorPathNotFound);
+  if (hostBase.back() != '/') base += '\\';
   for (int i = 0; i < kMostTries; ++i) {
     char number[16];
     std::snprintf(number, sizeof number, "%08X", static_cast<unsigned>(NextNumber()));

@@ -129,7 +129,9 @@ int MoveInto(const std::string& trash, const std::string& path, const std::strin
 }  // namespace
 
 int MoveToTrash(const char* path) {
-  const std::string hostPath = AbsolutePath(HostPath(path));
+  std::string hostPath = HostPath(path);
+  if (hostPath.empty()) return Report(kErrorPathNotFound);
+  hostPath = AbsolutePath(hostPath);
   struct stat status;
   if (hostPath.empty() || lstat(hostPath.c_str(), &status) != 0) return ReportHost(false);
 
