@@ -58,8 +58,9 @@ std::map<long, std::string> ReadLines(std::string_view text) {
     const std::size_t first = line.mask.find('"', end), last = line.mask.rfind('"');
     if (end == std::string::npos || first == std::string::npos || first == last) continue;
     char* numberEnd = nullptr;
-    const long id = std::strtol(line.text.c_str() + token, &numberEnd, 10);
-    if (numberEnd != line.text.c_str() + token && id >= 0 && id < 65535) {
+    const std::string number = line.text.substr(token, end - token);
+    const long id = std::strtol(number.c_str(), &numberEnd, 10);
+    if (numberEnd != number.c_str() && id >= 0 && id < 65535) {
       texts.emplace(id, Resolved(line, first + 1, last));
     }
   }

@@ -6,26 +6,15 @@
 #include <filesystem>
 #include <string>
 
-#include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/time.h"
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
+#include "tests/support/failure.h"
 #include "tests/testfolder.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-/// The code that `operation` raises, 0 if it raises nothing.
-template <class Operation>
-int CodeOf(Operation operation) {
-  try {
-    operation();
-    return 0;
-  } catch (const KXException& failure) {
-    return failure.GetErrorCode();
-  }
-}
 
 constexpr int kReadWrite = static_cast<int>(0xC0000000);
 constexpr int kRead = static_cast<int>(0x80000000);
