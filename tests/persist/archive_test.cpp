@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "kxwcmn/core/color.h"
+#include "kxwcmn/core/time.h"
 #include "kxwcmn/persist/archivefile.h"
 #include "kxwcmn/persist/archivemem.h"
 #include "kxwcmn/platform/detail/faults.h"
@@ -62,6 +63,21 @@ TEST(Archive, ValuesHaveTheirBytesInBothOrders) {
   EXPECT_EQ(put(-0x80000001l), 0x20010008);
   EXPECT_EQ(put(0x100000000ul), 0x20010008);
   EXPECT_EQ(ar.bytes, "");
+}
+
+TEST(Archive, TimesAreTheirSecondsAlone) {
+  const std::string text = Hex("80000000 FFFFFFFF 38BB1380");
+  StringArchive in(2 | 8, 0, text), out(1 | 8, 0);
+  KXTime time;
+  std::tm utc;
+  for (const int year : {1901 - 1900, 0, 2000 - 1900}) {
+    in >> time;
+    time.GetUTCTime(utc);
+    EXPECT_EQ(utc.tm_year, year);
+    EXPECT_EQ(time.IsValid(), year != 0);
+    out << time;
+  }
+  EXPECT_EQ(out.Flushed(), text);
 }
 
 TEST(Archive, ModeComesFromThreeBits) {
