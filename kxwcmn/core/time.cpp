@@ -34,9 +34,6 @@ KXTime::~KXTime() = default;
 KXTime& KXTime::operator=(const KXTime& other) { return *this = static_cast<long>(other.seconds_); }
 
 KXTime& KXTime::operator=(const long& seconds) {
-  if (seconds > std::numeric_limits<LONG>::max() || seconds < std::numeric_limits<LONG>::min()) {
-    kxThrowError(kxw::kFailureBadArgument);
-  }
   if (seconds == kInvalid) {
     Clear();
   } else {
@@ -95,8 +92,10 @@ int KXTime::FormatTime(char* out, int size, const std::tm& time, int format) con
   static constexpr const char* kFormats[] = {"%X", "%y/%m/%d", "%Y/%m/%d", "%y/%m/%d %X",
                                              "%Y/%m/%d %X"};
   if (!out || size <= 0 || format < 0 || format > 4) return 0;
-  return static_cast<int>(
-      std::strftime(out, static_cast<std::size_t>(size), kFormats[format], &time));
+  const std::size_t length =
+      std::strftime(out, static_cast<std::size_t>(size), kFormats[format], &time);
+  if (length == 0) out[0] = 0;  // the runtime leaves anything there
+  return static_cast<int>(length);
 }
 
 void KXTime::GetTimeElements(KXTime& time, unsigned short* year, unsigned short* month,

@@ -14,8 +14,8 @@ class KXArchive;
 /// A calendar time: seconds since the beginning of 1970, UTC, in 32 signed bits, with their local
 /// and their UTC expansion beside them. -1 second means an invalid time, whose expansions are zero.
 ///
-/// Where no time results, KXException with code 0x20010009 is raised and the object is cleared.
-/// Seconds that 32 bits do not hold raise 0x20010008 and change nothing.
+/// Where no time results, or one that 32 bits do not hold, KXException with code 0x20010009 is
+/// raised and the object is cleared.
 class KX_EXPORT KXTime {
  public:
   KXTime() = default;
@@ -55,7 +55,7 @@ class KX_EXPORT KXTime {
 
   /// Print the local time, or `time`, into a buffer of `size` bytes. By number: 0 the time of day,
   /// 1 "yy/mm/dd", 2 "yyyy/mm/dd", 3 and 4 these with the time of day. Return the length in bytes;
-  /// 0 for another number or where the text does not fit.
+  /// 0 for another number, or with an empty text where it does not fit.
   int FormatTime(char* out, int size, int format) const;
   int FormatTime(char* out, int size, const std::tm& time, int format) const;
 
@@ -94,6 +94,7 @@ class KX_EXPORT KXTime {
   std::tm utc_{};
 };
 
-/// Store and restore the seconds alone. Written in room persist.
+/// Store and restore the seconds alone, in 4 bytes; the expansions are made anew. Written in room
+/// persist.
 KX_EXPORT KXArchive& operator<<(KXArchive& archive, const KXTime& time);
 KX_EXPORT KXArchive& operator>>(KXArchive& archive, KXTime& time);

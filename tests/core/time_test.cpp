@@ -47,6 +47,8 @@ TEST(Time, ExpandsLocallyAndInUtc) {
   EXPECT_EQ(Formatted(time, 1), "8 00/02/29");
   EXPECT_EQ(Formatted(time, 4), "19 2000/02/29 09:00:00");
   EXPECT_EQ(Formatted(time, 5), "0 ");
+  char small[8] = "old";
+  EXPECT_EQ(time.FormatTime(small, sizeof small, 1) + small[0], 0);
   KXString text;
   KXTime::GetTimeFormatedString(time, text);
   EXPECT_STREQ(text, "2000/02/29 09:00:00");
@@ -54,9 +56,13 @@ TEST(Time, ExpandsLocallyAndInUtc) {
 
 TEST(Time, WhatIsNoTimeClears) {
   KXTime time;
-  time = 5;
-  EXPECT_EQ(CodeOf([&] { time = 1L << 31; }), kxw::kFailureBadArgument);
-  EXPECT_TRUE(time == 5);
+  for (const long outside : {1L << 31, -(1L << 31) - 1}) {
+    time = 5;
+    EXPECT_EQ(CodeOf([&] { time = outside; }), kxw::kFailureNoTime);
+    EXPECT_FALSE(time.IsValid());
+  }
+  time = -(1L << 31);  // 1901
+  EXPECT_EQ(static_cast<_SYSTEMTIME>(time).wYear, 1901);
   std::tm late{};
   late.tm_year = 200;
   EXPECT_EQ(CodeOf([&] { time = late; }), kxw::kFailureNoTime);
