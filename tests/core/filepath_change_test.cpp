@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <set>
@@ -38,6 +39,15 @@ struct Folder : TestFolder {
   }
   int MoveInto(const char* target, const char* source, int failIfExists = 0) const {
     return CodeOf([&] { KXFilePath::MoveFolder(At(target), At(source), failIfExists); });
+  }
+
+  /// A place for this folder on another disk; empty where there is none.
+  fs::path OnOtherDisk() const {
+    struct stat here, there;
+    const fs::path other = "/dev/shm";
+    const bool isThere = stat(Host().c_str(), &here) == 0 && stat(other.c_str(), &there) == 0 &&
+                         here.st_dev != there.st_dev;
+    return isThere ? other / Host().filename() : fs::path();
   }
 
   /// Every path below `name`, files with their contents and links with where they lead.
@@ -188,14 +198,8 @@ TEST(FilePathChange, MovesAndMergesFolders) {
   EXPECT_EQ(folder.Tree("dst/src"), "./f=new ./sub/ sub/g=g sub/h=h ");
   EXPECT_EQ(folder.MoveInto("moved", "dst/src"), 0);
   EXPECT_EQ(folder.Tree("moved"), "./f=new ./sub/ sub/g=g sub/h=h ");
-  // To another disk, where there is one.
-  struct stat here, there;
-  const fs::path other = "/dev/shm";
-  if (stat(folder.Host().c_str(), &here) != 0 || stat(other.c_str(), &there) != 0 ||
-      here.st_dev == there.st_dev) {
-    return;
-  }
-  const fs::path place = other / folder.Host().filename();
+  const fs::path place = folder.OnOtherDisk();
+  if (place.empty()) return;
   fs::create_symlink("f", folder.Host() / "moved/link");
   EXPECT_EQ(CodeOf([&] {
               KXFilePath target;
@@ -206,6 +210,32 @@ TEST(FilePathChange, MovesAndMergesFolders) {
             0);
   EXPECT_FALSE(folder.Has("moved") || fs::exists(place));
   EXPECT_EQ(folder.Tree("back"), "./f=new ./link>f ./sub/ sub/g=g sub/h=h ");
+}
+
+TEST(FilePathChange, TheCopyStaysWhereItsSourceGoesOnlyInPart) {
+  const Folder folder;
+  const fs::path place = folder.OnOtherDisk();
+  if (place.empty()) return;
+  folder.Make("d/locked");
+  for (const char* name : {"d/f", "d/locked/g"}) folder.WriteFile(name, "1");
+  fs::create_directories(place / "d");
+  for (const auto& path : {place, folder.Host(), folder.Host() / "d"}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  fs::permissions(folder.Host() / "d/locked", fs::perms(0555));
+  const KXFilePath target((place / "d").c_str());
+  const bool isRoot = geteuid() == 0;  // whom no right stops
+  ASSERT_TRUE(!isRoot || seteuid(65534) == 0);
+  EXPECT_EQ(CodeOf([&] { KXFilePath::MoveFileA(target, folder.At("d"), 0); }),
+            kxw::kErrorAccessDenied);
+  ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+  EXPECT_FALSE(folder.Has("d/f"));
+  EXPECT_TRUE(fs::exists(place / "d/f") && fs::exists(place / "d/locked/g"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(place), {}), 1);
+  for (const auto& path : {place, folder.Host()}) {
+    fs::permissions(path / "d/locked", fs::perms::owner_all);
+  }
+  fs::remove_all(place);
 }
 
 }  // namespace

@@ -321,11 +321,19 @@ int MoveOver(Element source, Element target) {
     return errno;
   });
   if (error != 0) return CodeOfHostError(error);
-  const int code = MoveAny(source, target, 0);
-  if (code == 0) return CodeOfHostError(RemoveElement(target.folder, aside.c_str()));
-  RemoveElement(target.folder, target.name);  // a copy that was begun
-  RenameWithoutReplacing(target.folder, aside.c_str(), target.folder, target.name);
-  return code;
+  const int renamed =
+      RenameWithoutReplacing(source.folder, source.name, target.folder, target.name);
+  const bool isElsewhere = renamed == EXDEV;
+  const int code = isElsewhere ? CopyAny(source, target, 0) : CodeOfHostError(renamed);
+  if (code != 0) {
+    if (isElsewhere) RemoveElement(target.folder, target.name);  // a copy that was begun
+    RenameWithoutReplacing(target.folder, aside.c_str(), target.folder, target.name);
+    return code;
+  }
+  // A source that goes only in part leaves the copy as the one that is whole.
+  const int left = isElsewhere ? RemoveElement(source.folder, source.name) : 0;
+  const int gone = RemoveElement(target.folder, aside.c_str());
+  return CodeOfHostError(left != 0 ? left : gone);
 }
 
 }  // namespace
