@@ -1,6 +1,7 @@
 #include "kxwcmn/core/file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <filesystem>
@@ -70,6 +71,17 @@ TEST(KXFile, RaisesThePlatformsCode) {
   kxw::detail::ScopedFaults faults;
   faults.Fail(kxw::detail::FaultPoint::kWrite, 1, kxw::kErrorDiskFull);
   EXPECT_EQ(CodeOf([&] { file.Write("x", 1, nullptr); }), kxw::kErrorDiskFull);
+}
+
+TEST(KXFile, APipeIsRefusedAndNotWaitedFor) {
+  const TestFolder folder;
+  mkfifo((folder.Host() / "pipe").c_str(), 0600);
+  for (const int access : {kRead, kReadWrite}) {
+    KXFile file;
+    EXPECT_EQ(
+        CodeOf([&] { file.Open(folder.Path("pipe").c_str(), access, 0, kxw::kOpenExisting, 0); }),
+        kxw::kErrorNotSupported);
+  }
 }
 
 }  // namespace

@@ -170,14 +170,15 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
   const std::string hostPath = kxw::HostPath(path);
   if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
   bool unbuffered = flags & kxw::kFileNoBuffering;
+  // A pipe without a partner would let the opening wait.
   const int descriptor =
-      OpenOnHost(hostPath.c_str(), hostFlags | O_CLOEXEC | O_NOCTTY, &unbuffered);
+      OpenOnHost(hostPath.c_str(), hostFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, &unbuffered);
   if (descriptor < 0) return Report(CodeOfHostError(errno));
 
   struct stat status;
-  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+  if (fstat(descriptor, &status) == 0 && (S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode))) {
     close(descriptor);
-    return Report(kxw::kErrorAccessDenied);
+    return Report(S_ISDIR(status.st_mode) ? kxw::kErrorAccessDenied : kxw::kErrorNotSupported);
   }
 
   auto* opened = new (std::nothrow) OpenFile{descriptor, 0, readable, writable, unbuffered, {}};
