@@ -150,6 +150,12 @@ TEST(FilePath, TheTrashKeepsWhatWasDeletedAndWhereItWas) {
   const std::string info = folder.ReadFile("data/Trash/info/a b.2.trashinfo");
   EXPECT_EQ(info.find("[Trash Info]\nPath=/"), 0u);
   EXPECT_NE(info.find("/a%20b\nDeletionDate=2"), std::string::npos);
+  std::string longName;  // 249 bytes: there is no room behind it
+  for (int i = 0; i < 83; ++i) longName += "\xE3\x82\xBD";
+  folder.WriteFile(longName, "third");
+  KXFilePath(folder.Path(longName).c_str()).Delete(1);
+  EXPECT_FALSE(folder.Has(longName));
+  EXPECT_EQ(folder.ReadFile("data/Trash/files/" + longName.substr(0, 234)), "third");
   // A folder that holds the trash cannot go there, and is not deleted instead.
   KXFilePath(folder.Path().c_str()).Delete(1);
   EXPECT_TRUE(folder.Has("data/Trash/files/a b"));

@@ -104,11 +104,20 @@ bool WriteAll(int descriptor, const std::string& text) {
   return true;
 }
 
+/// A name that leaves room for a number and the extension of its text, cut between characters.
+std::string Shortened(const std::string& name) {
+  constexpr std::size_t kLongest = 234;  // of the 255 bytes that file systems have
+  if (name.size() <= kLongest) return name;
+  std::size_t length = kLongest;
+  while (length > kLongest - 4 && (name[length] & 0xC0) == 0x80) --length;
+  return name.substr(0, length);
+}
+
 /// Moves `path` into `trash`, noting `formerPath`. The text comes first: creating it exclusively
 /// reserves the name. Returns 0 or errno.
 int MoveInto(const std::string& trash, const std::string& path, const std::string& formerPath) {
   if (!MakeOwnFolder(trash + "/files") || !MakeOwnFolder(trash + "/info")) return errno;
-  const std::string name = path.substr(path.rfind('/') + 1);
+  const std::string name = Shortened(path.substr(path.rfind('/') + 1));
   for (int number = 1; number < INT_MAX; ++number) {
     const std::string unique = number == 1 ? name : name + "." + std::to_string(number);
     const std::string info = trash + "/info/" + unique + ".trashinfo";
