@@ -178,9 +178,15 @@ TEST(FilePathChange, CopiesFoldersAndNothingBehindLinks) {
   EXPECT_EQ(folder.CopyInto("dst", "src"), kxw::kErrorAlreadyExists);
   EXPECT_EQ(folder.MoveInto("dst", "src"), kxw::kErrorAlreadyExists);
   EXPECT_EQ(folder.Tree("out"), "./secret=s ");
-  EXPECT_EQ(folder.CopyInto("src/sub", "src"), kxw::kErrorInvalidParameter);
-  EXPECT_EQ(folder.MoveInto("src/sub", "src"), kxw::kErrorInvalidParameter);
-  EXPECT_EQ(folder.CopyInto("dst", "missing"), kxw::kErrorFileNotFound);
+  for (const char* inside : {"src/sub", "src/new/deep"}) {
+    EXPECT_EQ(folder.CopyInto(inside, "src"), kxw::kErrorInvalidParameter);
+    EXPECT_EQ(folder.MoveInto(inside, "src"), kxw::kErrorInvalidParameter);
+  }
+  EXPECT_EQ(folder.CopyInto("x/y", "missing"), kxw::kErrorFileNotFound);
+  fs::create_symlink("loop", folder.Host() / "loop");
+  EXPECT_EQ(folder.CopyInto("x/y", "loop"), kxw::kErrorCannotResolveName);
+  EXPECT_EQ(folder.CopyInto(std::string(5000, 'x').c_str(), "src"), kxw::kErrorNameTooLong);
+  EXPECT_FALSE(folder.Has("src/new") || folder.Has("x"));  // nothing is made for nothing
 }
 
 TEST(FilePathChange, MovesAndMergesFolders) {

@@ -299,12 +299,26 @@ void MakeFoldersAbove(const char* path) {
 
 /// Whether an open folder is `above` or lies in it.
 bool IsWithin(const Descriptor& folder, const struct stat& above) {
-  Descriptor at(openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct stat status, before{};
-  while (at && fstat(at.Get(), &status) == 0 && !IsSame(status, before)) {
+  // Looked at and not opened: a folder on the way need not be readable.
+  for (std::string up = "."; fstatat(folder.Get(), up.c_str(), &status, 0) == 0; up += "/..") {
     if (IsSame(status, above)) return true;
+    if (IsSame(status, before)) return false;
     before = status;
-    at = OpenFolder({at.Get(), ".."});
+  }
+  return false;
+}
+
+/// Whether the first folder above a path that is there is `above` or lies in it.
+bool LeadsInto(const char* path, const struct stat& above) {
+  const std::string hostPath = HostPath(path);
+  for (std::size_t end = hostPath.size(); end > 0;) {
+    const std::size_t delimiter = hostPath.rfind('/', end - 1);
+    end = delimiter == std::string::npos ? 0 : delimiter;
+    const std::string folder =
+        delimiter == std::string::npos ? "." : hostPath.substr(0, delimiter + 1);
+    const Descriptor opened = OpenFolder({AT_FDCWD, folder.c_str()}, true);
+    if (opened) return IsWithin(opened, above);
   }
   return false;
 }
@@ -358,14 +372,17 @@ int MoveFile(const char* source, const char* target, bool replace) {
 int CopyTree(const char* source, const char* target) {
   Place from, to;
   if (const int code = OpenPlace(source, &from)) return Report(code);
-  MakeFoldersAbove(target);
-  if (const int code = OpenPlace(target, &to)) return Report(code);
   // The folder that is named is followed; what is in it is not.
   const Descriptor folder = OpenFolder(from.AsElement(), true);
   if (!folder && errno != ENOTDIR) return ReportHost(false);
-  if (!folder) return Report(CopyAny(from.AsElement(), to.AsElement(), 0));
   struct stat status;
-  if (fstat(folder.Get(), &status) != 0) return ReportHost(false);
+  if (folder) {
+    if (fstat(folder.Get(), &status) != 0) return ReportHost(false);
+    if (LeadsInto(target, status)) return Report(kErrorInvalidParameter);
+  }
+  MakeFoldersAbove(target);
+  if (const int code = OpenPlace(target, &to)) return Report(code);
+  if (!folder) return Report(CopyAny(from.AsElement(), to.AsElement(), 0));
   if (IsWithin(to.folder, status)) return Report(kErrorInvalidParameter);
   return Report(CopyFolderTo(folder, to.AsElement(), 0));
 }
@@ -375,6 +392,7 @@ int MoveTree(const char* source, const char* target) {
   if (const int code = OpenPlace(source, &from)) return Report(code);
   struct stat status;
   if (const int error = Look(from.AsElement(), &status)) return Report(CodeOfHostError(error));
+  if (LeadsInto(target, status)) return Report(kErrorInvalidParameter);
   MakeFoldersAbove(target);
   if (const int code = OpenPlace(target, &to)) return Report(code);
   if (IsWithin(to.folder, status)) return Report(kErrorInvalidParameter);
