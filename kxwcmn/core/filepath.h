@@ -173,7 +173,8 @@ class KX_EXPORT KXFilePath {
                              const char* prefix = nullptr);
 
   /// The way from the folder `base` to `target`: "..\" for each folder up, and what follows. The
-  /// target as it stands if the two have no root in common; empty if they are the same.
+  /// target as it stands if the two have no root in common; empty if they are the same. Slashes
+  /// count as backslashes.
   static void MakeRelativePath(char* result, const KXFilePath& base, const KXFilePath& target);
   static void MakeRelativePath(KXString& result, const KXFilePath& base, const KXFilePath& target);
   /// Goes that way. A path with a root is taken as it stands.

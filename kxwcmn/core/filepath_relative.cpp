@@ -13,9 +13,11 @@ constexpr char kUp[] = "..\\";
 
 bool IsServerPath(const std::string& path) { return path.rfind("\\\\", 0) == 0; }
 
-/// The text without the delimiters at its end, unless it is a root.
+/// The text with slashes as backslashes, and without the delimiters at its end unless it is a root.
 std::string Trimmed(const char* path) {
-  return kxw::IsRoot(path) ? std::string(path) : kxw::WithoutBackDelimiters(path);
+  std::string text = path;
+  std::replace(text.begin(), text.end(), '/', '\\');  // never the second byte of a pair
+  return kxw::IsRoot(text) ? text : kxw::WithoutBackDelimiters(text.c_str());
 }
 
 /// Whether the characters at two places are the same, single-byte letters whatever their case.
