@@ -48,6 +48,10 @@ std::string Resolved(const Line& line, std::size_t at, std::size_t end) {
 std::map<long, std::string> ReadLines(std::string_view text) {
   std::map<long, std::string> texts;
   text = text.substr(0, text.find('\0'));
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";  // of UTF-8
+  if (kxw::GetCodePage() == kxw::kCodePageUtf8 && text.starts_with(kMark)) {
+    text.remove_prefix(kMark.size());
+  }
   while (!text.empty()) {
     const std::size_t size = std::min(text.find_first_of("\r\n"), text.size());
     const Line line(text.substr(0, size));
