@@ -16,7 +16,10 @@ bool IsServerPath(const std::string& path) { return path.rfind("\\\\", 0) == 0; 
 /// The text with slashes as backslashes, and without the delimiters at its end unless it is a root.
 std::string Trimmed(const char* path) {
   std::string text = path;
-  std::replace(text.begin(), text.end(), '/', '\\');  // never the second byte of a pair
+  for (std::size_t at = 0; at < text.size();) {
+    if (text[at] == '/') text[at] = '\\';
+    at += static_cast<std::size_t>(kxw::CharacterSize(text.c_str() + at));
+  }
   return kxw::IsRoot(text) ? text : kxw::WithoutBackDelimiters(text.c_str());
 }
 
