@@ -1,6 +1,7 @@
 #include "kxwcmn/core/filepath.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -131,6 +132,18 @@ TEST(FilePath, DeletesTreesAndNothingBehindLinks) {
   EXPECT_FALSE(folder.Has("tree"));
   EXPECT_FALSE(folder.Has("link"));
   EXPECT_TRUE(folder.Has("outside/f"));
+  // Deeper than a process can have open folders.
+  std::filesystem::path abyss = folder.Host() / "abyss";
+  for (int depth = 0; depth < 100; ++depth) abyss /= "d";
+  std::filesystem::create_directories(abyss);
+  rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit few{64, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  KXFilePath(folder.Path("abyss").c_str()).Delete(0);
+  EXPECT_EQ(qmGetLastError(), 0);
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_FALSE(folder.Has("abyss"));
   KXFilePath(folder.Path("outside\\.").c_str()).Delete(0);
   KXFilePath(folder.Path("outside\\missing").c_str()).Delete(0);
   KXFilePath("").Delete(0);

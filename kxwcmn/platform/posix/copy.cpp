@@ -1,4 +1,3 @@
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/posix/file_internal.h"
+#include "kxwcmn/platform/posix/folder_internal.h"
 #include "kxwcmn/platform/posix/host_internal.h"
 
 // Copies and moves name one element of an open folder at every step and follow no link, so that
@@ -30,62 +30,14 @@ namespace {
 constexpr std::size_t kBufferSize = std::size_t{1} << 20;
 constexpr int kDeepest = 1000;  // folders within folders
 
-/// A descriptor that is closed with its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
-  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  ~Descriptor() { Close(); }
-
-  /// Returns 0 or errno.
-  int Close() {
-    const int descriptor = std::exchange(descriptor_, -1);
-    return descriptor < 0 || close(descriptor) == 0 || errno == EINTR ? 0 : errno;
-  }
-  int Get() const { return descriptor_; }
-  explicit operator bool() const { return descriptor_ >= 0; }
-
- private:
-  int descriptor_;
-};
-
 /// An element of an open folder.
 struct Element {
   int folder;
   const char* name;
 };
 
-bool IsSame(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-bool IsDots(const char* name) {
-  return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
 int Look(Element element, struct stat* status) {
   return fstatat(element.folder, element.name, status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
-}
-
-/// The names in a folder, so that it can be changed while they are gone through.
-int NamesIn(int folder, std::vector<std::string>* names) {
-  const int again = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (again < 0) return errno;
-  const std::unique_ptr<DIR, int (*)(DIR*)> list(fdopendir(again), &closedir);
-  if (!list) {
-    close(again);
-    return ENOMEM;
-  }
-  errno = 0;
-  while (const dirent* entry = readdir(list.get())) {
-    if (!IsDots(entry->d_name)) names->push_back(entry->d_name);
-    errno = 0;
-  }
-  return errno;
 }
 
 /// Calls `make(name)` with names that no file in the folder should have until one succeeds. Returns

@@ -1,64 +1,81 @@
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/posix/file_internal.h"
+#include "kxwcmn/platform/posix/folder_internal.h"
 #include "kxwcmn/platform/posix/host_internal.h"
 
 namespace kxw {
 
 namespace {
 
-using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
+/// A folder that is being emptied.
+struct Level {
+  struct stat status;
+  std::string name;
+  std::vector<std::string> left;  // of its entries
+};
 
-bool IsDots(const char* name) {
-  return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
-constexpr int kDeepest = 4000;  // folders within folders, each of which takes a descriptor
-
-/// Deletes `name` in the folder `parent`. Every step names one element of an open folder and
-/// follows no link, so that nothing outside the tree is reached even if it is changed meanwhile.
-int RemoveEntry(int parent, const char* name, int depth) {
+/// Deletes what is no folder, and opens what is one: `*folder` is open then. Returns 0 or errno.
+int RemoveOrOpen(int parent, const char* name, Descriptor* folder, Level* level) {
   // Of a folder the host says EISDIR or EPERM here.
   if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return 0;
   if (errno != EISDIR && errno != EPERM) return errno;
   const int refused = errno;
-  if (depth > kDeepest) return ENAMETOOLONG;
-
-  const int descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (descriptor < 0) return errno == ENOTDIR ? refused : errno;
-  const Folder folder(fdopendir(descriptor), &closedir);
-  if (!folder) {
-    close(descriptor);
-    return ENOMEM;
-  }
-  int first = 0;
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(folder.get());
-    if (!entry) {
-      if (first == 0) first = errno;
-      break;
-    }
-    if (IsDots(entry->d_name)) continue;
-    const int error = RemoveEntry(descriptor, entry->d_name, depth + 1);
-    if (first == 0) first = error;
-  }
-  if (first != 0) return first;
-  return unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT ? 0 : errno;
+  Descriptor opened(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!opened) return errno == ENOTDIR ? refused : errno;
+  if (fstat(opened.Get(), &level->status) != 0) return errno;
+  level->name = name;
+  if (const int error = NamesIn(opened.Get(), &level->left)) return error;
+  *folder = std::move(opened);
+  return 0;
 }
 
 }  // namespace
 
-int RemoveElement(int folder, const char* name) { return RemoveEntry(folder, name, 0); }
+// Every step names one element of an open folder and follows no link, so that nothing outside the
+// tree is reached even if it is changed meanwhile. Only one folder is open at a time, so that no
+// tree is too deep.
+int RemoveElement(int folder, const char* name) {
+  Descriptor current;
+  std::vector<Level> levels(1);
+  int first = RemoveOrOpen(folder, name, &current, &levels[0]);
+  if (!current) return first;
+  const auto note = [&](int error) { first = first != 0 ? first : error; };
+  for (;;) {
+    if (!levels.back().left.empty()) {
+      const std::string next = std::move(levels.back().left.back());
+      levels.back().left.pop_back();
+      Descriptor child;
+      Level level;
+      note(RemoveOrOpen(current.Get(), next.c_str(), &child, &level));
+      if (!child) continue;
+      current = std::move(child);
+      levels.push_back(std::move(level));
+      continue;
+    }
+    const std::string emptied = std::move(levels.back().name);
+    levels.pop_back();
+    if (levels.empty()) break;
+    Descriptor above(openat(current.Get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    struct stat status;
+    if (!above || fstat(above.Get(), &status) != 0) return first != 0 ? first : errno;
+    // A folder that was moved away meanwhile leads elsewhere.
+    if (!IsSame(status, levels.back().status)) return first != 0 ? first : EBUSY;
+    current = std::move(above);
+    if (unlinkat(current.Get(), emptied.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) note(errno);
+  }
+  if (unlinkat(folder, name, AT_REMOVEDIR) != 0 && errno != ENOENT) note(errno);
+  return first;
+}
 
 int RemoveTree(const char* path) {
   std::string hostPath = HostPath(path);
