@@ -39,9 +39,9 @@ std::size_t CountBackslashes(const char* text) {
 
 /// Where the comparison of two paths of one root begins: behind the drive or the first delimiter.
 std::size_t CompareFrom(const std::string& base, const std::string& target) {
+  if (kxw::IsBackslash(base[0])) return 1;
   const std::size_t shorter = std::min(base.size(), target.size());
-  if (shorter >= 3 && base[1] == ':' && target[1] == ':') return 3;
-  return kxw::IsBackslash(base[0]) ? 1 : 0;
+  return shorter >= 3 && base[1] == ':' && target[1] == ':' ? 3 : 0;
 }
 
 /// The position of the first backslash from `at` on, or the end.

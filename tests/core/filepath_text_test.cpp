@@ -122,8 +122,8 @@ TEST(FilePathText, RelativePaths) {
         Case{"C:\\a\\bc\\d\\", "C:\\a\\bx\\e", "..\\..\\bx\\e"}, Case{"C:\\a\\b", "C:\\a", "..\\"},
         Case{"C:\\a\\b", "C:\\a\\bc", "..\\bc"}, Case{"C:\\a\\bc", "C:\\a\\b", "..\\b"},
         Case{"C:\\", "C:\\a", "a"}, Case{"C:\\a\\b", "C:\\", "..\\..\\"},
-        Case{"C:\\a", "D:\\a\\", "D:\\a\\"}, Case{"\\ab", "\\xb\\c", "..\\xb\\c"},
-        Case{"\\\\Srv\\s\\a", "\\\\srv\\S\\b", "..\\b"},
+        Case{"C:\\a", "D:\\a\\", "D:\\a\\"}, Case{"\\:\\a", "\\:\\bc", "..\\bc"},
+        Case{"\\ab", "\\xb\\c", "..\\xb\\c"}, Case{"\\\\Srv\\s\\a", "\\\\srv\\S\\b", "..\\b"},
         Case{"\\\\srv\\s", "\\\\srv\\t", "..\\t"},  // from one share to another
         Case{"\\\\srv\\a", "\\\\srw\\a", "\\\\srw\\a"}, Case{"\\\\srv\\a", "\\a", "\\a"},
         Case{"C:\\" PAIR, "C:\\" PAIR "\\x", "x"},
