@@ -25,14 +25,9 @@ class AnyCopy {
     if (!lay_) return;
 
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);
-    KXBlockGetter blocks(&src_, area_.source, 1);
-    for (KXRect part; blocks.GetNextBlock(part);) {
-      if (!src_.GetBlockExist(part.left, part.top)) {
-        CopyHole(part);
-      } else if (const BYTE* base = kxw::EnterForRead(src_, part.left, part.top)) {
-        CopyPart(part, base);
-      }
-    }
+    kxw::ForEachSource(
+        src_, area_.source, [this](const KXRect& part, const BYTE* base) { CopyPart(part, base); },
+        [this](const KXRect& part) { CopyHole(part); });
   }
 
  private:

@@ -150,16 +150,16 @@ class Laying {
     DWORD clearColor;
     dst_.GetClearColor(&clearColor);
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src, 0);
-    KXBlockGetter blocks(&src, area_.source, 1);
-    for (KXRect part; blocks.GetNextBlock(part);) {
-      if (const BYTE* base = kxw::EnterForRead(src, part.left, part.top)) {
-        LayPart(part, base, src.GetBlockRowBytes());
-      } else if (clearMode == 1) {
-        // An empty part clears what lies at its own coordinates here, not at those that the copy
-        // leads to; this is meant.
-        kxw::FillArea(dst_, part & dst_.GetRect(), KXVOffscreen::QMCOLORREF32to64(clearColor));
-      }
-    }
+    const auto clear = [&](const KXRect& part) {
+      if (clearMode != 1) return;
+      // An empty part clears what lies at its own coordinates here, not at those that the copy
+      // leads to; this is meant.
+      kxw::FillArea(dst_, part & dst_.GetRect(), KXVOffscreen::QMCOLORREF32to64(clearColor));
+    };
+    kxw::ForEachSource(
+        src, area_.source,
+        [&](const KXRect& part, const BYTE* base) { LayPart(part, base, src.GetBlockRowBytes()); },
+        clear);
   }
 
  private:

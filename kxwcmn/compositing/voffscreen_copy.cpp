@@ -43,14 +43,9 @@ class BlockCopy {
 
   void Run() {
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);
-    KXBlockGetter blocks(&src_, area_.source, 1);
-    for (KXRect part; blocks.GetNextBlock(part);) {
-      if (!src_.GetBlockExist(part.left, part.top)) {
-        CopyHole(part);
-      } else if (const BYTE* base = kxw::EnterForRead(src_, part.left, part.top)) {
-        CopyPart(part, base);
-      }
-    }
+    kxw::ForEachSource(
+        src_, area_.source, [this](const KXRect& part, const BYTE* base) { CopyPart(part, base); },
+        [this](const KXRect& part) { CopyHole(part); });
     // A hole is copied as a hole, whatever the clear mode. The locks are still held: an outer one
     // that stands in such a block enters it anew, and can go on writing.
     for (const int index : holes_) dst_.DestroyBlock(index);

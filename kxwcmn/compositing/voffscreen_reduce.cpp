@@ -16,12 +16,12 @@ constexpr int kSize = KXVOffscreen::kBlockSize;
 template <class Op>
 void ForEachSourceRow(KXVOffscreen& dst, KXVOffscreen& src, const kxw::CopyArea& area, Op op) {
   KXVOffscreenAutoLock dstLock(&dst, 1), srcLock(&src, 0);
-  KXBlockGetter blocks(&src, area.source, 1);
-  for (KXRect part; blocks.GetNextBlock(part);) {
-    if (const BYTE* base = kxw::EnterForRead(src, part.left, part.top)) {
-      kxw::ForEachRowPair(dst, src, base, part, area.dx, area.dy, true, op);
-    }
-  }
+  kxw::ForEachSource(
+      src, area.source,
+      [&](const KXRect& part, const BYTE* base) {
+        kxw::ForEachRowPair(dst, src, base, part, area.dx, area.dy, true, op);
+      },
+      [](const KXRect&) {});
 }
 
 // --- Greys --------------------------------------------------------------------------------------

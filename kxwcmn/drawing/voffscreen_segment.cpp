@@ -206,16 +206,24 @@ void StampOver(KXVOffscreen& image, const StampLine& line, Store store) {
 /// The value of `behind` that lays each stamp under what is there.
 constexpr int kUnder = 1;
 
-void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color, int behind) {
+/// Draws by one of three operations of the image's depth: `fill(points)` paints a hexagon,
+/// `under(line)` and `over(line)` lay stamps.
+template <class Fill, class Under, class Over>
+void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, int behind, Fill fill,
+          Under under, Over over) {
   KXVOffscreenAutoLock lock(&image, 1);
   if (!behind && brush.size >= 2) {
     KXPoint points[6];
     OutlineOf(s, brush.size, points);
-    image.FillPolygon(points, 6, nullptr, color, 1);
+    fill(points);
     return;
   }
   const StampLine line(s, brush, image.GetRect());
-  if (behind == kUnder) {
+  behind == kUnder ? under(line) : over(line);
+}
+
+void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color, int behind) {
+  const auto under = [&](const StampLine& line) {
     kxw::WithDepth(image.GetBitCount(), [&](auto depth) {
       using Depth = decltype(depth);
       StampUnder<Depth>(image, line, [color](typename Depth::Pixel& pixel) {
@@ -224,30 +232,28 @@ void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color
         return Depth::To32(pixel) != before;
       });
     });
-    return;
-  }
-  const DWORD native = image.MakeNativeColor(color);
-  StampOver(image, line, [&] { image.SetColor(native); });
+  };
+  Draw(
+      image, s, brush, behind,
+      [&](KXPoint* points) { image.FillPolygon(points, 6, nullptr, color, 1); }, under,
+      [&](const StampLine& line) {
+        const DWORD native = image.MakeNativeColor(color);
+        StampOver(image, line, [&] { image.SetColor(native); });
+      });
 }
 
 void Draw(KXVOffscreen64Bit& image, const Segment& s, const Brush& brush, u64 color, int behind) {
-  KXVOffscreenAutoLock lock(&image, 1);
-  if (!behind && brush.size >= 2) {
-    KXPoint points[6];
-    OutlineOf(s, brush.size, points);
-    image.FillPolygon64(points, 6, nullptr, color, 1);
-    return;
-  }
-  const StampLine line(s, brush, image.GetRect());
-  if (behind == kUnder) {
+  const auto under = [&](const StampLine& line) {
     StampUnder<kxw::Depth64>(image, line, [color](u64& pixel) {
       const u64 before = pixel;
       pixel = kxw::LaidBehind<kxw::Channels16>(before, color);
       return pixel != before;
     });
-    return;
-  }
-  StampOver(image, line, [&] { image.Set64BitColor(color); });
+  };
+  Draw(
+      image, s, brush, behind,
+      [&](KXPoint* points) { image.FillPolygon64(points, 6, nullptr, color, 1); }, under,
+      [&](const StampLine& line) { StampOver(image, line, [&] { image.Set64BitColor(color); }); });
 }
 
 /// The value of `adjustWidth` that thins slanted segments.

@@ -19,9 +19,6 @@
 
 namespace {
 
-// The character of two bytes in code page 932 whose second byte is the backslash.
-#define PAIR "\x83\x5C"
-
 TEST(FilePath, DelimitersAreRemovedAndJoined) {
   const ScopedCodePage japanese(kxw::kCodePageJapanese);
   struct Case {

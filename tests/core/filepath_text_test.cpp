@@ -15,9 +15,6 @@
 
 namespace {
 
-// The character of two bytes in code page 932 whose second byte is the backslash.
-#define PAIR "\x83\x5C"
-
 TEST(FilePathText, SplitsAndJoinsNamesAndExtensions) {
   const ScopedCodePage japanese(kxw::kCodePageJapanese);
   struct Case {

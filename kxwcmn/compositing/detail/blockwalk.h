@@ -75,6 +75,20 @@ inline const BYTE* EnterForRead(KXVOffscreen& image, int x, int y) {
   return image.GetBlockExist(x, y) ? EnterForWrite(image, x, y) : nullptr;
 }
 
+/// Calls `copy(part, base)` for each block of `src` that `rect` touches, with the rectangle cut to
+/// the block and the block's memory; `hole(part)` where there is no block.
+template <class Copy, class Hole>
+void ForEachSource(KXVOffscreen& src, const KXRect& rect, Copy copy, Hole hole) {
+  KXBlockGetter blocks(&src, rect, 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    if (const BYTE* base = EnterForRead(src, part.left, part.top)) {
+      copy(part, base);
+    } else {
+      hole(part);
+    }
+  }
+}
+
 /// The start of the block's row that holds pixels of row `y`.
 template <class Byte>
 Byte* RowOf(Byte* base, int y, int rowBytes) {
