@@ -38,10 +38,6 @@ void EvictionFront::Leave(const KXVMCacheListItem* item) {
   }
 }
 
-void EvictionFront::Reset() {
-  for (int pass = 0; pass < kPasses; ++pass) Stand(pass, nullptr);
-}
-
 void EvictionFront::CallBack(int pass, const KXSwapBlock& block) {
   const KXSwapBlock* oldest = &block;
   if (KXVMChunk* chunk = block.memory_.GetChunk()) {

@@ -29,9 +29,6 @@ class EvictionFront {
   /// `item` is about to leave the list.
   void Leave(const KXVMCacheListItem* item);
 
-  /// The list is empty.
-  void Reset();
-
   /// Something that kept `block`, or the chunk it sits in, from being evicted has gone.
   inline void Reconsider(const KXSwapBlock& block);
 

@@ -233,10 +233,11 @@ class KX_EXPORT KXVOffscreen {
   /// Points the current address at (x, y), which must lie in the current block.
   virtual void SetCurrentCursorAddress(int x, int y);
 
-  /// Frees the blocks in which no pixel is in use. Does nothing while the image is locked.
+  /// Frees the blocks in which no pixel is in use. Does nothing while the image is locked. At 24
+  /// bits black is not in use and reads as white afterwards; at 16, 32 and 64 alpha 0 is not.
   virtual void Optimize();
   /// The same for the one block that holds `rect`, also inside a lock; the cursor stays where the
-  /// test left it. A rectangle that leaves its block does nothing.
+  /// test left it. A rectangle that leaves its block does nothing, nor one where there is no block.
   virtual void OptimizeBlock(tagRECT rect);
 
   // The row painters. The caller holds a write lock; the columns are inclusive, what lies outside

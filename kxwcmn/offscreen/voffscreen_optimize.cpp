@@ -129,7 +129,8 @@ template <class Depth>
 void DepthOffscreen<Depth>::OptimizeBlock(tagRECT rect) {
   const KXRect part = KXRect(rect) & GetRect();
   if (part.IsRectEmpty() ||
-      GetBlockIndex(part.left, part.top) != GetBlockIndex(part.right - 1, part.bottom - 1)) {
+      GetBlockIndex(part.left, part.top) != GetBlockIndex(part.right - 1, part.bottom - 1) ||
+      !GetBlockExist(part.left, part.top)) {  // an enclosing write lock would make it
     return;
   }
   KXVOffscreenAutoLock lock(this, part.left, part.top, 0);

@@ -128,6 +128,11 @@ TEST(Optimize, TestsABlockInsideALockAndLeavesTheCursorThere) {
   EXPECT_NE(image->GetBlockExist(10, 10), 0);
   image->Unlock();
   EXPECT_EQ(image->GetLockCount(), 0u);
+  // Where a cleared block counts as used, none must be made to look at it.
+  image = MakeImage(24, 600, 300);
+  KXVOffscreenAutoLock lock(image.get(), 0, 0, 1);
+  image->OptimizeBlock(KXRect(256, 0, 512, 256));
+  EXPECT_EQ(image->GetBlockExist(256, 0), 0);
 }
 
 TEST(Optimize, UsedMemoryCountsSwappedBlocksWhenAsked) {
