@@ -111,8 +111,6 @@ void KXVOffscreen::Destroy() {
 
 // --- The base class's bodies of what only a depth, or a later room, can do -----------------------
 
-void KXVOffscreen::ChangeResolution(int, int, int, int, KXVOffscreen*, int, int, int, int,
-                                    CHANGE_RESOLUTION_MODE, int, int) {}
 void KXVOffscreen::CreateRotationImage(KXVOffscreen&, int, int) {}
 void KXVOffscreen::ClearBlock(BYTE*) {}
 void KXVOffscreen::NextCursorX() {}

@@ -105,6 +105,26 @@ class KX_EXPORT KXVOffscreen {
   /// Removes the block columns and rows that lie wholly outside `rect`; `shift` gets what is to be
   /// taken from old coordinates. Returns 0 if a removal failed, with what was removed gone.
   virtual int DeallocateRect(KXRect rect, KXPoint& shift);
+  /// Resamples the `sw` by `sh` pixels at (`sx`, `sy`) of `src` into the `w` by `h` at (`x`, `y`).
+  ///
+  /// Each rectangle is cut to its own image, by which the ratio may change; nothing is done if
+  /// nothing is left of one. Equal sizes are copied, as by `Copy` with a `clearMode` of 1.
+  /// Otherwise `kResolutionFast` is `ChangeResolutionLow`, the only one that `skipTransparent` is
+  /// for, and `kResolutionArea` gives each pixel the average of the box of the source that it
+  /// covers, by the weights of `SetResolutionTable` and the sums of `CalcPixelValue`; exact halves
+  /// and quarters are left to the operations below. Any other mode does nothing.
+  ///
+  /// The area filter writes what `CalcPixelValue` gives with `Set32BitColor`, at 8 bits and below
+  /// its low byte with `Set8BitColor`; from 64 bits to fewer it does nothing. A non-zero `behind`
+  /// lays the result under what the image holds, as `CommonCopy` does; at 8 bits and below a result
+  /// that is not 0 replaces.
+  ///
+  /// The 64-bit depth takes a source of 64 bits alone. Its area filter stores what it laid behind
+  /// with the channels moved together to 8 bits each, in the low half of the pixel; this is meant.
+  ///
+  /// `src` is read-locked for the call and not kept; null does nothing, and this image itself
+  /// raises 0x20010008. Raises 8 if a block finds no room or cannot be brought in; what was written
+  /// before stays.
   virtual void ChangeResolution(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                 int sw, int sh, CHANGE_RESOLUTION_MODE mode, int behind,
                                 int skipTransparent);
@@ -260,19 +280,45 @@ class KX_EXPORT KXVOffscreen {
 
   virtual void ChangeResolutionLow(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                    int sw, int sh, int behind, int skipTransparent);
+  // The integer ratios. `src` is read from (`sx`, `sy`) on; it and failures are treated as in
+  // `ChangeResolution`. Source blocks without memory leave their place here as it is.
+
+  /// Half and quarter average squares of 2 by 2 and 4 by 4 pixels, without rounding. A square that
+  /// two blocks share goes with the right or lower one. With a non-zero `behind` results of nothing
+  /// are left out, a transparent pixel is replaced and others have the result laid under them.
+  ///
+  /// Two images of 8 bits work on densities, all others on 32 bits, and the 64-bit depth on its
+  /// own.
   virtual void ChangeResolutionHalf(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                     int behind);
   virtual void ChangeResolutionQuarter(int x, int y, int w, int h, KXVOffscreen* src, int sx,
                                        int sy, int behind);
+  /// Double and fourfold repeat each pixel in a square, cut only to the image: with an odd `w` the
+  /// last pair of columns may pass the rectangle by one. Fourfold takes `w` * 4 by `h` * 4 pixels
+  /// of the source, sixteen times the rectangle and not a sixteenth, and so writes up to the
+  /// image's edge; this is meant.
   virtual void ChangeResolutionDouble(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                       int behind);
   virtual void ChangeResolutionFourfold(int x, int y, int w, int h, KXVOffscreen* src, int sx,
                                         int sy, int behind);
+  /// The same for the whole source, from (0, 0) to (0, 0), replacing.
   virtual void ChangeResolutionHalfAll(KXVOffscreen* src);
   virtual void ChangeResolutionQuarterAll(KXVOffscreen* src);
   virtual void ChangeResolutionDoubleAll(KXVOffscreen* src);
   virtual void ChangeResolutionFourfoldAll(KXVOffscreen* src);
 
+  /// The area filter's value of one pixel: the sum of this image's samples in the box of the two
+  /// tables, which count from (`baseX`, `baseY`), each row's sum weighed as a whole, times `scale`,
+  /// rounded and cut to 255. Samples outside the image are left out, which lowers the result; those
+  /// without memory count as what the depth's own read gives there.
+  ///
+  /// One channel (1 and 8 bits) comes in bytes 0 to 2; at 2 and 16 bits the colour there, at 2 bits
+  /// 255 for black, and the alpha in byte 3; at 24 and 32 bits every channel in its place. 1 and 2
+  /// bits count as 0 or 1, times 255 at the end. At 64 bits `result` is left alone, and
+  /// `CalcPixelValue64` is the same in channels of 65535; in the other depths that does nothing.
+  ///
+  /// The caller holds a lock; the cursor moves. Raises 0x20010008 for a table that is null, 8 for a
+  /// block that cannot be brought in.
   virtual void CalcPixelValue(_KXRESOLUTIONTABLE* xTable, _KXRESOLUTIONTABLE* yTable, int baseX,
                               int baseY, double scale, DWORD& result);
   virtual void FillLineRowForPolygon64(int x1, int x2, u64 color, int fillMode,
@@ -637,6 +683,38 @@ class KX_EXPORT KXVOffscreen {
   /// opaque: of `colorA` and of a light tint of `colorB`, or plain if they are equal. Blocks
   /// without contents are left out unless `includeEmpty` is not 0.
   void RenderBackground(const KXRect& rect, DWORD colorA, DWORD colorB, int includeEmpty);
+
+  // --- Resolution (resample) --------------------------------------------------------------------
+
+  /// `ChangeResolution` that takes the integer ratios, twice and four times too, for rectangles
+  /// that miss them by up to 2 pixels at two, and 4 at four; each then starts at its own corner.
+  void ChangeResolution2(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
+                         int sh, CHANGE_RESOLUTION_MODE mode, int behind);
+  /// The weights of the samples that cover the positions `start` to `end`, in samples; the first
+  /// and the last have the part of them that is covered. A null `table` raises 0x20010008.
+  static void SetResolutionTable(_KXRESOLUTIONTABLE* table, const double& start, const double& end);
+
+  /// Brings a plain array of pixels in: of `srcWidth` by `srcHeight` at (`srcX`, `srcY`), a
+  /// negative height for rows stored from the bottom up, whose last one comes first. `rowBytes`
+  /// leads to the next row; the offsets are the channels' bytes within a pixel of 24 or 32 bits. At
+  /// `bitCount` 1 the leftmost pixel is the highest bit, and 1 is drawn; at 8 a pixel is a density.
+  /// Null for `bits`, sizes that are not positive and other bit counts write nothing.
+  ///
+  /// With equal sizes the rows go to this image from (0, 0) on, whatever `dstX` and `dstY` say.
+  /// Otherwise they go to an image of the destination's size, from which `ChangeResolution` in
+  /// `mode` brings the source's size to the destination. `dstHeight` rows are taken; of more than
+  /// `srcHeight` only the one that is seen, behind the last, so that enlarging needs that row in
+  /// the array, too.
+  ///
+  /// Each row but the first lands one line above its number, where the second takes the place of
+  /// the first, and the last line stays as it was; this is meant.
+  ///
+  /// Raises 0x20010008 for a start before the array, an offset outside a pixel, and sizes that
+  /// differ with a bit count that is no depth; the last error if the process has no manager of
+  /// memory; and 8 as `ChangeResolution` does.
+  void CopyBitmap(int dstX, int dstY, int dstWidth, int dstHeight, BYTE* bits, int bitCount,
+                  int rowBytes, int offsetR, int offsetG, int offsetB, int offsetA, int srcX,
+                  int srcY, int srcWidth, int srcHeight, CHANGE_RESOLUTION_MODE mode);
 
   // --- Flood fill (drawing) ---------------------------------------------------------------------
 

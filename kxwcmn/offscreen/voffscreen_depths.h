@@ -106,6 +106,9 @@ class KX_EXPORT NarrowDepthOffscreen : public DepthOffscreen<Depth> {
   void FillLineRowForPolygon(int x1, int x2, DWORD color, int fillMode, KXVOffscreen* clip1Bit,
                              int clipOffset, const BYTE* pattern) override;
   using KXVOffscreen::FillLineRowForPolygon;
+  void CalcPixelValue(KXVOffscreen::_KXRESOLUTIONTABLE* xTable,
+                      KXVOffscreen::_KXRESOLUTIONTABLE* yTable, int baseX, int baseY, double scale,
+                      DWORD& result) override;
 };
 
 }  // namespace kxw
@@ -199,6 +202,12 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
   void CircleFill64(int left, int top, int diameter, const u64& color, int fillMode,
                     KXVOffscreen* clip1Bit, const tagPOINT& clipOffset, const tagRECT* clip,
                     BYTE* pattern) override;
+
+  void ChangeResolution(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
+                        int sh, CHANGE_RESOLUTION_MODE mode, int behind,
+                        int skipTransparent) override;
+  void CalcPixelValue64(_KXRESOLUTIONTABLE* xTable, _KXRESOLUTIONTABLE* yTable, int baseX,
+                        int baseY, double scale, u64& result) override;
 
   /// A fill of 64 bits keeps the colour whole where the reference has 64 bits.
   int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,
