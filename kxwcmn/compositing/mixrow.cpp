@@ -525,26 +525,46 @@ bool MixRowByKernel(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer,
 
 void MixRowPlain(KXVOffscreen& dst, int x1, int x2, KXVOffPixelMixer& mixer, KXVOffPixelMask* mask,
                  const BYTE* pattern) {
-  dst.MoveCursorX(x1);
-  for (i64 x = x1; x <= x2; ++x) {
-    const bool isDrawn =
-        (!pattern || pattern[x & 3]) && (!mask || mask->IsMaskFreeX(&dst, dst.GetCursorPosX()));
+  if (x1 > x2) {
+    dst.MoveCursorX(x1);
+    return;
+  }
+  KXVOffscreen* const source = mixer.GetSrcOffscreen();
+  // The one cursor of an image that is its own source is stepped twice a pixel.
+  const i64 stride = source == &dst ? 2 : 1;
+  const auto passInSource = [&](i64 count) {
+    if (source && stride == 1) source->OffsetCursorX(static_cast<int>(static_cast<DWORD>(count)));
+  };
+  // Pixel i of the row, of which those that lie outside the image are passed at once.
+  const i64 count = i64{x2} - x1 + 1;
+  const auto reach = [&](i64 x) {
+    return std::clamp<i64>((x - x1 + stride - 1) / stride, 0, count);
+  };
+  const int y = dst.GetCursorPosY();
+  const i64 first = y >= 0 && y < dst.GetHeight() ? reach(0) : count;
+  const i64 end = std::max(first, reach(dst.GetWidth()));
+  passInSource(first);
+  if (first < end) dst.MoveCursorX(static_cast<int>(x1 + first * stride));
+  for (i64 i = first; i < end; ++i) {
+    const bool isDrawn = (!pattern || pattern[(x1 + i) & 3]) &&
+                         (!mask || mask->IsMaskFreeX(&dst, dst.GetCursorPosX()));
     if (isDrawn) {
       CheckBroughtIn(dst);
-      if (mixer.GetSrcOffscreen()) {
+      if (source) {
         mixer.DoSrc();
       } else {
         mixer.Do();
       }
     }
     // Skipped pixels are stepped over too: a pattern never shifts the image.
-    if (x < x2) {
+    if (i + 1 < end) {
       dst.NextCursorX();
-    } else {
-      dst.MoveCursorBehindRow(x2);
+      mixer.NextSrcCursorX();
     }
-    mixer.NextSrcCursorX();
   }
+  dst.MoveCursorBehindRow(x2);
+  if (first < end || stride == 2) mixer.NextSrcCursorX();
+  passInSource(count - end);
 }
 
 }  // namespace kxw

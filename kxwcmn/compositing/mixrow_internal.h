@@ -6,8 +6,8 @@ class KXVOffscreen;
 class KXVOffPixelMask;
 class KXVOffPixelMixer;
 
-// The two forms of KXVOffscreen::FillLineRowForPolygon with a mixer. Both leave the cursors of the
-// destination and of the source one pixel behind the row.
+// The two forms of KXVOffscreen::FillLineRowForPolygon with a mixer. Both lay what lies in the
+// image, and leave the cursors of the destination and of the source one pixel behind the row.
 namespace kxw {
 
 /// Raises 8 if the cursor of a locked image stands in a block that exists and cannot be brought in:

@@ -51,4 +51,36 @@ constexpr typename Channels::Color LaidBehind(typename Channels::Color p,
                  darken(C::Blue(p), C::Blue(color)));
 }
 
+/// What becomes of the pixel `p` when `color` is laid under it `times` times.
+///
+/// Each time the pixel lets through less, by what `color` covers of it, rounded up, and darkens by
+/// the same, rounded down. Over many steps that is the same number, and they are taken as one: the
+/// faintest colour would need one for each value of alpha.
+template <class Channels>
+constexpr typename Channels::Color LaidBehindOften(typename Channels::Color p,
+                                                   typename Channels::Color color, i64 times) {
+  using C = Channels;
+  if (times < 1) return p;
+  p = LaidBehind<C>(p, color);  // a transparent pixel has another rule; now there is none
+  const u64 strength = C::Alpha(color) + 1;
+  u64 clear = C::kFull - C::Alpha(p), left = static_cast<u64>(times) - 1;
+  u64 red = C::Red(p), green = C::Green(p), blue = C::Blue(p);
+  while (left > 0 && clear > 0) {
+    const u64 covered = strength * clear, weight = covered >> C::kShift, rest = covered & C::kFull;
+    const u64 fall = weight + (rest ? 1 : 0);
+    const u64 alike = rest ? (rest - 1) / (fall * strength) + 1 : 1;
+    const u64 steps = alike < left ? alike : left;
+    const auto darken = [&](u64& channel, u64 ink) {
+      const u64 part = steps * ((C::kFull - ink) * weight >> C::kShift);
+      channel = channel > part ? channel - part : 0;
+    };
+    darken(red, C::Red(color));
+    darken(green, C::Green(color));
+    darken(blue, C::Blue(color));
+    clear -= steps * fall;
+    left -= steps;
+  }
+  return C::Pack(C::kFull - clear, red, green, blue);
+}
+
 }  // namespace kxw

@@ -22,8 +22,8 @@ Request::Request(KXVOffscreen& paintImage, KXVOffscreen& referenceImage, KXVOffs
       abortable(abortableFlag == 1),
       left(std::max<int>(clip.left, 0)),
       right(std::clamp<int>(clip.right, 0, paint.GetWidth()) - 1),
-      top(clip.top),
-      bottom(std::max<int>(clip.bottom, std::numeric_limits<int>::min() + 1) - 1) {}
+      top(std::clamp<int>(clip.top, -1, paint.GetHeight() + 1)),
+      bottom(std::clamp<int>(clip.bottom, -1, paint.GetHeight() + 1) - 1) {}
 
 void CheckBlock(const KXVOffscreen& image) {
   if (image.GetBaseAddress()) return;

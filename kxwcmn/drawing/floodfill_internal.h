@@ -17,7 +17,8 @@ struct Request {
   KXPoint seed, origin;
   int margin;
   bool abortable;
-  // A column outside the image can be neither painted nor judged, so these two are cut to it.
+  // A column outside the image can be neither painted nor judged, so these two are cut to it. Of
+  // the rows those next to the image count, too: a run that goes on into one widens the box.
   int left, right;
   int top, bottom;
 

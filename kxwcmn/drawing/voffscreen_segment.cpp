@@ -167,8 +167,8 @@ class StampLine {
   i64 major_, minor_;
 };
 
-/// Lays a colour under the pixels that stamps cover, once for each stamp. `lay(pixel)` does it once
-/// and says whether that changes anything.
+/// Lays a colour under the pixels that stamps cover, once for each stamp: `lay(pixel, times)` is
+/// what a pixel becomes.
 template <class Depth, class Lay>
 void StampUnder(KXVOffscreen& image, const StampLine& line, Lay lay) {
   line.ForEachRow([&](int y, int left, int right, const Stamps& stamps) {
@@ -179,14 +179,10 @@ void StampUnder(KXVOffscreen& image, const StampLine& line, Lay lay) {
       BYTE* const base = image.GetBaseAddress();
       if (!base) continue;
       int at = x;
-      kxw::ChangeRun<Depth>(base + (y & KXVOffscreen::kBlockMask) * kxw::kRowBytes<Depth>,
-                            x & KXVOffscreen::kBlockMask, end - x,
-                            [&](typename Depth::Pixel pixel) {
-                              // A pixel grows more opaque each time, until nothing changes it.
-                              i64 times = line.CountAt(at++, stamps);
-                              while (times > 0 && lay(pixel)) --times;
-                              return pixel;
-                            });
+      kxw::ChangeRun<Depth>(
+          base + (y & KXVOffscreen::kBlockMask) * kxw::kRowBytes<Depth>,
+          x & KXVOffscreen::kBlockMask, end - x,
+          [&](typename Depth::Pixel pixel) { return lay(pixel, line.CountAt(at++, stamps)); });
     }
   });
 }
@@ -226,10 +222,15 @@ void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color
   const auto under = [&](const StampLine& line) {
     kxw::WithDepth(image.GetBitCount(), [&](auto depth) {
       using Depth = decltype(depth);
-      StampUnder<Depth>(image, line, [color](typename Depth::Pixel& pixel) {
-        const DWORD before = Depth::To32(pixel);
-        pixel = Depth::From32(kxw::LaidBehind<kxw::Channels8>(before, color));
-        return Depth::To32(pixel) != before;
+      StampUnder<Depth>(image, line, [color](typename Depth::Pixel pixel, i64 times) {
+        // Each time it goes through the depth's own form. A pixel grows more opaque, in 255 steps
+        // at most, until nothing changes it.
+        for (; times > 0; --times) {
+          const DWORD before = Depth::To32(pixel);
+          pixel = Depth::From32(kxw::LaidBehind<kxw::Channels8>(before, color));
+          if (Depth::To32(pixel) == before) break;
+        }
+        return pixel;
       });
     });
   };
@@ -244,10 +245,8 @@ void Draw(KXVOffscreen& image, const Segment& s, const Brush& brush, DWORD color
 
 void Draw(KXVOffscreen64Bit& image, const Segment& s, const Brush& brush, u64 color, int behind) {
   const auto under = [&](const StampLine& line) {
-    StampUnder<kxw::Depth64>(image, line, [color](u64& pixel) {
-      const u64 before = pixel;
-      pixel = kxw::LaidBehind<kxw::Channels16>(before, color);
-      return pixel != before;
+    StampUnder<kxw::Depth64>(image, line, [color](u64 pixel, i64 times) {
+      return kxw::LaidBehindOften<kxw::Channels16>(pixel, color, times);
     });
   };
   Draw(

@@ -55,10 +55,11 @@ void DepthOffscreen<Depth>::SetCurrentCursorAddress(int x, int y) {
 template <class Depth>
 void DepthOffscreen<Depth>::NextCursorX() {
   cursor_.x = static_cast<int>(static_cast<unsigned>(cursor_.x) + 1);
-  if (cursor_.IsEnable() && (cursor_.x & kBlockMask) != 0 && cursor_.x < width_) {
-    if (cursor_.current) StepRight<Depth>(cursor_.current, cursor_.mask);
-  } else {
-    SetCurrentBlock();
+  const int index = GetBlockIndex(cursor_.x, cursor_.y);
+  if (index != cursor_.blockIndex) {
+    EnterBlock(index);
+  } else if (cursor_.current) {
+    StepRight<Depth>(cursor_.current, cursor_.mask);
   }
 }
 
@@ -71,10 +72,11 @@ void DepthOffscreen<Depth>::NextCursorXFastest() {
 template <class Depth>
 void DepthOffscreen<Depth>::PrevCursorX() {
   cursor_.x = static_cast<int>(static_cast<unsigned>(cursor_.x) - 1);
-  if (cursor_.IsEnable() && (cursor_.x & kBlockMask) != kBlockMask) {
-    if (cursor_.current) StepLeft<Depth>(cursor_.current, cursor_.mask);
-  } else {
-    SetCurrentBlock();
+  const int index = GetBlockIndex(cursor_.x, cursor_.y);
+  if (index != cursor_.blockIndex) {
+    EnterBlock(index);
+  } else if (cursor_.current) {
+    StepLeft<Depth>(cursor_.current, cursor_.mask);
   }
 }
 

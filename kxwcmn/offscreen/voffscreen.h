@@ -584,8 +584,8 @@ class KX_EXPORT KXVOffscreen {
 
   // --- Mixing rows (compositing) ----------------------------------------------------------------
 
-  /// Passes the pixels `x1` to `x2`, both inclusive, of the cursor's row to `mixer`, which usually
-  /// has this image as its destination. Skipped are those that `mask`, if not null, holds back, and
+  /// Passes the image's pixels from `x1` to `x2`, inclusive, of the cursor's row to `mixer`, which
+  /// usually has it as its destination. Skipped are those that `mask`, if not null, holds back, and
   /// those whose byte in `pattern`, if not null, is 0: four bytes, picked by the low two bits of x.
   ///
   /// The caller has set the row: this cursor's y under a write lock, the mask's by `MoveCursorY`,

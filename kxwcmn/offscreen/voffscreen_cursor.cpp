@@ -115,21 +115,26 @@ void KXVOffscreen::OffsetCursor(int dx, int dy) {
   MoveCursor(kxw::IntGeometry::Add(cursor_.x, dx), kxw::IntGeometry::Add(cursor_.y, dy));
 }
 
+// The checked steps. What counts is whether the new position lies in the current block: `Fastest`
+// steps before it may have ended just behind one of its edges.
+
 void KXVOffscreen::NextCursorY() {
   cursor_.y = kxw::IntGeometry::Add(cursor_.y, 1);
-  if (cursor_.IsEnable() && (cursor_.y & kBlockMask) != 0 && cursor_.y < height_) {
-    if (cursor_.current) cursor_.current += blockRowBytes_;
-  } else {
-    SetCurrentBlock();
+  const int index = GetBlockIndex(cursor_.x, cursor_.y);
+  if (index != cursor_.blockIndex) {
+    EnterBlock(index);
+  } else if (cursor_.current) {
+    cursor_.current += blockRowBytes_;
   }
 }
 
 void KXVOffscreen::PrevCursorY() {
   cursor_.y = kxw::IntGeometry::Add(cursor_.y, -1);
-  if (cursor_.IsEnable() && (cursor_.y & kBlockMask) != kBlockMask) {
-    if (cursor_.current) cursor_.current -= blockRowBytes_;
-  } else {
-    SetCurrentBlock();
+  const int index = GetBlockIndex(cursor_.x, cursor_.y);
+  if (index != cursor_.blockIndex) {
+    EnterBlock(index);
+  } else if (cursor_.current) {
+    cursor_.current -= blockRowBytes_;
   }
 }
 

@@ -201,14 +201,16 @@ Extent ReadExtent(KXArchive& ar, Section& outer) {
 }
 
 /// Reverses the `kBytes` bytes that begin at each pixel of a block's front part, a pixel every
-/// `kStep` bytes, save where they would leave the block.
+/// `kStep` bytes. Of bytes that would leave the block those that stay inside change places among
+/// each other, as if what lies outside were alike on both sides.
 template <int kBytes, int kStep>
 void ReversePixels(BYTE* block, int rowBytes, const KXRect& part) {
   const BYTE* const end = block + rowBytes * KXVOffscreen::kBlockSize;
   for (int y = 0; y < part.Height(); ++y) {
     BYTE* at = block + y * rowBytes;
-    for (int x = 0; x < part.Width() && end - at >= kBytes; ++x, at += kStep) {
-      std::reverse(at, at + kBytes);
+    for (int x = 0; x < part.Width(); ++x, at += kStep) {
+      const int outside = std::max(kBytes - static_cast<int>(end - at), 0);
+      std::reverse(at + outside, at + kBytes - outside);
     }
   }
 }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "kxwcmn/drawing/detail/floodrun.h"
 #include "tests/drawing/drawing_support.h"
 
@@ -81,6 +83,9 @@ void ExpectFormsAgree(int own, const char* name) {
                     random.Edge(90, height + 9));
     }
     if (random.OneIn(9)) clip.bottom = clip.top + random.Int(0, 2);
+    const int ends[] = {INT_MIN, INT_MIN + 1, -1, height + 1, INT_MAX};
+    if (random.OneIn(9)) clip.top = ends[random.Int(0, 4)];
+    if (random.OneIn(9)) clip.bottom = ends[random.Int(0, 4)];
     const int margins[] = {0, 1, 16, 255, -3, 1 << 30};
     const int margin = margins[random.Int(0, 5)];
     const u64 wide = random.OneIn(2) ? kxw::WidenColor(colors[random.Int(0, 3)]) : AnyColor(random);

@@ -158,7 +158,7 @@ TEST(FloodFill, StopsAtABlockThatCannotBeBroughtIn) {
 }
 
 TEST(FloodFill, EndsForCoordinatesAtTheEndsOfTheirRange) {
-  const ImagePtr paint = MakeImage(32, 300, 300), reference = MakeImage(8, 40, 30);
+  const ImagePtr reference = MakeImage(8, 40, 30);
   const KXRect wide(INT_MIN, INT_MIN, INT_MAX, INT_MAX);
   for (const int far : {INT_MIN, -1000, 1000, INT_MAX}) {
     const ImagePtr fresh = MakeImage(32, 300, 300);
@@ -168,10 +168,16 @@ TEST(FloodFill, EndsForCoordinatesAtTheEndsOfTheirRange) {
               300 * 300);
   }
   // Nothing is painted from a seed left of the clip; from one right of it, its row and the next one
-  // are, up to the clip's left end: going left, the right end is not looked at. It is meant.
-  const std::pair<KXRect, int> clips[] = {
-      {KXRect(50, 50, 60, 60), 0}, {KXRect(60, 60, 50, 50), 0}, {KXRect(), 16}};
+  // are, up to the clip's left end: going left, the right end is not looked at. It is meant. A clip
+  // without rows leaves these two.
+  const std::pair<KXRect, int> clips[] = {{KXRect(50, 50, 60, 60), 0},
+                                          {KXRect(60, 60, 50, 50), 0},
+                                          {KXRect(), 16},
+                                          {KXRect(0, 2000000000, 10, -2000000000), 20},
+                                          {KXRect(0, INT_MAX, 10, INT_MAX), 20},
+                                          {KXRect(0, INT_MIN, 10, INT_MIN), 20}};
   for (const auto& [clip, count] : clips) {
+    const ImagePtr paint = MakeImage(32, 300, 300);
     EXPECT_EQ(Fill(*paint, KXPoint(7, 7), 0xFF00FF00, reference.get(), nullptr, clip).count, count);
     EXPECT_EQ(PaintedPixels(*paint), count);
   }

@@ -167,12 +167,28 @@ TEST(Shapes, Segments) {
     ASSERT_TRUE(t.Agree());
   }
   // Ends as far apart as can be: the middle of the line is drawn, and drawn at once, however often.
-  const ImagePtr image = MakeImage(8, 100, 100), deep = MakeImage(64, 100, 100);
+  const ImagePtr image = MakeImage(8, 100, 100), deep = Scribbled(64, 1000, 1000, 1);
   image->DrawSegment(INT_MIN, INT_MIN, INT_MAX, INT_MAX, 1, 0xFF000000, 0, 0);
-  deep->DrawSegment64(INT_MIN, 3, INT_MAX, 70, INT_MAX, u64{100} << 48, 1, 0);
-  KXVOffscreenAutoLock lock(image.get(), 50, 50, 0), deepLock(deep.get(), 50, 50, 0);
+  deep->DrawSegment64(INT_MIN, 3, INT_MAX, 970, INT_MAX, 0, 1, 0);
+  KXVOffscreenAutoLock lock(image.get(), 50, 50, 0), deepLock(deep.get(), 500, 500, 0);
   EXPECT_EQ(image->Get8BitColor(), 255);
   EXPECT_EQ(deep->Get64BitColor() >> 48, 65535u);
+}
+
+TEST(Shapes, StampsOfFaintColoursAddUpOneByOne) {
+  const u64 alphas[] = {0, 1, 2, 254, 255, 256, 1000, 40000, 65534, 65535};
+  for (unsigned seed = 0; seed < 50; ++seed) {
+    SCOPED_TRACE(seed);
+    Twins t(seed, 64, 12, 2);
+    const int times = t.random.OneIn(2) ? t.random.Int(1, 300) : t.random.Int(1, 20000);
+    t.color = (t.color & 0xFFFFFFFFFFFF) | alphas[seed % 10] << 48;
+    // Every pixel of a row lies under as many stamps as the brush is wide.
+    t.fast->DrawSegment64(-20000, 2 - times, 20000, 2 - times, times, t.color, 1, 0);
+    ForEachPixel(*t.plain, KXRect(0, times > 1 ? 0 : 1, 12, 2), [&](int, int) {
+      for (int i = 0; i < times; ++i) LayBehind(*t.plain, t.color, true);
+    });
+    ASSERT_TRUE(t.Agree());
+  }
 }
 
 /// Writes the pixel under the cursor as a simple row does.

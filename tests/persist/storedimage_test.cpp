@@ -212,8 +212,11 @@ TEST(StoredImage, PixelsOfOtherOrdersAreTurned) {
         for (int y = 0; y < 256; ++y) {
           for (int x = 0; x < width; ++x) {
             const std::size_t at = static_cast<std::size_t>(y * bits * 32 + x * step);
-            if (at + static_cast<std::size_t>(bytes) > block.size()) continue;
-            std::reverse(&block[at], &block[at] + bytes);
+            if (at + static_cast<std::size_t>(bytes) <= block.size()) {
+              std::reverse(&block[at], &block[at] + bytes);
+            } else {
+              std::swap(block[at + 1], block[at + 2]);  // behind the byte that was carried there
+            }
           }
         }
       }
