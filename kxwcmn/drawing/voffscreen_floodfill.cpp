@@ -96,6 +96,25 @@ int KXVOffscreen64Bit::FloodFill64(KXRect& result, const KXPoint& seed, u64 colo
                             abortable);
 }
 
+int KXVOffscreen::FloodFill(const KXPoint& seed, DWORD color, int margin, KXRect* result,
+                            int* count) {
+  if (bitCount_ == 64) return FloodFill64(seed, QMCOLORREF32to64(color), margin, result, count);
+  KXRect box;
+  const int done =
+      FloodFill(box, seed, color, this, nullptr, KXPoint(0, 0), GetRect(), margin, count, 0);
+  if (done && result) *result = box;
+  return done;
+}
+
+int KXVOffscreen::FloodFill64(const KXPoint& seed, u64 color, int margin, KXRect* result,
+                              int* count) {
+  KXRect box;
+  const int done =
+      FloodFill64(box, seed, color, this, nullptr, KXPoint(0, 0), GetRect(), margin, count, 0);
+  if (done && result) *result = box;
+  return done;
+}
+
 int KXVOffscreen::FloodFillFrom1Bit(KXVOffscreen* paint, KXRect& result, const KXPoint& seed,
                                     DWORD color, KXVOffscreen* reference, KXVOffscreen* second,
                                     const KXPoint& origin, const KXRect& clip, int* count,

@@ -53,7 +53,7 @@ KXVirtualMemory::~KXVirtualMemory() {
   }
 }
 
-void KXVirtualMemory::Create(unsigned int size, KXFilePath* folder) {
+void KXVirtualMemory::Create(unsigned int size, const KXFilePath* folder) {
   if (created_) kxThrowError(kxw::kFailureBadArgument);
   KXFilePath swapFile;
   if (folder) {

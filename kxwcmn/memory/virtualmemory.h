@@ -14,10 +14,10 @@ class KXSwap;
 
 /// How to create the manager of the process.
 struct _CREATEVMPARAM {
-  DWORD reserved;          // not read
-  KXFilePath* swapFolder;  // folder of the swap file; null means the temporary folder
-  int allocationType;      // 0 default, 1 percent; see kxGetAllocateMemorySize
-  int percent;             // used with allocation type 1
+  DWORD reserved;                // not read
+  const KXFilePath* swapFolder;  // folder of the swap file; null means the temporary folder
+  int allocationType;            // 0 default, 1 percent; see kxGetAllocateMemorySize
+  int percent;                   // used with allocation type 1
 };
 
 /// What a manager has done so far. Counts of blocks and bytes since its creation.
@@ -52,7 +52,9 @@ class KX_EXPORT KXVirtualMemory {
   /// folder whose name contains "SWP": a process that died has left it. Raises KXException with
   /// code 0x200132C9 if no unique name can be made, 0x200132C8 if the file cannot; Create may then
   /// be tried again. A manager is created once: another call raises 0x20010008 and changes nothing.
-  void Create(unsigned int size, KXFilePath* folder);
+  void Create(unsigned int size, const KXFilePath* folder = nullptr);
+  /// The same for a path or its text: `Create(256 << 20, "/var/tmp")`.
+  void Create(unsigned int size, const KXFilePath& folder) { Create(size, &folder); }
 
   /// Makes a block of `size` bytes, rounded up to the disk's sectors: in the pool, not locked, its
   /// contents undefined. Raises KXException with code 8 if there is no room, 0x200132C8 before

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
 
 KXVOffscreenCursor::~KXVOffscreenCursor() = default;
@@ -13,6 +14,14 @@ KXVOffscreen::KXVOffscreen() = default;
 
 KXVOffscreen::~KXVOffscreen() {
   if (memory_) DestroyAllBlock();
+}
+
+KXVOffscreenPtr KXVOffscreen::Make(int bitCount, int width, int height, double resolution,
+                                   KXVirtualMemory* memory) {
+  KXVOffscreenPtr image(CreateOffscreen(bitCount));
+  if (!image) kxThrowError(kxw::kFailureBadArgument);
+  image->Create(memory ? memory : kxGetVirtualMemory(), width, height, resolution);
+  return image;
 }
 
 KXVOffscreen* KXVOffscreen::CreateOffscreen(int bitCount) {
@@ -37,6 +46,10 @@ KXVOffscreen* KXVOffscreen::CreateOffscreen(int bitCount) {
 }
 
 void KXVOffscreen::DeleteOffscreen(KXVOffscreen* offscreen) { delete offscreen; }
+
+void KXVOffscreenDeleter::operator()(KXVOffscreen* offscreen) const {
+  KXVOffscreen::DeleteOffscreen(offscreen);
+}
 
 void KXVOffscreen::Initialize() { ResetFields(0, 0x00FFFFFF, 256); }
 

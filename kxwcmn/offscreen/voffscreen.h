@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -9,6 +10,8 @@
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/block.h"
 #include "kxwcmn/offscreen/cursor.h"
+#include "kxwcmn/offscreen/pixelformat.h"
+#include "kxwcmn/offscreen/voffscreenptr.h"
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
 
@@ -45,6 +48,8 @@ enum DEALLOCATE_BLOCK_TYPE : int {
 /// the cursor is held in memory: an address is good while the cursor stays in that block. Reads
 /// without `Fast` in the name give a default where there is no memory; writes there do nothing.
 ///
+/// Applications bring pixels in and out by `ReadPixels` and `WritePixels`, a rectangle at a time.
+///
 /// An image belongs to one thread at a time, as does its manager. Coordinates are in pixels.
 class KX_EXPORT KXVOffscreen {
  public:
@@ -67,6 +72,12 @@ class KX_EXPORT KXVOffscreen {
     double firstWeight;
     double lastWeight;
   };
+
+  /// Makes an image of `bitCount` bits a pixel and gives it a size, a resolution in pixels a unit
+  /// and a manager, by default that of the process. Raises 0x20010008 for a bit count that is none
+  /// of the seven, and what `Create` raises.
+  static KXVOffscreenPtr Make(int bitCount, int width, int height, double resolution = 72,
+                              KXVirtualMemory* memory = nullptr);
 
   /// Makes an empty image of `bitCount` bits a pixel, owned by the caller; null for a bit count
   /// that is none of the seven.
@@ -582,6 +593,38 @@ class KX_EXPORT KXVOffscreen {
   /// Bytes of the image's blocks: of all, or of those on memory only.
   u64 GetUsedMemory(int onMemoryOnly) const;
 
+  // --- Pixels in bulk (compositing) -------------------------------------------------------------
+
+  // A rectangle of pixels between the image and rows of the caller's, in a format of theirs: at the
+  // speed of memory, whatever blocks it lies in. Each pixel is converted as the cursor's read or
+  // write that the format names would do it.
+  //
+  // `rows` is where the rectangle's top row begins, with the pixel at its left. `stride` is the
+  // number of bytes from a row to the one below it: negative where rows stand bottom-up, and 0 for
+  // rows that follow each other without a gap. What lies outside the image is left out, on both
+  // sides: pixels of the rows keep their places, and keep what they held; so do the bits behind
+  // the last pixel of a row of a depth below 8 bits.
+  //
+  // An empty rectangle does nothing. Both raise 0x20010008 for a format that is none, for null
+  // rows, and for a stride that is shorter than a row or leads out of the address space; they raise
+  // 8 for a block that cannot be brought in or finds no room. What was done before stays. Both lock
+  // the image for the call, and leave a lock of the caller's as it was.
+
+  /// Reads the pixels of `rect` into `rows`. A block without memory reads as the cursor does there:
+  /// as nothing, which is 0 in every channel, 255 in `kGrey8` and, at 24 bits, in `kNative`.
+  void ReadPixels(const KXRect& rect, KXPixelFormat format, void* rows, std::ptrdiff_t stride = 0);
+
+  /// Writes the pixels of `rect` from `rows`. A block without memory stays without where all that
+  /// would be written to it is what nothing reads as in `kNative`: bytes of 0, and white at 24
+  /// bits. Transparent pixels that have a colour take memory, which `Optimize` can give back. A
+  /// block that has memory keeps it.
+  void WritePixels(const KXRect& rect, KXPixelFormat format, const void* rows,
+                   std::ptrdiff_t stride = 0);
+
+  /// Bytes of a row of `width` pixels of this image in a format, without a gap behind it: the least
+  /// stride. Raises 0x20010008 for a format that is none and for a negative width.
+  std::size_t GetPixelRowBytes(KXPixelFormat format, int width) const;
+
   // --- Mixing rows (compositing) ----------------------------------------------------------------
 
   /// Passes the image's pixels from `x1` to `x2`, inclusive, of the cursor's row to `mixer`, which
@@ -737,6 +780,15 @@ class KX_EXPORT KXVOffscreen {
                 KXVOffscreen* second, const KXPoint& origin, const KXRect& clip, int margin,
                 int* count, int abortable);
 
+  // The common case: connectedness is judged on this image, all of which may be painted. Nothing
+  // else differs: `margin` is the tolerance, and `result` and `count` (may be null) are written
+  // where 1 is returned. At 64 bits both judge and paint in 64 bits.
+
+  int FloodFill(const KXPoint& seed, DWORD color, int margin = 0, KXRect* result = nullptr,
+                int* count = nullptr);
+  int FloodFill64(const KXPoint& seed, u64 color, int margin = 0, KXRect* result = nullptr,
+                  int* count = nullptr);
+
   // One variant of the fill each, by the terms in which it reads and writes; `FloodFill` chooses
   // among them by the reference's depth and the margin. They take images of any depth and do
   // nothing, returning 0, for a null `paint` or `reference`.
@@ -871,6 +923,8 @@ class KX_EXPORT KXVOffscreen {
   /// itself or ends early, 8 if a compressed block is damaged or memory runs out, and what the
   /// archive raises. Memory is taken for the grid and for blocks that the stream really holds.
   static KXVOffscreen* Read(KXArchive& ar);
+  /// The same into a manager of the caller's choice; raises 0x20010008 for null.
+  static KXVOffscreenPtr Read(KXArchive& ar, KXVirtualMemory* memory);
 
  protected:
   KXVOffscreen();

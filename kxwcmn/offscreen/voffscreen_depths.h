@@ -210,6 +210,7 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
                         int baseY, double scale, u64& result) override;
 
   /// A fill of 64 bits keeps the colour whole where the reference has 64 bits.
+  using KXVOffscreen::FloodFill64;
   int FloodFill64(KXRect& result, const KXPoint& seed, u64 color, KXVOffscreen* reference,
                   KXVOffscreen* second, const KXPoint& origin, const KXRect& clip, int margin,
                   int* count, int abortable) override;

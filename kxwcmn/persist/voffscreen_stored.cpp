@@ -267,10 +267,6 @@ void ReadBlocks(KXArchive& ar, Section& outer, KXVOffscreen& image, const Header
   section.End();
 }
 
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-
 }  // namespace
 
 void KXVOffscreen::Write(KXArchive& ar, KXVOffscreen* image, int compressionLevel) {
@@ -298,12 +294,15 @@ void KXVOffscreen::Write(KXArchive& ar, KXVOffscreen* image, int compressionLeve
   ar.EndSection();
 }
 
-KXVOffscreen* KXVOffscreen::Read(KXArchive& ar) {
+KXVOffscreen* KXVOffscreen::Read(KXArchive& ar) { return Read(ar, kxGetVirtualMemory()).release(); }
+
+KXVOffscreenPtr KXVOffscreen::Read(KXArchive& ar, KXVirtualMemory* memory) {
+  if (!memory) kxThrowError(kxw::kFailureBadArgument);
   Section section(ar, nullptr);
   const Header header = ReadHeader(ar, section);
-  std::unique_ptr<KXVOffscreen, DeleteImage> image(CreateOffscreen(header.bitCount));
+  KXVOffscreenPtr image(CreateOffscreen(header.bitCount));
   if (!image) kxThrowError(kxw::kFailureBadFormat);
-  image->Create(kxGetVirtualMemory(), header.width, header.height, header.resolution);
+  image->Create(memory, header.width, header.height, header.resolution);
   if (header.blockCount > 0) {
     // Every block that comes into being is filled from the stream.
     image->EnableClear(0);
@@ -311,5 +310,5 @@ KXVOffscreen* KXVOffscreen::Read(KXArchive& ar) {
     image->EnableClear(1);
   }
   section.End();
-  return image.release();
+  return image;
 }

@@ -5,17 +5,15 @@
 #include "kxwcmn/kxwcmn.h"
 
 int main() {
-  KXVOffscreen* image = KXVOffscreen::CreateOffscreen(32);
   try {
-    kxGetVirtualMemory()->Create(1 << 20, nullptr);
-    image->Create(kxGetVirtualMemory(), 300, 300, 72.0);
+    kxGetVirtualMemory()->Create(1 << 20);
+    const KXVOffscreenPtr image = KXVOffscreen::Make(32, 300, 300);
     image->RectFill(KXRect(290, 290, 291, 291), 0, 0xFF336699);
-    image->Lock(290, 290, 0);
-    std::printf("%08X\n", image->Get32BitColor());
-    image->Unlock();
+    DWORD color;
+    image->ReadPixels(KXRect(290, 290, 291, 291), KXPixelFormat::kRgba8, &color);
+    std::printf("%08X\n", color);
     image->Create(nullptr, 1, 1, 72.0);
   } catch (const KXException& failure) {
     std::printf("%08X\n", static_cast<unsigned>(failure.GetErrorCode()));
   }
-  KXVOffscreen::DeleteOffscreen(image);
 }

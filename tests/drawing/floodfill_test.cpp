@@ -129,6 +129,41 @@ TEST(FloodFill, JudgesItsOwnImageAndOneReferenceTwice) {
   EXPECT_EQ(own.box, KXRect(290, 0, 300, 40));
 }
 
+TEST(FloodFill, HasAShortFormForAllOfOneImage) {
+  const DWORD color = 0xFF202020;
+  const u64 color64 = 0xFFFF202020202020;
+  for (const int bits : kAllDepths) {
+    SCOPED_TRACE(bits);
+    const ImagePtr images[] = {MakeImage(bits, 300, 300), MakeImage(bits, 300, 300),
+                               MakeImage(bits, 300, 300)};
+    for (const ImagePtr& image : images) {
+      image->RectFill64(image->GetRect(), 0, ~0ull);
+      image->RectFill64(KXRect(270, 0, 271, 300), 0, 0xFFFF000000000000);
+      image->RectFill64(KXRect(285, 0, 286, 300), 0, 0xFFFFFCFCFCFCFCFC);
+    }
+    const int margin = bits == 64 ? 1000 : 5;  // the second line is within it of white
+    const KXPoint seed(280, 9);
+    KXRect box[3];
+    int count[3];
+    EXPECT_EQ(images[0]->FloodFill64(box[0], seed, color64, images[0].get(), nullptr, kOrigin,
+                                     images[0]->GetRect(), margin, &count[0], 0),
+              1);
+    EXPECT_EQ(images[1]->FloodFill(seed, color, margin, &box[1], &count[1]), 1);
+    EXPECT_EQ(images[2]->FloodFill64(seed, color64, margin, &box[2], &count[2]), 1);
+    EXPECT_EQ(count[0], 29 * 300);
+    EXPECT_EQ(box[0], KXRect(271, 0, 300, 300));
+    for (const int i : {1, 2}) {
+      EXPECT_EQ(count[i], count[0]);
+      EXPECT_EQ(box[i], box[0]);
+      EXPECT_TRUE(AreSame(*images[i], *images[0]));
+      EXPECT_EQ(images[i]->FloodFill(KXPoint(300, 9), color, margin, &box[i], &count[i]), 0);
+      EXPECT_EQ(count[i], count[0]);
+      EXPECT_EQ(box[i], box[0]);
+    }
+    EXPECT_EQ(images[0]->FloodFill(KXPoint(9, 9), color), 1);
+  }
+}
+
 TEST(FloodFill, StopsAtABlockThatCannotBeBroughtIn) {
   for (const bool isByPixels : {false, true}) {
     for (const int lost : {0, 1}) {

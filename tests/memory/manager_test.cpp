@@ -228,8 +228,9 @@ TEST_F(Memory, FailedCreationLeavesNothingAndMayBeTriedAgain) {
   for (const std::string& path : {folder.Path("missing"), std::string("\\proc")}) {
     KXFilePath unusable(path.c_str());
     EXPECT_EQ(CodeOf([&] { manager->Create(100000, &unusable); }), kxw::kFailureNoSwapName);
+    EXPECT_EQ(CodeOf([&] { manager->Create(100000, path.c_str()); }), kxw::kFailureNoSwapName);
   }
-  Create(100000);
+  manager->Create(100000, folder.Path().c_str());
   EXPECT_EQ(CountEntries(folder), 1);
 }
 

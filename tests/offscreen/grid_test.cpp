@@ -70,6 +70,16 @@ TEST(Grid, RefusesSizesAndManagersThatAreNone) {
   image->Unlock();
   image->Destroy();
   image->Destroy();
+
+  for (const int bits : {0, 4, -1, 128}) {
+    EXPECT_EQ(CodeOf([&] { KXVOffscreen::Make(bits, 9, 9); }), 0x20010008);
+  }
+  EXPECT_EQ(CodeOf([&] { KXVOffscreen::Make(8, -1, 9); }), 0x20010008);
+  image = KXVOffscreen::Make(2, 9, 7);
+  EXPECT_EQ(image->GetVirtualMemory(), kxGetVirtualMemory());
+  EXPECT_EQ(image->GetRect(), KXRect(0, 0, 9, 7));
+  EXPECT_EQ(image->GetBitCount(), 2);
+  EXPECT_EQ(image->GetResolution(), 72);
 }
 
 TEST(Grid, CreatedTwiceOrDestroyedUnderALockLeaksNothing) {

@@ -169,10 +169,21 @@ TEST(StoredImage, HasItsLayoutAndComesBack) {
           ASSERT_TRUE(Store(*back, 0) == raw && AllBlocks(*back) == blocks);
           EXPECT_TRUE(back->IsEnableClear() && back->GetLockCount() == 0);
           EXPECT_EQ(back->GetOffset(), KXPoint());
+
+          StringArchive in(load, 1000, text);
+          back = KXVOffscreen::Read(in, image->GetVirtualMemory());
+          EXPECT_EQ(back->GetVirtualMemory(), SmallManager());
+          ASSERT_TRUE(AllBlocks(*back) == blocks);
         }
       }
     }
   }
+}
+
+TEST(StoredImage, NeedsAManager) {
+  StringArchive in(kLoadBig, 0, Store(*MakeImage(8, 9, 9), 0));
+  EXPECT_EQ(CodeOf([&] { KXVOffscreen::Read(in, nullptr); }), 0x20010008);
+  EXPECT_EQ(in.GetPosition(), 0u);
 }
 
 TEST(StoredImage, HolesAndEmptyImagesCostAByteOrNothing) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <random>
 
 #include "kxwcmn/memory/virtualmemory.h"
@@ -30,16 +29,11 @@ inline KXVirtualMemory* RoomyManager() {
   return manager;
 }
 
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
+using ImagePtr = KXVOffscreenPtr;
 
 inline ImagePtr MakeImage(int bits, int width, int height, double resolution = 72,
                           KXVirtualMemory* manager = SmallManager()) {
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(manager, width, height, resolution);
-  return image;
+  return KXVOffscreen::Make(bits, width, height, resolution, manager);
 }
 
 class Random {

@@ -35,11 +35,12 @@ inline void CopyBits(BYTE* to, const BYTE* from, int first, int last) {
 }
 
 /// A packed row moved sideways: bit `fromBit` of the row comes to stand at `toBit`, and the `count`
-/// bits behind it follow. The bits around them are of no meaning.
+/// bits behind it follow. The bits around them are of no meaning. Both rows are those of a block,
+/// or a byte longer.
 class ShiftedRow {
  public:
   ShiftedRow(const BYTE* row, int rowBytes, int fromBit, int toBit, int count) {
-    BYTE padded[kPadding + kMaxPackedRow + kPadding] = {};
+    BYTE padded[kPadding + kMaxPackedRow + 2 * kPadding] = {};
     std::memcpy(padded + kPadding, row, static_cast<std::size_t>(rowBytes));
     const int shift = fromBit - toBit;  // may be negative; >> and & keep its multiples of 8 apart
     const int first = toBit >> 3, end = (toBit + count + 7) >> 3;
@@ -54,7 +55,7 @@ class ShiftedRow {
  private:
   // The byte before the row's first can be looked at, and one behind its last.
   static constexpr int kPadding = 8;
-  BYTE bytes_[kMaxPackedRow];
+  BYTE bytes_[kMaxPackedRow + kPadding];
 };
 
 /// The pixels of a row, one after another.
