@@ -73,6 +73,12 @@ TEST(FloodFill, PaintsOneRowBelowASeedInTheLastRowOfTheClip) {
       Fill(*paint, KXPoint(60, 299), kBlack, reference.get(), nullptr, KXRect(50, 299, 70, 300));
   EXPECT_EQ(last.count, 20);
   EXPECT_EQ(last.box, KXRect(60, 299, 61, 300));
+  // A neighbour that lies in the clip alone does, where the image has no such row.
+  for (const KXRect& clip : {KXRect(50, -1, 70, 1), KXRect(50, 0, 70, 2)}) {
+    const ImagePtr line = MakeImage(8, 300, 1);
+    EXPECT_EQ(Fill(*line, KXPoint(60, 0), kBlack, reference.get(), nullptr, clip).box,
+              KXRect(50, 0, 70, 1));
+  }
 }
 
 TEST(FloodFill, PaintsInTheTermsOfTheReference) {
@@ -107,6 +113,25 @@ TEST(FloodFill, PaintsInTheTermsOfTheReference) {
               : c.bits == 8 ? paint->Get8BitColor()
                             : paint->Get2BitColor() >> (c.bits == 1 ? 1 : 0),
               c.pixel);
+  }
+}
+
+// Going left a pixel of 32 bits counts as filled by all of its channels, going right by the colour
+// that its alpha leaves. It is meant.
+TEST(FloodFill, SeesTranslucentPaintOf32BitsToTheRightAlone) {
+  for (const int margin : {0, 5}) {
+    const ImagePtr paint = MakeImage(32, 9, 1), reference = MakeImage(32, 9, 1);
+    for (const int x : {2, 6}) paint->RectFill(KXRect(x, 0, x + 1, 1), 0, 0x7F4080C0);
+    KXRect box;
+    int count = 0;
+    paint->FloodFill(box, KXPoint(4, 0), 0xFF204060, reference.get(), nullptr, kOrigin,
+                     paint->GetRect(), margin, &count, 0);
+    EXPECT_EQ(count, 6);
+    KXVOffscreenAutoLock lock(paint.get(), 0, 0, 0);
+    for (int x = 0; x < 9; ++x, paint->NextCursorX()) {
+      const DWORD left = x == 6 ? 0x7F4080C0 : 0x00FFFFFF;
+      EXPECT_EQ(paint->Get32BitColor(), x < 6 ? 0xFF204060 : left) << x;
+    }
   }
 }
 

@@ -164,6 +164,42 @@ TEST(MixerShapes, FilledCirclesAndTheirFormInAColor) {
   }
 }
 
+// Every size, and with its first columns left of the image: these are cut toward 0, so that a row
+// there may begin a column late, and then ends one early.
+TEST(MixerShapes, FilledCirclesThatBeginLeftOfTheImage) {
+  Scene s(2);
+  s.mixer.SetNode(&s.replace);
+  s.mixer.SetSrcOffscreen(nullptr, {});
+  s.mixer.SetColor(KXComplexColor(8, BYTE{255}));
+  const DWORD black = 0xFF000000;
+  for (int d = 5; d < 30; ++d) {
+    for (int left = -d; left < 3; ++left) {
+      for (const bool inColor : {false, true}) {
+        const ImagePtr image = MakeImage(8, 40, 40, 72, RoomyManager());
+        s.mixer.SetDstOffscreen(image.get());
+        if (inColor) {
+          image->CircleFill(left, 5, d, black, 0, nullptr, KXPoint(), nullptr, nullptr);
+        } else {
+          image->CircleFill(left, 5, d, &s.mixer, nullptr, nullptr, nullptr);
+        }
+        KXVOffscreenAutoLock lock(image.get(), 0);
+        for (int i = 0; i < d; ++i) {
+          const double r = d * 0.5, cx = left + r, t = r - 0.5 - i;
+          const int xl = int(cx - std::sqrt(r * r - t * t));
+          const int xr = 2 * int(cx) - xl - (d % 2 == 0);
+          int drawn = 0, last = -1;
+          for (int x = 0; x < 40; ++x) {
+            image->MoveCursor(x, 5 + i);
+            if (image->Get8BitColor()) ++drawn, last = x;
+          }
+          ASSERT_EQ(drawn, std::max(xr + 1 - std::max(xl, 0), 0)) << d << ", " << left << ", " << i;
+          ASSERT_EQ(last, drawn ? xr : -1) << d << ", " << left << ", " << i;
+        }
+      }
+    }
+  }
+}
+
 TEST(MixerShapes, AntiAliasedCircles) {
   for (unsigned seed = 0; seed < 240; ++seed) {
     SCOPED_TRACE(seed);
@@ -201,6 +237,62 @@ TEST(MixerShapes, AntiAliasedCircles) {
   }
 }
 
+/// The rule of an outline: the points of an eighth, each in its eight places.
+template <class Op>
+void WalkOutline(int radius, bool hasMask, Op plot) {
+  i64 x = 0, y = radius, d = 3 - 2 * i64(radius);
+  while (x < y || (hasMask && x == y)) {
+    plot(x, y);
+    plot(y, x);
+    d += d >= 0 ? 4 * (x - y--) + 10 : 4 * x + 6;
+    ++x;
+  }
+  if (x == y) plot(x, y);
+}
+
+// Of an outline that is huge beside its image only what may touch the image is walked: here a few
+// points about each place where that is decided, and about the ends, in all eight mirror images.
+TEST(MixerShapes, NothingOfAHugeOutlineIsJumpedOver) {
+  Scene s(2);
+  s.mixer.SetNode(&s.add);
+  s.mixer.SetSrcOffscreen(nullptr, {});
+  s.mixer.SetColor(KXComplexColor(8, BYTE{1}));
+  constexpr int kSize = 3;
+  for (const int radius : {5700, 30000, 30007}) {
+    std::vector<KXPoint> arc;
+    WalkOutline(radius, false, [&](i64 x, i64 y) { arc.emplace_back(int(x), int(y)); });
+    std::vector<int> places;
+    for (int x = 0; x < radius * 7 / 10; x += 4096) places.push_back(2 * x);
+    places.push_back(int(arc.size()));
+    for (const int place : places) {
+      for (int n = std::max(place - 10, 0); n < std::min(place + 11, int(arc.size())); ++n) {
+        for (int signs = 0; signs < 4; ++signs) {
+          const int cx = (signs & 1 ? arc[n].x : -arc[n].x) + n % kSize;
+          const int cy = (signs & 2 ? arc[n].y : -arc[n].y) + n / 3 % kSize;
+          const ImagePtr image = MakeImage(8, kSize, kSize, 72, RoomyManager());
+          s.mixer.SetDstOffscreen(image.get());
+          image->Circle(cx, cy, radius, 0, &s.mixer, nullptr, nullptr, nullptr);
+          int expected[kSize][kSize] = {};
+          for (int k = std::max(n - 20, 0); k < std::min(n + 20, int(arc.size())); ++k) {
+            for (const int x : {cx + arc[k].x, cx - arc[k].x}) {
+              for (const int y : {cy + arc[k].y, cy - arc[k].y}) {
+                if (image->GetRect().PtInRect(KXPoint(x, y))) ++expected[y][x];
+              }
+            }
+          }
+          KXVOffscreenAutoLock lock(image.get(), 0);
+          for (int y = 0; y < kSize; ++y) {
+            for (int x = 0; x < kSize; ++x) {
+              image->MoveCursor(x, y);
+              ASSERT_EQ(image->Get8BitColor(), expected[y][x]) << radius << ", point " << n;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
   for (unsigned seed = 0; seed < 210; ++seed) {
     SCOPED_TRACE(seed);
@@ -208,8 +300,9 @@ TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
     s.mixer.SetNode(&s.add);
     s.mixer.SetColor(KXComplexColor(8, BYTE{1}));
     const bool isHuge = s.random.OneIn(3);
-    const int radius =
+    int radius =
         isHuge ? s.random.Int(9000, 2000000) : s.random.Int(-2, s.random.OneIn(2) ? 9 : 200);
+    if (seed < 60) radius = int(seed);  // every one that ends on the diagonal or beside it
     const double angle = s.random.Int(0, 628) / 100.0;
     const int cx = 150 + (isHuge ? int(radius * std::cos(angle)) : s.random.Int(-99, 99));
     const int cy = 140 + (isHuge ? int(radius * std::sin(angle)) : s.random.Int(-99, 99));
@@ -218,20 +311,12 @@ TEST(MixerShapes, CircleOutlinesPlotTheirPointsAsOftenAsTheRuleDoes) {
           o.Circle(cx, cy, radius, 5, &s.mixer, s.Mask(), s.clip, s.stipple);
         },
         [&] {
-          i64 x = 0, y = radius, d = 3 - 2 * i64(radius);
-          const auto plot = [&](i64 px, i64 py) {
+          WalkOutline(radius, s.hasMask, [&](i64 px, i64 py) {
             for (const i64 sx : {px, -px}) {
               for (const i64 sy : {py, -py})
                 s.Lay(int(cx + sx), int(cy + sy), Scene::kNoSource, 0, false);
             }
-          };
-          while (x < y || (s.hasMask && x == y)) {
-            plot(x, y);
-            plot(y, x);
-            d += d >= 0 ? 4 * (x - y--) + 10 : 4 * x + 6;
-            ++x;
-          }
-          if (x == y) plot(x, y);
+          });
         }));
   }
 }

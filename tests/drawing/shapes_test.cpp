@@ -124,8 +124,10 @@ TEST(Shapes, Segments) {
     if (t.random.OneIn(4)) x2 = x1;
     if (t.random.OneIn(4)) y2 = y1;
     if (t.random.OneIn(8)) y2 = y1 + (x2 - x1) / 2;
-    const int width = t.random.OneIn(2) ? 1 : t.random.Int(-1, reach == 20 ? 50 : 9);
-    const int adjust = t.random.Int(0, 2);
+    const bool isDiagonal = reach == 20 && t.random.OneIn(2);  // or a little off
+    if (isDiagonal) y2 = y1 + (t.random.OneIn(2) ? -1 : 1) * (x2 - x1) * t.random.Int(19, 21) / 20;
+    const int width = !isDiagonal && t.random.OneIn(2) ? 1 : t.random.Int(-1, reach == 20 ? 50 : 9);
+    const int adjust = isDiagonal ? 1 : t.random.Int(0, 2);
     const int behind = t.random.Int(0, 2);
     const bool second = t.random.OneIn(2);
     (*t.fast.*(second ? &KXVOffscreen::DrawSegment642 : &KXVOffscreen::DrawSegment64))(
