@@ -48,9 +48,8 @@ void* KXVOffscreen::LockBlock(int index) {
     }
     hasContents = false;
   }
-  int loaded = 0;
-  void* address = memory_->Lock(block, editMode_, &loaded);
-  if (address && !hasContents && !loaded && enableClear_ == 1) {
+  void* address = memory_->Lock(block, editMode_, nullptr);
+  if (address && !hasContents && enableClear_ == 1) {
     ClearBlock(static_cast<BYTE*>(address));
   }
   return address;

@@ -242,7 +242,6 @@ void ReadBlocks(KXArchive& ar, Section& outer, KXVOffscreen& image, const Header
   }
 
   Section section(ar, &outer);
-  section.Need(static_cast<UINT>(header.blockCount));  // an entry has a byte at least
   KXVOffscreenAutoLock lock(&image, 1);
   KXBlockGetter cells(&image, extent.rect, 0);
   KXRect part;

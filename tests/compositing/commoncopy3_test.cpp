@@ -71,9 +71,10 @@ TEST(CommonCopy3, LaysEachPixelThroughTheMixer) {
         KXVOffPixelMixer mixer;
         mixer.SetNode(rules[seed]);
         mixer.SetColor(KXComplexColor(64, random.Bits()));  // its alpha weighs
-        mixer.SetDstOffscreen(expected.get());
+        const int depth = random.OneIn(4) ? 48 : bits;      // of another depth's rule
+        mixer.SetDstOffscreen(depth, expected.get());
         ModelCommonCopy3(*expected, *src, c, mixer, color, seed < 2);
-        mixer.SetDstOffscreen(dst.get());
+        mixer.SetDstOffscreen(depth, dst.get());
         dst->CommonCopy3(c.dstX, c.dstY, c.width, c.height, src.get(), c.srcX, c.srcY, &mixer,
                          color, c.clearMode, seed < 2);
         ASSERT_NO_FATAL_FAILURE(ExpectSame(*dst, *expected));

@@ -105,8 +105,8 @@ TYPED_TEST(Geometry, SetOperationsKeepTheTargetWhenEmpty) {
   EXPECT_EQ(a | b, Rect(0, -5, 20, 10));
   EXPECT_EQ(a | none, a);
   EXPECT_EQ(none | a, a);
-  EXPECT_EQ(r.IntersectWithOffset(a, b, 5, -5), 1);
-  EXPECT_EQ(r, Rect(0, 0, 10, 10));
+  EXPECT_EQ(r.IntersectWithOffset(a, b, 5, -7), 1);
+  EXPECT_EQ(r, Rect(0, 2, 10, 10));
 
   const Point p(12, -3);
   EXPECT_EQ(r.UnionRect(&p), 1);
@@ -114,6 +114,8 @@ TYPED_TEST(Geometry, SetOperationsKeepTheTargetWhenEmpty) {
   Rect grown;  // a union would leave the empty rectangle out
   grown.UnionPoint(p);
   EXPECT_EQ(grown, Rect(0, -3, 13, 0));
+  grown.UnionPoint(Point(13, 0));  // on the edges that are open
+  EXPECT_EQ(grown, Rect(0, -3, 14, 1));
 
   EXPECT_TRUE(none.IsRectEmpty());
   EXPECT_FALSE(none.IsRectNull());

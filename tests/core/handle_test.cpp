@@ -96,8 +96,10 @@ TYPED_TEST(Blocks, CopyFromEveryKindOfSource) {
   EXPECT_STREQ(Bytes(block), "0de3Xrs");
   block.Copy(Bytes(block), 6, 1);  // four bytes and then single ones, from the front
   EXPECT_EQ(std::string(Bytes(block), 8), std::string("00de333\0", 8));
+  block.Copy(Bytes(block), 4, 3, 2);  // four at once, over themselves
+  EXPECT_EQ(std::string(Bytes(block), 8), std::string("00dde33\0", 8));
   block.BlockMove(6, 2, 0);
-  EXPECT_EQ(std::string(Bytes(block), 8), "0000de33");
+  EXPECT_EQ(std::string(Bytes(block), 8), "0000dde3");
   const KXHandle none;
   EXPECT_EQ(CodeOf([&] { block.Copy(none); }), kxw::kFailureBadArgument);
   EXPECT_EQ(CodeOf([&] { block.Copy(static_cast<QMHANDLE__*>(nullptr)); }),
@@ -126,6 +128,7 @@ TEST(AutoHandle, WorksByAssignmentAlone) {
   KXAutoHandle held(handle);
   EXPECT_EQ(static_cast<void*>(held), nullptr);
   EXPECT_STREQ(static_cast<char*>(held = handle), "x");
+  EXPECT_STREQ(static_cast<char*>(held = handle), "x");  // it is held already
   {
     KXAutoHandle same;
     same = held;

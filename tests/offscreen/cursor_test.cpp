@@ -206,10 +206,16 @@ TEST(Locks, StayAsTheyAreWhereABlockFindsNoRoom) {
   EXPECT_THROW(image->NextCursorX(), KXException);
   image->Set64BitColor(u64{1});  // the cursor stands off the image
   EXPECT_EQ(image->Get64BitColor(), 0u);
+  image->Unlock();
+  image->Lock(-1, -1, 0);
+  EXPECT_THROW(image->Lock(0, 0, 1), KXException);
+  image->MoveCursor(0, 0);  // the lock that was not granted has not turned writing on
+  image->Unlock();
   EXPECT_EQ(image->GetUsedMemory(0), 0u);
+  image->Lock(-1, 5, 1);
   holders.clear();
   image->NextCursorX();
-  EXPECT_EQ(image->GetBaseAddress() + 5 * 2048 + 8, image->GetCurrentAddress());
+  EXPECT_EQ(image->GetBaseAddress() + 5 * 2048, image->GetCurrentAddress());
   EXPECT_EQ(image->GetLockCount(), 1u);
   image->Unlock();
 }

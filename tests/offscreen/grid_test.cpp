@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/memory/swapblock.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/blockgetter.h"
 #include "tests/support/images.h"
@@ -102,8 +103,10 @@ TEST(Grid, CreatedTwiceOrDestroyedUnderALockLeaksNothing) {
       KXVOffscreenAutoLock outer(image.get(), 1, 1, 1);
       KXVOffscreenAutoLock inner(image.get(), 1, 1, 1);
       image->Destroy();
+      image->Create(SmallManager(), 100, 100, 72);
     }
     EXPECT_EQ(image->GetLockCount(), 0u);
+    EXPECT_EQ(image->GetUsedMemory(0), 0u) << "the scopes ended without a block to go back to";
     EXPECT_EQ(image->GetSpecialtyOffscr(), 9);
     image->Create(SmallManager(), 100, 100, 72);
     Mark(*image, 1, 1, 6);
@@ -173,10 +176,18 @@ TEST(Grid, GrowthAndShrinkingKeepThePicture) {
           ASSERT_EQ(image->GetHeight(), height - 256);
         }
       } else {
-        const KXRect keep(random.Edge(0, width - 1), random.Edge(0, height - 1), width, height);
+        const int left = random.Edge(0, width - 1), top = random.Edge(0, height - 1);
+        const KXRect keep(left, top, random.Edge(left + 1, width), random.Edge(top + 1, height));
         KXPoint shift;
         ASSERT_EQ(image->DeallocateRect(keep, shift), 1);
         ASSERT_EQ(shift, KXPoint(keep.left / 256 * 256, keep.top / 256 * 256));
+        // Blocks that lie beyond the far edges whole are gone, and take the size to a seam.
+        const auto cut = [](int size, int end) {
+          const int removed = (size - end) / 256;
+          return removed > 0 ? ((size + 255) / 256 - removed) * 256 : size;
+        };
+        ASSERT_EQ(image->GetWidth(), cut(width - shift.x, keep.right - shift.x));
+        ASSERT_EQ(image->GetHeight(), cut(height - shift.y, keep.bottom - shift.y));
       }
       check();
     }
@@ -279,6 +290,8 @@ TEST(BlockIteration, GivesEachBlockOnceCutAsAsked) {
   EXPECT_EQ(image->GetBlockArea(KXRect(0, 0, 10, 10), 1, &one, 1), 0);
   EXPECT_EQ(image->GetBlockArea(KXRect(0, 0, 300, 10), 1, &one, 1), 1);
   EXPECT_EQ(KXRect(one), KXRect(256, 0, 300, 10));
+  EXPECT_EQ(image->GetBlockArea(KXRect(0, 0, 300, 10), 1, &one, 2), 1);
+  EXPECT_EQ(KXRect(one), KXRect(256, 0, 512, 256)) << "cut by 1 alone";
 
   for (int clip : {0, 1}) {
     Random random(5);
@@ -315,6 +328,10 @@ TEST(ProtectArea, DecidesWhatOldAndNewBlocksBecome) {
   Mark(*image, 800, 300, 1);
   EXPECT_EQ(image->IsBlockAbsoluteProtect(300, 300), 1);
   EXPECT_EQ(image->IsBlockAbsoluteProtect(800, 300), 0);
+  for (const int x : {300, 800}) {
+    const auto* block = reinterpret_cast<const KXSwapBlock*>(image->GetBlockExist(x, 300));
+    EXPECT_EQ(block->IsTemporary(), x == 800);
+  }
   image->SetProtectArea(KXRect(0, 0, 100, 100));
   image->SetProtectBlockArea(KXRect(300, 300, 310, 310));
   image->SetProtectBlockArea(KXRect(2000, 300, 2010, 310));
@@ -341,6 +358,12 @@ TEST(ProtectArea, DroppedBlocksComeBackCleared) {
   EXPECT_EQ(image->CheckAreaType(0), kAreaEmpty);
   EXPECT_EQ(At(*image, 5, 5), 0x11);
   EXPECT_EQ(image->CheckAreaType(0), kAreaContents);
+  // One that became temporary in the swap file is not read from there any more.
+  image->AllowBreak(0);
+  image->RectFill(image->GetRect(), 0, 0x09000000);  // so that all memory about holds it
+  image->UnloadAllBlock();
+  image->ClearProtectArea();
+  EXPECT_EQ(At(*image, 300, 5), 0x11);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/voffscreen_depths.h"
 #include "tests/support/images.h"
 
 namespace {
@@ -109,6 +110,20 @@ TEST(Optimize, AndExtentsAgreeWithALookAtEveryPixel) {
       for (int i = 0; i < blocks; ++i) {
         ASSERT_EQ(image->GetBlockExist(i) != 0, stays[std::size_t(i)]) << bits << " " << seed;
       }
+    }
+  }
+}
+
+TEST(Optimize, WhatLiesBeyondTheEdgeIsNotInUse) {
+  for (int bits : kAllDepths) {
+    for (const int width : {1, 3, 13, 100}) {
+      ImagePtr image = MakeImage(bits, width, 9);
+      image->SetClearColor(BYTE{255});
+      image->SetClearColor(~DWORD{0});
+      if (bits == 64) static_cast<KXVOffscreen64Bit&>(*image).SetClearQMCOLORREF64(~u64{0});
+      image->RectFill(image->GetRect(), 0, bits == 24 ? 0 : 0x00FFFFFF);
+      image->Optimize();
+      EXPECT_EQ(image->GetUsedMemory(0), 0u) << bits << ", " << width;
     }
   }
 }

@@ -169,6 +169,20 @@ TEST(Archive, EndsAreToldByCachesAlone) {
   EXPECT_EQ(out.GetLength(), std::numeric_limits<int>::max());
   EXPECT_EQ(CodeOf([&] { out.Write("xx", 2); }), kxw::kErrorFileTooLarge);
   EXPECT_EQ(CodeOf([&] { out.BeginSection(); }), kxw::kErrorFileTooLarge);
+
+  // What is pending counts, in the length and at the end of all positions.
+  StringArchive pending(kStoreBig, 100, "0123");
+  char read[4];
+  pending.Read(read, 4);
+  pending.Write("ab", 2);  // behind what was read, which is not written again
+  EXPECT_EQ(pending.GetLength(), 6);
+  EXPECT_EQ(pending.Flushed(), "0123ab");
+  for (const UINT origin : {0u, 1u}) pending.Seek(std::numeric_limits<int>::max(), origin);
+  pending.Seek(-14, 1);
+  pending.Write("0123456789", 10);
+  const UINT room = 0xFFFFFFFF - pending.GetPosition();
+  EXPECT_LT(room, 10u);
+  EXPECT_EQ(CodeOf([&] { pending.Write("0123456789", room + 1); }), kxw::kErrorFileTooLarge);
 }
 
 // --- Sections ------------------------------------------------------------------------------------
@@ -290,6 +304,13 @@ TEST(ArchiveMem, GrowsByItsStepsAndTurnsRound) {
   ar.MemFree();
   ar >> value;
   EXPECT_EQ(value, 0u);
+
+  KXArchiveMem turned(kStoreBig, 0);
+  turned << WORD{7};
+  turned.SetMode(kLoadBig);
+  turned.Seek(0, 0);
+  turned >> value;
+  EXPECT_EQ(turned.GetPosition(), 2u) << "the block is longer, but not what was written";
 }
 
 }  // namespace

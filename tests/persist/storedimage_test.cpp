@@ -200,7 +200,11 @@ TEST(StoredImage, HolesAndEmptyImagesCostAByteOrNothing) {
   Store(*image, 1);
   EXPECT_EQ(image->GetUsedMemory(0), 2u * 65536);
   EXPECT_EQ(CodeOf([&] { Store(*image, 10); }), 8);
-  ImagePtr huge = MakeImage(1, 256 * 1024, 256 * 1024 + 1);
+  ImagePtr huge = MakeImage(1, 256 * 1024, 256 * 1024);
+  back = Load(Store(*huge, 0));
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->GetRect(), huge->GetRect());
+  huge = MakeImage(1, 256 * 1024, 256 * 1024 + 1);
   EXPECT_EQ(CodeOf([&] { Store(*huge, 0); }), 0x20010008);
 }
 
