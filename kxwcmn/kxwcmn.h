@@ -2,6 +2,9 @@
 
 // Every public header of the library.
 
+#include "kxwcmn/classic/offscreen.h"
+#include "kxwcmn/classic/offscreencursor.h"
+#include "kxwcmn/classic/stlockoff.h"
 #include "kxwcmn/compositing/complexcolor.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
@@ -51,6 +54,7 @@
 #include "kxwcmn/platform/file.h"
 #include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/host.h"
+#include "kxwcmn/platform/image.h"
 #include "kxwcmn/platform/memory.h"
 #include "kxwcmn/platform/module.h"
 #include "kxwcmn/platform/number.h"

@@ -1,0 +1,277 @@
+#pragma once
+
+#include "kxwcmn/core/color.h"
+#include "kxwcmn/core/handle.h"
+#include "kxwcmn/platform/export.h"
+#include "kxwcmn/platform/image.h"
+#include "kxwcmn/platform/types.h"
+
+class KXArchive;
+class KXOffscreenCursor;
+
+/// A raster image in one block of memory, of 1, 8, 24 or 32 bits a pixel.
+///
+/// | bits | storage | meaning |
+/// |---|---|---|
+/// | 1 | 8 pixels a byte, the leftmost in bit 7 | 1 is black and opaque, 0 white and transparent |
+/// | 8 | a byte | a density: 255 is black and opaque, 0 white and transparent |
+/// | 24 | red, green, blue | |
+/// | 32 | alpha, red, green, blue | |
+///
+/// Rows follow each other from y = 0 on, each aligned to 32 bits. Colours are QMCOLORREFs.
+///
+/// All pixels are in memory, and can be reached by address between `Lock` and `Unlock`. Locks nest;
+/// an operation that needs one and finds none does nothing, and nor does any operation on an image
+/// that was not created. Coordinates are in pixels, may have any value, and mean what lies inside
+/// the image, where nothing else is said. An image belongs to one thread at a time.
+class KX_EXPORT KXOffscreen {
+ public:
+  static constexpr BYTE cbBlack1Bit = 1, cbWhite1Bit = 0;
+  static constexpr BYTE cbBlack8Bit = 255, cbWhite8Bit = 0;
+  static constexpr BYTE cbNotTransmit1Bit = 1, cbTransmit1Bit = 0;
+  static constexpr BYTE cbNotTransmit8Bit = 255, cbTransmit8Bit = 0;
+  static constexpr QMCOLORREF ccrBlack24Bit = 0x000000, ccrWhite24Bit = 0xFFFFFF;
+  static constexpr QMCOLORREF ccrNotTransmit24Bit = 0x000000, ccrTransmit24Bit = 0xFFFFFF;
+  /// The qualities of a change of resolution.
+  static constexpr int cnMostLowLevelRes = 0, cnLowLevelRes = 1, cnHighLevelRes = 2;
+  /// The bit of a pixel by its place in the byte, and all bits but that.
+  static constexpr BYTE cbBitArray[8] = {0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01};
+  static constexpr BYTE cbXorBitArray[8] = {0x7F, 0xBF, 0xDF, 0xEF, 0xF7, 0xFB, 0xFD, 0xFE};
+  /// White with alpha 0.
+  static constexpr tagQMRGBCOLOR cqmclTransparencyColor = {0, 255, 255, 255};
+
+  // --- Life -------------------------------------------------------------------------------------
+
+  KXOffscreen() = default;
+  /// As by assignment.
+  KXOffscreen(const KXOffscreen& other);
+  virtual ~KXOffscreen();
+  /// Destroys this image and makes one of the size, depth and pixels of `other`, which may be
+  /// locked or not. Fore colour, transparency, mode and clip stay as they are here.
+  KXOffscreen& operator=(const KXOffscreen& other);
+
+  /// Destroys what there is, and makes an image of `width` by `height` pixels, of all zero bytes
+  /// or, with `fill` 1, filled with `color`. Sizes of 0 make an image without pixels. Raises
+  /// 0x20010008 for another depth and for a size below 0, above 0x7FFFFF00, or whose rows' bytes
+  /// have no count in 31 bits, and the platform's code (8) if there is no memory; an image has less
+  /// than 4 GiB. The image is then empty.
+  void Create(int width, int height, int bitCount, DWORD color, int fill);
+  /// Ends all locks and frees the pixels.
+  void Destroy();
+  /// Destroys what there is, and takes over an image of `qmImageCreate`; this image's own does
+  /// nothing. Raises 0x20010008 for a handle that is no image, before anything is done, and 8 if
+  /// there is no memory; the handle is then still the caller's.
+  void SetQMImage(QMHANDLE__* image);
+  /// The image's block, null without one; it stays this object's.
+  operator QMHANDLE__*() const;
+
+  /// Makes the pixels reachable. Raises 8 if the platform refuses.
+  void Lock();
+  /// Takes one lock back; does nothing without a lock.
+  void Unlock();
+  int IsValid() const { return image_.IsValid(); }
+  int IsValidBuffer() const { return IsValid(); }
+
+  // --- Properties -------------------------------------------------------------------------------
+
+  int GetWidth() const { return info_.width; }
+  int GetHeight() const { return info_.height; }
+  int GetBitCount() const { return info_.bitCount; }
+  int GetRowBytes() const { return info_.rowBytes; }
+  /// Bytes of a pixel; 1 at 1 bit, 0 without an image.
+  int GetPixelSize() const { return info_.bitCount == 1 ? 1 : info_.bitCount / 8; }
+  /// The application's mark of the image, as it was when this object got it.
+  int GetLayerKind() const { return info_.layerKind; }
+  /// The first row; null unless locked.
+  BYTE* GetBaseAddress() const { return info_.base; }
+  /// Bytes of all rows.
+  i64 GetBufferSize() const { return i64{info_.rowBytes} * info_.height; }
+  // Where the channels stand in a pixel; 0 below 24 bits.
+  int GetOffsetByteAlpha() const { return 0; }
+  int GetOffsetByteRed() const { return info_.bitCount == 32 ? 1 : 0; }
+  int GetOffsetByteGreen() const { return GetOffsetByteRed() + (info_.bitCount >= 24 ? 1 : 0); }
+  int GetOffsetByteBlue() const { return GetOffsetByteRed() + (info_.bitCount >= 24 ? 2 : 0); }
+  /// (0, 0, width, height).
+  void GetRect(tagRECT& rect) const { rect = {0, 0, info_.width, info_.height}; }
+  int PointInOffscreen(int x, int y) const {
+    return x >= 0 && x < info_.width && y >= 0 && y < info_.height;
+  }
+
+  QMCOLORREF GetForeColor() const { return foreColor_; }
+  /// The fore colour at 1 bit: 1 where the 8-bit one is above 127.
+  BYTE Get1BitForeColor() const { return foreColor1_; }
+  /// The fore colour at 8 bits: 255 - (red + green + blue) / 3.
+  BYTE Get8BitForeColor() const { return foreColor8_; }
+  void SetForeColor(const DWORD& color);
+  /// Takes the high byte of each channel.
+  void SetForeColor(tagQMRGBCOLOR16 color);
+
+  /// 0 to 255, which is opaque.
+  int GetTransparency() const { return transparency_; }
+  void SetTransparency(int transparency);
+  /// A number of the application, which the painting of rows heeds.
+  int GetMode() const { return mode_; }
+  void SetMode(int mode) { mode_ = mode; }
+
+  // --- Clip -------------------------------------------------------------------------------------
+
+  // The clip is for the operations that paint row by row, and says so there; copies and fills of
+  // rectangles do not heed it. It is a rectangle, or a mask that lies at (x, y) of this image. A
+  // positive scale says that the mask has so many pixels for each pixel of this image, a negative
+  // one that a pixel of the mask covers as many pixels of this image.
+
+  /// 0 none, 1 a rectangle, 2 a mask.
+  int GetClipMode() const { return clipMode_; }
+  /// All zero but in clip mode 1.
+  tagRECT GetClipRect() const { return clipRect_; }
+  /// A rectangle of zeros ends clipping.
+  void SetClipRect(const tagRECT& rect);
+  /// `mask` is not owned and must outlive the clip; null ends clipping. A scale of 0 raises
+  /// 0x20010008.
+  void SetClipMask(KXOffscreen* mask, int x, int y, int scale);
+  void ResetClip();
+
+  // Between lengths and coordinates here and those of the clip mask. Divisions truncate toward
+  // zero; what would leave 32 bits stops at their ends.
+  int OffscreenToClipMask(int value) const { return Scale(value, clipScale_); }
+  int OffscreenToClipMaskX(int x) const { return Scale(i64{x} - clipX_, clipScale_); }
+  int OffscreenToClipMaskY(int y) const { return Scale(i64{y} - clipY_, clipScale_); }
+  int ClipMaskToOffscreen(int value) const { return Scale(value, -i64{clipScale_}); }
+  int ClipMaskToOffscreenX(int x) const { return Scale(x, -i64{clipScale_}, clipX_); }
+  int ClipMaskToOffscreenY(int y) const { return Scale(y, -i64{clipScale_}, clipY_); }
+
+  // --- Sizes ------------------------------------------------------------------------------------
+
+  /// Round up to a multiple of 32 or 64. A negative value v that is none becomes v + 32 - |v % 32|,
+  /// which is no multiple; it is kept so. Raise 0x20010008 where the result does not fit.
+  static int Align32Bit(int value);
+  static int Align64Bit(int value);
+  /// Bytes of a row and of all rows. Raise 0x20010008 for a depth other than 1, 8, 24 and 32, and
+  /// for a row whose bytes do not fit.
+  static int CalcRowLineBufferSize(int width, int bitCount);
+  static i64 CalcBufferSize(int width, int height, int bitCount);
+  /// At 1 bit takes `left` down to a multiple of 8. The right is left alone.
+  static void CalcAlign8BitRect(tagRECT& rect, int bitCount);
+  /// Cuts a block of `width` by `height` to `count` rectangles, each in coordinates of its own, in
+  /// which the block's corner lies at the origin of the same number. All origins move alike.
+  /// Returns 1; 0 with a width and height of 0 if nothing is left. Null raises 0x20010008.
+  static int CalcSafetyArea(const tagRECT* rects, tagPOINT* origins, int count, int& width,
+                            int& height);
+
+  // --- Single pixels ----------------------------------------------------------------------------
+
+  // As those of a cursor at (x, y), which check nothing: the image must be locked and the pixel
+  // inside it.
+  BYTE Get1BitPixel(int x, int y);
+  BYTE Get8BitPixel(int x, int y);
+  DWORD Get24BitPixel(int x, int y);
+  DWORD Get32BitPixel(int x, int y);
+  void Set1BitPixel(const BYTE& value, int x, int y);
+  void Set8BitPixel(const BYTE& value, int x, int y);
+  void Set24BitPixel(const DWORD& color, int x, int y);
+  void Set32BitPixel(const DWORD& color, int x, int y);
+
+  // --- Copies -----------------------------------------------------------------------------------
+
+  // `this` receives the pixels and `source` is read; both must be locked. The source may be this
+  // image: but for CopyEx and CopyAlign8Bit the pixels are then read as they were before the call,
+  // for which 8 is raised if there is no memory.
+
+  /// Copies what lies inside both images; another depth is converted as the reads and writes of
+  /// this image's depth do. With `mode` 1 each channel of the result is the smaller one of source
+  /// and destination: the darker at 24 and 32 bits, but the lighter at 1 and 8.
+  void Copy(int x, int y, int width, int height, KXOffscreen* source, int sourceX, int sourceY,
+            int mode);
+  /// Moves a block between images of one depth, pixel after pixel (at 1 bit byte after byte, from
+  /// byte x / 8 on): rightwards and downwards or, where `forwardX` or `forwardY` is 0, leftwards or
+  /// upwards. So the caller chooses what an overlap gives. Raises 0x20010008, with nothing moved,
+  /// for a block that is not inside both images.
+  void CopyEx(int x, int y, int width, int height, KXOffscreen* source, int sourceX, int sourceY,
+              int forwardX, int forwardY);
+  /// Copies the pixels where `mask`, read at 1 bit and cut like the source, has 1. A 32-bit image
+  /// gets them with alpha 255.
+  void CopyMask(int x, int y, int width, int height, KXOffscreen* source, int sourceX, int sourceY,
+                KXOffscreen* mask, int maskX, int maskY);
+  /// Copy the pixels that are equal to `key`, or not equal. Pixels are read as the source's depth
+  /// has them; at 1 and 8 bits the key's low byte counts, else the whole key, so that one with an
+  /// alpha equals no pixel of 24 bits.
+  void CopyMaskColor(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
+                     int sourceY, DWORD key);
+  void CopyMaskColorEx(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
+                       int sourceY, DWORD key);
+  /// Copies to the same position between images of one depth and length of rows, in whole groups of
+  /// 32 pixels at 1 bit and of 4 at 8: more than was asked for. Columns are cut to both images; of
+  /// rows, `height` are copied from `y`, or 0 if that is negative, and 0x20010008 is raised, with
+  /// nothing copied, where an image has not so many.
+  void CopyScamp(int x, int y, int width, int height, KXOffscreen* source);
+  /// Copies between images of one depth, at 1 bit in whole bytes from x / 8 on. Raises as CopyEx.
+  void CopyAlign8Bit(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
+                     int sourceY);
+  /// Complements all pixels at 1 and 8 bits, at 1 bit with what fills up the last byte of a row.
+  void Reverse();
+
+  // --- Filled rectangles ------------------------------------------------------------------------
+
+  // With the fore colour: at 1 bit black only if its red, green and blue are 0; at 32 bits with its
+  // alpha. Transparency and clip take no part.
+
+  /// All pixels.
+  void Fill();
+  void RectFill(const tagRECT& rect);
+  /// The same in whole groups of 32 pixels at 1 bit and of 4 at 8: more than was asked for.
+  void RectFillScamp(const tagRECT& rect);
+
+  // --- Store ------------------------------------------------------------------------------------
+
+  /// Reads or writes the stored form, by the archive's direction. With a non-zero `reverse` the
+  /// pixels are stored complemented at 1 and 8 bits. Writing raises 0x20010008 without an image;
+  /// reading raises 0x2001000B for what is no stored image, and leaves none then.
+  void Serialize(KXArchive& archive, int reverse);
+
+ protected:
+  void Read(KXArchive& archive, int reverse);
+  void Write(KXArchive& archive, int reverse);
+
+  bool IsLocked() const { return lockCount_ > 0; }
+  /// Makes the row buffer a row of the fore colour, if it is not one already and the image locked.
+  void FillRowLineBuffer();
+  /// The part of the image that the clip rectangle leaves, or over which the clip mask lies, in
+  /// whole pixels of the mask; the image without a clip. Returns 0, and leaves `area`, if that is
+  /// nothing.
+  int GetPaintArea(tagRECT& area) const;
+
+ private:
+  void SetKXImageInfo();
+  /// Moves the row buffer to the rows of a part of the image; its columns begin and end with bytes.
+  void FillRows(const tagRECT& area);
+  void CopyByColor(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
+                   int sourceY, DWORD key, bool copiesEqual);
+
+  /// `value` x `scale`, or for a negative scale `value` / -`scale`; with `offset` on top.
+  static int Scale(i64 value, i64 scale, int offset = 0) {
+    const i64 scaled = (scale > 0 ? value * scale : value / -scale) + offset;
+    return static_cast<int>(scaled < -0x80000000ll ? -0x80000000ll
+                            : scaled > 0x7FFFFFFF  ? 0x7FFFFFFF
+                                                   : scaled);
+  }
+
+  KXHandle image_;
+  KXHandle rowBuffer_;
+  QMIMAGELOCK info_ = {};
+  BYTE* rowBufferBytes_ = nullptr;
+  LONG lockCount_ = 0;
+  QMCOLORREF foreColor_ = 0;
+  BYTE foreColor1_ = 1;
+  BYTE foreColor8_ = 255;
+  bool isRowBufferDirty_ = true;
+  int transparency_ = 255;
+  double opacityRatio_ = 1.0;
+  double transmissionRatio_ = 0.0;
+  int mode_ = 0;
+  int clipMode_ = 0;
+  tagRECT clipRect_ = {};
+  KXOffscreen* clipMask_ = nullptr;  // not owned
+  int clipX_ = 0;
+  int clipY_ = 0;
+  int clipScale_ = 1;
+};
