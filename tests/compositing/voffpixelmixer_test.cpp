@@ -162,48 +162,4 @@ TEST(VOffPixelMask, ListEndsAtTheFirstEmptyEntry) {
   EXPECT_EQ(mask.IsMaskFree(image.get(), 8, 7), 0);  // now the third entry is reached
 }
 
-// The row engine beside a plain walk, with rows that leave the image and cross seams.
-TEST(MixRow, AsksForEachPixelOnce) {
-  const auto sourceAt = [](int x) {
-    return x < 0 || x >= 700 ? 0x00FFFFFF : DWORD(x) * 0x9E3779B9;
-  };
-  const auto gateAt = [](int x) { return BYTE(x >= 0 && x < 600 && x % 7 % 3 == 0 ? 255 : 0); };
-  ImagePtr image = MakeImage(32, 300, 4), source = MakeImage(32, 700, 4),
-           gate = MakeImage(8, 600, 4);
-  KXVOffscreenAutoLock lock(image.get(), 1), sourceLock(source.get(), 1), gateLock(gate.get(), 1);
-  for (int x = 0; x < 700; ++x) {
-    source->MoveCursor(x, 2);
-    source->Set32BitColor(sourceAt(x));
-    gate->MoveCursor(x, 3);
-    gate->Set8BitColor(gateAt(x));
-  }
-  Random random(5);
-  for (int round = 0; round < 200; ++round) {
-    const int x1 = random.Edge(-20, 320), x2 = random.Edge(-20, 320), srcX = random.Int(-9, 500);
-    const BYTE cells[4] = {BYTE(random.Int(0, 1)), 0, BYTE(random.Int(0, 9)), 1};
-    const BYTE* pattern = random.OneIn(2) ? cells : nullptr;
-    Recorder node;
-    KXVOffPixelMixer mixer;
-    mixer.SetDstOffscreen(image.get());
-    mixer.SetNode(&node);
-    mixer.SetColor(KXComplexColor(32, DWORD{0x70123456}));
-    if (random.OneIn(2)) mixer.SetSrcOffscreen(source.get(), {srcX, 2});
-    mixer.RelativeSrcCursor(0, 0);
-    KXVOffPixelMask masks, *mask = random.OneIn(2) ? &masks : nullptr;
-    masks.SetMaskInfo(0, {2, gate.get(), 0xFF000000, {-30, -1}, 0});
-    image->MoveCursor(99, 2);
-    masks.MoveCursorY(image.get(), 2);
-
-    std::vector<Call> expected;
-    for (int x = std::max(x1, 0); x <= std::min(x2, 299); ++x) {
-      if ((pattern && pattern[x & 3] == 0) || (mask && gateAt(x + 30))) continue;
-      const DWORD color = mixer.GetSrcOffscreen() ? sourceAt(srcX + x - x1) : 0x70123456;
-      expected.push_back({32, x, color, 0x70});
-    }
-    image->FillLineRowForPolygon(x1, x2, &mixer, mask, pattern);
-    ASSERT_EQ(node.calls, expected) << round;
-    EXPECT_EQ(image->GetCursorPosX(), std::max(x1, x2 + 1));
-  }
-}
-
 }  // namespace
