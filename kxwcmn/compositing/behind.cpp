@@ -70,6 +70,11 @@ u64 RawBehind(u64 d, u64 s) {
   return (s & isTaken) | (Color64Behind(d, s) & ~isTaken);
 }
 
+u64 Color64BehindOrFor(u64 d, u64 s) {
+  const u64 isTaken = -static_cast<u64>((s >> 48 != 0) & (d >> 48 == 0));
+  return (s & isTaken) | (Color64Behind(d, s) & ~isTaken);
+}
+
 // As through 32 bits, where a grey is its own luminance.
 KXW_WIDE_VECTORS void BehindRow16(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
                                   int count) {
@@ -112,6 +117,17 @@ RowFunc FindRawBehindRow(int bits) {
       return LayWords<DWORD, RawBehind>;
     case 64:
       return LayWords<u64, RawBehind>;
+    default:
+      return nullptr;
+  }
+}
+
+RowFunc FindTakingBehindRow(int bits) {
+  switch (bits) {
+    case 32:
+      return LayWords<DWORD, ColorBehindOrFor>;
+    case 64:
+      return LayWords<u64, Color64BehindOrFor>;
     default:
       return nullptr;
   }

@@ -224,14 +224,6 @@ void KXVOffscreen::FillLineRow(int, int, int, DWORD, const tagRECT*) {}
 int KXVOffscreen::SearchLineRowForPolygon(int, int) { return 0; }
 void KXVOffscreen::ChangeResolutionLow(int, int, int, int, KXVOffscreen*, int, int, int, int, int,
                                        int) {}
-void KXVOffscreen::ChangeResolutionHalf(int, int, int, int, KXVOffscreen*, int, int, int) {}
-void KXVOffscreen::ChangeResolutionQuarter(int, int, int, int, KXVOffscreen*, int, int, int) {}
-void KXVOffscreen::ChangeResolutionDouble(int, int, int, int, KXVOffscreen*, int, int, int) {}
-void KXVOffscreen::ChangeResolutionFourfold(int, int, int, int, KXVOffscreen*, int, int, int) {}
-void KXVOffscreen::ChangeResolutionHalfAll(KXVOffscreen*) {}
-void KXVOffscreen::ChangeResolutionQuarterAll(KXVOffscreen*) {}
-void KXVOffscreen::ChangeResolutionDoubleAll(KXVOffscreen*) {}
-void KXVOffscreen::ChangeResolutionFourfoldAll(KXVOffscreen*) {}
 void KXVOffscreen::CalcPixelValue(_KXRESOLUTIONTABLE*, _KXRESOLUTIONTABLE*, int, int, double,
                                   DWORD&) {}
 void KXVOffscreen::FillLineRowForPolygon64(int x1, int x2, u64 color, int fillMode,

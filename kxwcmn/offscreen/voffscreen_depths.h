@@ -206,6 +206,18 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
   void ChangeResolution(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
                         int sh, CHANGE_RESOLUTION_MODE mode, int behind,
                         int skipTransparent) override;
+  void ChangeResolutionHalf(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                            int behind) override;
+  void ChangeResolutionQuarter(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                               int behind) override;
+  void ChangeResolutionDouble(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                              int behind) override;
+  void ChangeResolutionFourfold(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
+                                int behind) override;
+  void ChangeResolutionHalfAll(KXVOffscreen* src) override;
+  void ChangeResolutionQuarterAll(KXVOffscreen* src) override;
+  void ChangeResolutionDoubleAll(KXVOffscreen* src) override;
+  void ChangeResolutionFourfoldAll(KXVOffscreen* src) override;
   void CalcPixelValue64(_KXRESOLUTIONTABLE* xTable, _KXRESOLUTIONTABLE* yTable, int baseX,
                         int baseY, double scale, u64& result) override;
 

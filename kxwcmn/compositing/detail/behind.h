@@ -56,4 +56,13 @@ RowFunc FindBehindRow(int bits);
 /// counts for nothing.
 RowFunc FindRawBehindRow(int bits);
 
+/// A pixel laid behind another that takes its place, colour and all, where that is transparent.
+constexpr DWORD ColorBehindOrFor(DWORD d, DWORD s) {
+  const DWORD isTaken = -static_cast<DWORD>((s >> 24 != 0) & (d >> 24 == 0));
+  return (s & isTaken) | (ColorBehind(d, s) & ~isTaken);
+}
+
+/// The form with that rule, at 32 and 64 bits; null at every other depth.
+RowFunc FindTakingBehindRow(int bits);
+
 }  // namespace kxw

@@ -1,0 +1,150 @@
+#include "kxwcmn/resample/detail/ratiorows.h"
+
+#include <cstring>
+
+#include "kxwcmn/offscreen/voffscreen.h"
+#include "kxwcmn/platform/vectorize.h"
+
+namespace kxw {
+namespace {
+
+template <class Word>
+using Raw KX_MAY_ALIAS = Word;
+
+/// The sums of the rows' channels, one below the other.
+template <int kRows, class Sum, class Channel>
+inline void SumRows(Sum* sums, const BYTE* const* rows, int count) {
+  const auto* a = reinterpret_cast<const Raw<Channel>*>(rows[0]);
+  const auto* b = reinterpret_cast<const Raw<Channel>*>(rows[1]);
+  if constexpr (kRows == 2) {
+    for (int i = 0; i < count; ++i) sums[i] = static_cast<Sum>(a[i] + b[i]);
+  } else {
+    const auto* c = reinterpret_cast<const Raw<Channel>*>(rows[2]);
+    const auto* d = reinterpret_cast<const Raw<Channel>*>(rows[3]);
+    for (int i = 0; i < count; ++i) sums[i] = static_cast<Sum>(a[i] + b[i] + c[i] + d[i]);
+  }
+}
+
+}  // namespace
+
+template <>
+KXW_WIDE_VECTORS void AverageRows<BYTE, 2>(BYTE* out, const BYTE* const* rows, int count) {
+  WORD sums[2 * KXVOffscreen::kBlockSize];
+  SumRows<2, WORD, BYTE>(sums, rows, 2 * count);
+  for (int i = 0; i < count; ++i) out[i] = static_cast<BYTE>((sums[2 * i] + sums[2 * i + 1]) >> 2);
+}
+
+template <>
+KXW_WIDE_VECTORS void AverageRows<BYTE, 4>(BYTE* out, const BYTE* const* rows, int count) {
+  WORD sums[4 * KXVOffscreen::kBlockSize];
+  SumRows<4, WORD, BYTE>(sums, rows, 4 * count);
+  for (int i = 0; i < count; ++i) {
+    const WORD* s = sums + 4 * i;
+    out[i] = static_cast<BYTE>((s[0] + s[1] + s[2] + s[3]) >> 4);
+  }
+}
+
+// A pixel's four sums of 16 bits lie in one word of 64: no sum reaches the next channel's bits.
+
+namespace {
+
+/// The four sums of a pixel.
+inline u64 SumsOf(const WORD* sums, int pixel) {
+  u64 four;
+  std::memcpy(&four, sums + 4 * pixel, sizeof four);
+  return four;
+}
+
+/// The low bytes of four channels of 16 bits, side by side.
+constexpr DWORD PackChannels(u64 channels) {
+  channels &= 0x00FF00FF00FF00FF;
+  channels = (channels | channels >> 8) & 0x0000FFFF0000FFFF;
+  return static_cast<DWORD>(channels | channels >> 16);
+}
+
+}  // namespace
+
+template <>
+KXW_WIDE_VECTORS void AverageRows<DWORD, 2>(BYTE* out, const BYTE* const* rows, int count) {
+  WORD sums[8 * KXVOffscreen::kBlockSize];
+  SumRows<2, WORD, BYTE>(sums, rows, 8 * count);
+  auto* to = reinterpret_cast<Raw<DWORD>*>(out);
+  for (int i = 0; i < count; ++i)
+    to[i] = PackChannels((SumsOf(sums, 2 * i) + SumsOf(sums, 2 * i + 1)) >> 2);
+}
+
+template <>
+KXW_WIDE_VECTORS void AverageRows<DWORD, 4>(BYTE* out, const BYTE* const* rows, int count) {
+  WORD sums[16 * KXVOffscreen::kBlockSize];
+  SumRows<4, WORD, BYTE>(sums, rows, 16 * count);
+  auto* to = reinterpret_cast<Raw<DWORD>*>(out);
+  for (int i = 0; i < count; ++i) {
+    const u64 left = SumsOf(sums, 4 * i) + SumsOf(sums, 4 * i + 1);
+    const u64 right = SumsOf(sums, 4 * i + 2) + SumsOf(sums, 4 * i + 3);
+    to[i] = PackChannels((left + right) >> 4);
+  }
+}
+
+namespace {
+
+template <int kRatio>
+inline void AverageWords(BYTE* out, const BYTE* const* rows, int count) {
+  DWORD sums[4 * kRatio * KXVOffscreen::kBlockSize];
+  SumRows<kRatio, DWORD, WORD>(sums, rows, 4 * kRatio * count);
+  auto* to = reinterpret_cast<Raw<WORD>*>(out);
+  for (int i = 0; i < count; ++i) {
+    const DWORD* s = sums + 4 * kRatio * i;
+    for (int c = 0; c < 4; ++c) {
+      DWORD sum = s[c] + s[c + 4];
+      if constexpr (kRatio == 4) sum += s[c + 8] + s[c + 12];
+      to[4 * i + c] = static_cast<WORD>(sum >> (kRatio == 4 ? 4 : 2));
+    }
+  }
+}
+
+template <class Word, int kRatio>
+inline void Repeat(BYTE* out, const BYTE* from, int count) {
+  auto* to = reinterpret_cast<Raw<Word>*>(out);
+  const auto* pixels = reinterpret_cast<const Raw<Word>*>(from);
+  for (int i = 0; i < count; ++i) {
+    for (int k = 0; k < kRatio; ++k) to[kRatio * i + k] = pixels[i];
+  }
+}
+
+}  // namespace
+
+template <>
+KXW_WIDE_VECTORS void AverageRows<u64, 2>(BYTE* out, const BYTE* const* rows, int count) {
+  AverageWords<2>(out, rows, count);
+}
+template <>
+KXW_WIDE_VECTORS void AverageRows<u64, 4>(BYTE* out, const BYTE* const* rows, int count) {
+  AverageWords<4>(out, rows, count);
+}
+
+template <>
+KXW_WIDE_VECTORS void RepeatPixels<BYTE, 2>(BYTE* out, const BYTE* from, int count) {
+  Repeat<BYTE, 2>(out, from, count);
+}
+template <>
+KXW_WIDE_VECTORS void RepeatPixels<BYTE, 4>(BYTE* out, const BYTE* from, int count) {
+  Repeat<BYTE, 4>(out, from, count);
+}
+template <>
+KXW_WIDE_VECTORS void RepeatPixels<DWORD, 2>(BYTE* out, const BYTE* from, int count) {
+  Repeat<DWORD, 2>(out, from, count);
+}
+template <>
+KXW_WIDE_VECTORS void RepeatPixels<DWORD, 4>(BYTE* out, const BYTE* from, int count) {
+  Repeat<DWORD, 4>(out, from, count);
+}
+template <>
+KXW_WIDE_VECTORS void RepeatPixels<u64, 2>(BYTE* out, const BYTE* from, int count) {
+  Repeat<u64, 2>(out, from, count);
+}
+template <>
+KXW_WIDE_VECTORS void RepeatPixels<u64, 4>(BYTE* out, const BYTE* from, int count) {
+  Repeat<u64, 4>(out, from, count);
+}
+
+}  // namespace kxw
