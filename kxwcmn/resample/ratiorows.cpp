@@ -64,13 +64,20 @@ constexpr DWORD PackChannels(u64 channels) {
 
 }  // namespace
 
+// Two pixels of a row are one word. Every other channel of them has 16 bits to grow in, and what
+// comes down from the second pixel is added to the first.
 template <>
 KXW_WIDE_VECTORS void AverageRows<DWORD, 2>(BYTE* out, const BYTE* const* rows, int count) {
-  WORD sums[8 * KXVOffscreen::kBlockSize];
-  SumRows<2, WORD, BYTE>(sums, rows, 8 * count);
+  constexpr u64 kEven = 0x00FF00FF00FF00FF;
+  const auto* a = reinterpret_cast<const Raw<u64>*>(rows[0]);
+  const auto* b = reinterpret_cast<const Raw<u64>*>(rows[1]);
   auto* to = reinterpret_cast<Raw<DWORD>*>(out);
-  for (int i = 0; i < count; ++i)
-    to[i] = PackChannels((SumsOf(sums, 2 * i) + SumsOf(sums, 2 * i + 1)) >> 2);
+  for (int i = 0; i < count; ++i) {
+    const u64 even = (a[i] & kEven) + (b[i] & kEven);
+    const u64 odd = (a[i] >> 8 & kEven) + (b[i] >> 8 & kEven);
+    to[i] = static_cast<DWORD>(((even + (even >> 32)) >> 2 & 0x00FF00FF) |
+                               ((odd + (odd >> 32)) << 6 & 0xFF00FF00));
+  }
 }
 
 template <>

@@ -1,0 +1,201 @@
+// Changes of resolution beside OpenCV's, on one thread. The results of both are looked at once
+// outside the clock: ours beside OpenCV's, which rounds otherwise and may differ by one or two.
+#ifdef KXWCMN_BENCH_OPENCV
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/table.h"
+#include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/blockgetter.h"
+#include "kxwcmn/offscreen/voffscreen.h"
+
+namespace {
+
+using benchmark::State;
+
+struct DeleteImage {
+  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
+};
+using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
+
+ImagePtr MakeImage(int bits, int width, int height) {
+  static KXVirtualMemory* const manager = [] {
+    auto* made = new KXVirtualMemory;
+    made->Create(512u << 20, nullptr);
+    return made;
+  }();
+  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
+  image->Create(manager, width, height, 72);
+  return image;
+}
+
+int TypeOf(int bits) {
+  return bits == 8 ? CV_8UC1 : bits == 24 ? CV_8UC3 : bits == 32 ? CV_8UC4 : CV_16UC4;
+}
+
+cv::Mat Noise(int bits, int side) {
+  cv::Mat mat(side, side, TypeOf(bits));
+  std::mt19937_64 random(1);
+  for (std::size_t i = 0; i + 8 <= mat.total() * mat.elemSize(); i += 8) {
+    const u64 word = random();
+    std::memcpy(mat.data + i, &word, 8);
+  }
+  return mat;
+}
+
+/// Calls `op(row, at)` with the image's and the matrix's memory of each row of each block.
+template <class Op>
+void ForEachRow(KXVOffscreen& image, int edit, cv::Mat& mat, Op op) {
+  KXVOffscreenAutoLock lock(&image, edit);
+  KXBlockGetter blocks(&image, image.GetRect(), 1);
+  for (KXRect part; blocks.GetNextBlock(part);) {
+    for (int y = part.top; y < part.bottom; ++y) {
+      image.MoveCursor(part.left, y);
+      op(image.GetCurrentAddress(), mat.ptr(y, part.left),
+         static_cast<std::size_t>(part.Width()) * mat.elemSize());
+    }
+  }
+}
+
+ImagePtr ImageOf(int bits, cv::Mat mat) {
+  ImagePtr image = MakeImage(bits, mat.cols, mat.rows);
+  ForEachRow(*image, 1, mat,
+             [](BYTE* row, const BYTE* at, std::size_t n) { std::memcpy(row, at, n); });
+  return image;
+}
+
+void Check(State& state, KXVOffscreen& image, const cv::Mat& expected, double tolerance) {
+  cv::Mat mat(expected.rows, expected.cols, expected.type());
+  ForEachRow(image, 0, mat,
+             [](const BYTE* row, BYTE* at, std::size_t n) { std::memcpy(at, row, n); });
+  if (cv::norm(mat, expected, cv::NORM_INF) > tolerance)
+    state.SkipWithError("the pixels are wrong");
+}
+
+using Change = void (*)(KXVOffscreen& dst, KXVOffscreen& src);
+
+void AddChange(const std::string& name, double wanted, int bits, int from, int to, Change change,
+               int interpolation, const char* peer, double tolerance) {
+  kxw::bench::Add(
+      name, wanted,
+      [=](State& state) {
+        const cv::Mat source = Noise(bits, from);
+        ImagePtr src = ImageOf(bits, source), dst = MakeImage(bits, to, to);
+        change(*dst, *src);
+        cv::Mat expected;
+        cv::resize(source, expected, cv::Size(to, to), 0, 0, interpolation);
+        if (tolerance >= 0) Check(state, *dst, expected, tolerance);
+        for (auto _ : state) {
+          change(*dst, *src);
+          benchmark::ClobberMemory();
+        }
+      },
+      peer,
+      [=](State& state) {
+        cv::setNumThreads(1);
+        const cv::Mat source = Noise(bits, from);
+        cv::Mat result(to, to, source.type());
+        for (auto _ : state) {
+          cv::resize(source, result, cv::Size(to, to), 0, 0, interpolation);
+          benchmark::ClobberMemory();
+        }
+      });
+}
+
+void Area(KXVOffscreen& dst, KXVOffscreen& src) {
+  dst.ChangeResolution(0, 0, dst.GetWidth(), dst.GetHeight(), &src, 0, 0, src.GetWidth(),
+                       src.GetHeight(), KXVOffscreen::kResolutionArea, 0, 0);
+}
+
+void CopyPlain(State& state, int bits) {
+  const cv::Mat source = Noise(bits, 4096);
+  ImagePtr dst = MakeImage(bits, 4096, 4096);
+  for (auto _ : state) {
+    dst->CopyBitmap(0, 0, 4096, 4096, source.data, bits, static_cast<int>(source.step), 2, 1, 0, 3,
+                    0, 0, 4096, 4096, KXVOffscreen::kResolutionFast);
+    benchmark::ClobberMemory();
+  }
+}
+
+constexpr int kSparseSide = 32768, kSparseBlocks = 327;  // 2 % of 128 by 128
+
+/// Half of an image of `side` by `side` pixels with `count` blocks in memory.
+void HalfOf(State& state, int side, int count) {
+  ImagePtr src = MakeImage(8, side, side), dst = MakeImage(8, side / 2, side / 2);
+  {
+    KXVOffscreenAutoLock lock(src.get(), 1);
+    std::mt19937 random(2);
+    const int blocks = side / 256 * (side / 256);
+    for (int i = 0, left = count; i < blocks && left > 0; ++i) {
+      if (static_cast<int>(random() % static_cast<unsigned>(blocks - i)) >= left) continue;
+      --left;
+      src->MoveCursor(i % (side / 256) * 256, i / (side / 256) * 256);
+      std::memset(src->GetBaseAddress(), i | 1, 65536);
+    }
+  }
+  dst->ChangeResolutionHalfAll(src.get());
+  for (auto _ : state) {
+    dst->ChangeResolutionHalfAll(src.get());
+    benchmark::ClobberMemory();
+  }
+}
+
+const bool kAdded = [] {
+  for (const int bits : {32, 8, 24, 64}) {
+    AddChange("Area filter, 4096 to 1500, " + std::to_string(bits) + " bits", bits == 32 ? 2 : 1,
+              bits, 4096, 1500, Area, cv::INTER_AREA, "OpenCV INTER_AREA", 1);
+  }
+  AddChange("Area filter, 4096 to 3000, 32 bits", 1, 32, 4096, 3000, Area, cv::INTER_AREA,
+            "OpenCV INTER_AREA", 1);
+  AddChange("Area filter, 1500 to 4096, 32 bits", 0, 32, 1500, 4096, Area, cv::INTER_LINEAR,
+            "OpenCV INTER_LINEAR", -1);
+  AddChange(
+      "Half of 4096, 32 bits", 1, 32, 4096, 2048,
+      [](KXVOffscreen& dst, KXVOffscreen& src) { dst.ChangeResolutionHalfAll(&src); },
+      cv::INTER_AREA, "OpenCV INTER_AREA", 1);
+  AddChange(
+      "Quarter of 4096, 32 bits", 1, 32, 4096, 1024,
+      [](KXVOffscreen& dst, KXVOffscreen& src) { dst.ChangeResolutionQuarterAll(&src); },
+      cv::INTER_AREA, "OpenCV INTER_AREA", 1);
+  AddChange(
+      "Double to 4096, 32 bits", 2, 32, 2048, 4096,
+      [](KXVOffscreen& dst, KXVOffscreen& src) { dst.ChangeResolutionDoubleAll(&src); },
+      cv::INTER_NEAREST, "OpenCV INTER_NEAREST", 0);
+  AddChange(
+      "Fourfold to 4096, 32 bits", 2, 32, 1024, 4096,
+      [](KXVOffscreen& dst, KXVOffscreen& src) { dst.ChangeResolutionFourfoldAll(&src); },
+      cv::INTER_NEAREST, "OpenCV INTER_NEAREST", 0);
+  for (const int bits : {24, 32}) {
+    kxw::bench::Add(
+        "CopyBitmap 4096, " + std::to_string(bits) + " bits", 0.5,
+        [=](State& s) { CopyPlain(s, bits); }, "memcpy",
+        [=](State& state) {
+          const cv::Mat source = Noise(bits, 4096);
+          cv::Mat copy = source.clone();
+          for (auto _ : state) {
+            std::memcpy(copy.data, source.data, source.total() * source.elemSize());
+            benchmark::ClobberMemory();
+          }
+        });
+  }
+  // 18 by 18 blocks are about as many as 2 % of 128 by 128.
+  kxw::bench::Add(
+      "Half of 32768, 2 % with memory, 8 bits", 0.8,
+      [](State& s) { HalfOf(s, kSparseSide, kSparseBlocks); }, "a full image of as many blocks",
+      [](State& s) { HalfOf(s, 18 * 256, 18 * 18); });
+  return true;
+}();
+
+}  // namespace
+
+#endif  // KXWCMN_BENCH_OPENCV
