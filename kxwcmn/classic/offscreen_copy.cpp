@@ -106,6 +106,13 @@ void MoveUnits(BYTE* to, const BYTE* from, std::size_t bytes, int unit, bool for
   }
 }
 
+/// Whether the rows of all pixels of an image follow each other without a gap, and those of a block
+/// of this width and depth are such rows.
+bool IsWithoutGaps(const KXOffscreen& image, int width, int bitCount) {
+  return image.GetWidth() == width && image.GetBitCount() == bitCount &&
+         i64{image.GetRowBytes()} * 8 == i64{width} * bitCount;
+}
+
 }  // namespace
 
 void KXOffscreen::Copy(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
@@ -113,6 +120,12 @@ void KXOffscreen::Copy(int x, int y, int width, int height, KXOffscreen* source,
   if (!IsLocked() || !source || !source->IsLocked()) return;
   const CopyBlock<2> block({{this, {x, y}}, {source, {sourceX, sourceY}}}, width, height);
   if (block.IsEmpty()) return;
+  if (mode != 1 && IsWithoutGaps(*this, block.Width(), source->GetBitCount()) &&
+      IsWithoutGaps(*source, block.Width(), GetBitCount()) && source != this) {
+    std::memcpy(block.Row(0, 0), block.Row(1, 0),
+                static_cast<std::size_t>(GetRowBytes()) * static_cast<std::size_t>(block.Height()));
+    return;
+  }
   const auto copyRow = mode == 1 ? kxw::FindClassicMinimumRow(GetBitCount(), source->GetBitCount())
                                  : kxw::FindClassicCopyRow(GetBitCount(), source->GetBitCount());
   for (int row = 0; row < block.Height(); ++row) {

@@ -2,6 +2,7 @@
 
 #include "kxwcmn/classic/rows_internal.h"
 #include "kxwcmn/core/geometry.h"
+#include "kxwcmn/drawing/detail/streamrun.h"
 
 void KXOffscreen::FillRowLineBuffer() {
   if (!isRowBufferDirty_ || !rowBufferBytes_) return;
@@ -61,7 +62,21 @@ void KXOffscreen::FillRows(const tagRECT& area) {
   };
   const auto bytes = static_cast<std::size_t>(bytesOf(area.right - area.left));
   BYTE* row = kxw::ClassicRow(*this, area.top) + bytesOf(area.left);
-  for (int y = area.top; y < area.bottom; ++y, row += GetRowBytes()) {
-    std::memcpy(row, rowBufferBytes_, bytes);
+  // Streams write whole groups of 16 bytes.
+  const bool isStreamed = bytes % 16 == 0 && GetRowBytes() % 16 == 0 &&
+                          static_cast<i64>(bytes) * (area.bottom - area.top) >= kxw::kStreamedBytes;
+  if (!isStreamed) {
+    for (int y = area.top; y < area.bottom; ++y, row += GetRowBytes()) {
+      std::memcpy(row, rowBufferBytes_, bytes);
+    }
+    return;
   }
+  kxw::WithClassicDepth(GetBitCount(), [&](auto depth) {
+    using Depth = decltype(depth);
+    const auto fill = Depth::FillOf(Depth::Load(rowBufferBytes_, 0x80));
+    for (int y = area.top; y < area.bottom; ++y, row += GetRowBytes()) {
+      kxw::StreamRun<Depth>(row, static_cast<int>(bytes * 8 / Depth::kBits), fill);
+    }
+  });
+  kxw::EndStream();
 }

@@ -114,6 +114,21 @@ TEST(ClassicCopy, EveryPairOfDepthsEqualsThePixelByPixelCopy) {
   }
 }
 
+// Rows without a gap between them are moved at once.
+TEST(ClassicCopy, OfWholeRowsKeepsToItsRows) {
+  Random random(14);
+  for (int bits : kDepths) {
+    const auto image = MakeNoise(bits, 64, 9, random), source = MakeNoise(bits, 64, 12, random);
+    KXOffscreen expected(*image);
+    expected.Lock();
+    Case c(random, 64, 9);
+    c.to = {0, 3}, c.from = {0, 1}, c.size = {64, 4};
+    ModelCopy(Kind::kCopy, c, expected, *source, *source, 0);
+    RunCopy(Kind::kCopy, c, *image, *source, *source, 0);
+    EXPECT_EQ(BytesOf(*image), BytesOf(expected)) << bits;
+  }
+}
+
 TEST(ClassicCopy, OfAnImageToItselfReadsWhatWasThere) {
   Random random(12);
   for (int bits : kDepths) {

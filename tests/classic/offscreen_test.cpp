@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "kxwcmn/platform/detail/faults.h"
@@ -211,6 +213,32 @@ TEST(ClassicFill, EqualsThePixelByPixelFill) {
       created.Lock();
       image->RectFill({kMin, kMin, kMax, kMax});
       EXPECT_EQ(Model::Get(created, 32, width - 1, 8), Model::Get(*image, 32, width - 1, 8));
+    }
+  }
+}
+
+// A large fill goes past the caches, in other stores.
+TEST(ClassicFill, LargeOnesKeepToTheirEdges) {
+  for (int bits : {8, 24, 32}) {
+    for (int left : {16, 3}) {
+      KXOffscreen image, row;
+      image.Create(4096, (40 << 20) / (512 * bits), bits, 0xFFFFFFFF, 1);
+      image.SetForeColor(DWORD{0x40302010});
+      image.Lock();
+      image.RectFill({left, 1, 4096, image.GetHeight() - 1});
+      row.Create(4096, 3, bits, 0xFFFFFFFF, 1);
+      row.Lock();
+      for (int x = left; x < 4096; ++x) {
+        Model::Set(row, bits, bits == 8 ? 255 - 0x60 / 3 : 0x40302010, x, 1);
+      }
+      const auto bytes = static_cast<std::size_t>(row.GetRowBytes());
+      for (int y = 0; y < image.GetHeight(); ++y) {
+        const int like = y == 0 || y == image.GetHeight() - 1 ? 0 : 1;
+        ASSERT_EQ(std::memcmp(image.GetBaseAddress() + std::size_t(y) * bytes,
+                              row.GetBaseAddress() + std::size_t(like) * bytes, bytes),
+                  0)
+            << bits << " bits, row " << y;
+      }
     }
   }
 }

@@ -20,10 +20,11 @@ namespace kxw {
 /// Red, green and blue together, 0 to 765.
 constexpr DWORD ChannelSum(DWORD c) { return DWORD{Red(c)} + Green(c) + Blue(c); }
 
-/// The density of a sum of channels, 255.0 - sum * 0.333 truncated. In integers it is the same,
-/// for a sum of 0 is the only one whose density is whole; the multiplication divides by 125.
+/// The density of a sum of channels, 255.0 - sum * 0.333 truncated. What is taken off is rounded up
+/// from 128ths, in arithmetic of 16 bits, for which there are vectors.
 constexpr BYTE DensityOfSum(DWORD sum) {
-  return static_cast<BYTE>(((255000 - 333 * sum) >> 3) * 33555 >> 22);
+  const DWORD part = (sum << 6) * 43647 >> 16;  // sum * 0.333 * 128
+  return static_cast<BYTE>(255 - ((part + 127) >> 7));
 }
 /// Below this sum a colour reads as black.
 inline constexpr DWORD kWhiteSum = 382;
