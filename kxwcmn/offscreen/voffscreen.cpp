@@ -124,7 +124,6 @@ void KXVOffscreen::Destroy() {
 
 // --- The base class's bodies of what only a depth, or a later room, can do -----------------------
 
-void KXVOffscreen::CreateRotationImage(KXVOffscreen&, int, int) {}
 void KXVOffscreen::ClearBlock(BYTE*) {}
 void KXVOffscreen::NextCursorX() {}
 void KXVOffscreen::NextCursorXFastest() {}
@@ -173,7 +172,6 @@ int KXVOffscreen::Get16BitMask() { return 0; }
 void KXVOffscreen::Set8BitMask(BYTE) {}
 void KXVOffscreen::Set16BitMask(int) {}
 void KXVOffscreen::Copy(int, int, int, int, KXVOffscreen*, int, int, int) {}
-void KXVOffscreen::StretchCopy(int, int, int, int, KXVOffscreen*, int, int, int, int) {}
 void KXVOffscreen::RectFill(const KXRect&, int, DWORD) {}
 void KXVOffscreen::DrawSimpleLine(int, int, DWORD) {}
 void KXVOffscreen::DrawSimpleSegment(int, int, int, int, DWORD) {}
@@ -212,18 +210,12 @@ void KXVOffscreen::CircleFill64(int left, int top, int diameter, const u64& colo
   CircleFill(left, top, diameter, QMCOLORREF64to32(color), fillMode, clip1Bit, clipOffset, clip,
              pattern);
 }
-KXVOffscreen* KXVOffscreen::CreateAndRotate90() { return nullptr; }
-KXVOffscreen* KXVOffscreen::CreateAndRotate90R() { return nullptr; }
-KXVOffscreen* KXVOffscreen::CreateAndReverseHorz() { return nullptr; }
-KXVOffscreen* KXVOffscreen::CreateAndReverseVert() { return nullptr; }
 void KXVOffscreen::SetCurrentCursorAddress(int, int) {}
 void KXVOffscreen::Optimize() {}
 void KXVOffscreen::OptimizeBlock(tagRECT) {}
 void KXVOffscreen::FillLineRowForPolygon(int, int, DWORD, int, KXVOffscreen*, int, const BYTE*) {}
 void KXVOffscreen::FillLineRow(int, int, int, DWORD, const tagRECT*) {}
 int KXVOffscreen::SearchLineRowForPolygon(int, int) { return 0; }
-void KXVOffscreen::ChangeResolutionLow(int, int, int, int, KXVOffscreen*, int, int, int, int, int,
-                                       int) {}
 void KXVOffscreen::CalcPixelValue(_KXRESOLUTIONTABLE*, _KXRESOLUTIONTABLE*, int, int, double,
                                   DWORD&) {}
 void KXVOffscreen::FillLineRowForPolygon64(int x1, int x2, u64 color, int fillMode,

@@ -139,6 +139,20 @@ class KX_EXPORT KXVOffscreen {
   virtual void ChangeResolution(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                 int sw, int sh, CHANGE_RESOLUTION_MODE mode, int behind,
                                 int skipTransparent);
+  /// Creates this image, through the manager of the process, and paints `src` into it, turned by
+  /// `degrees`, any number of them, anticlockwise as the screen shows it. Its size follows from the
+  /// turn, its resolution is that of `src`. Pixels of another depth are converted.
+  ///
+  /// With `smooth` 0 each pixel is the nearest one of `src`, by an angle of 12 fractional bits.
+  /// Otherwise it is mixed of four, and the result is a pixel smaller than the corners of `src`
+  /// span, so that no turn at all drops a column and a row. Pixels beyond the edge of `src` count
+  /// as transparent white; four of them leave the result as it is. On the left and on top the
+  /// filter goes on outwards for a pixel, and what passes the range of a channel there wraps. At 64
+  /// bits the smooth result is opaque, and white where `src` ends.
+  ///
+  /// Blocks of `src` without memory read as 0, and their pixels are painted as such. Polls
+  /// `KXAbort`. Raises 0x20010008 if `src` is this image or the turned one passes `kMaxSize`, and 8
+  /// if a block finds no room or cannot be brought in. After a failure this image is not created.
   virtual void CreateRotationImage(KXVOffscreen& src, int degrees, int smooth);
   /// Fills a whole block with the clear colour; null stands for the block under the cursor.
   virtual void ClearBlock(BYTE* address);
@@ -217,6 +231,17 @@ class KX_EXPORT KXVOffscreen {
   /// in; what was copied before stays.
   virtual void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX,
                     int srcY, int clearMode);
+  /// Brings the `sw` by `sh` pixels at (`sx`, `sy`) of `src` to the `w` by `h` pixels at (`x`, `y`)
+  /// here, one source pixel for each: the one at column i times `sw` / `w`, cut to a whole number,
+  /// and so in rows. What lies outside this image is left out.
+  ///
+  /// Pixels pass in the native form of `src`, whatever depth this image has; from 64 bits they are
+  /// converted, and 64 bits take nothing from another depth. Blocks of `src` without memory, and
+  /// what lies outside it, are copied as the read where no memory is: 0, and white at 24 bits.
+  ///
+  /// Null, a `src` that is not created and sizes below 1 do nothing. Polls `KXAbort`. Raises
+  /// 0x20010008 if `src` is this image, and 8 if a block finds no room or cannot be brought in;
+  /// what was copied before stays.
   virtual void StretchCopy(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
                            int sh);
 
@@ -254,11 +279,20 @@ class KX_EXPORT KXVOffscreen {
   /// A new image of this depth, size, resolution and contents, from the manager of the process. The
   /// caller owns it; raises what `Create` and `CopyAll` raise, and leaves nothing behind then.
   virtual KXVOffscreen* CreateAndCopyAll();
+  // New images of this depth and resolution, from the manager of the process, with this one's
+  // pixels turned or mirrored. Blocks without memory stay without, and clear colours and offset are
+  // those of any new image. The caller owns the result. They poll `KXAbort`, raise what `Create`
+  // raises, and 8 if a block finds no room or cannot be brought in; the new image is gone then.
+
+  /// A quarter turn anticlockwise: the pixel (x, y) goes to (y, width - 1 - x).
   virtual KXVOffscreen* CreateAndRotate90();
+  /// A quarter turn clockwise: the pixel (x, y) goes to (height - 1 - y, x).
   virtual KXVOffscreen* CreateAndRotate90R();
-  /// The same without the contents.
+  /// `CreateAndCopyAll` without the contents.
   virtual KXVOffscreen* CreateSameSizeOffscr();
+  /// Left becomes right.
   virtual KXVOffscreen* CreateAndReverseHorz();
+  /// Top becomes bottom.
   virtual KXVOffscreen* CreateAndReverseVert();
 
   /// Points the current address at (x, y), which must lie in the current block.
@@ -289,6 +323,27 @@ class KX_EXPORT KXVOffscreen {
   /// the first one drawn, on which the cursor then stays.
   virtual int SearchLineRowForPolygon(int x1, int x2);
 
+  /// Brings the `sw` by `sh` pixels at (`sx`, `sy`) of `src` to the `w` by `h` pixels at (`x`, `y`)
+  /// here, each of them the plain average of a box of whole source pixels, in 32 bits: the fast
+  /// change of size. What lies outside this image is left out, but does not change the ratio.
+  ///
+  /// The boxes are cut at the blocks of both images, so that one may lie a pixel beside where the
+  /// ratio alone would put it; in an enlargement of more than a block a pixel, blocks here that no
+  /// whole source pixel starts in are left alone. Source blocks without memory leave what is here.
+  /// Between two images of 8 bits the box's sum is stored without a division and wraps; between two
+  /// of 1 or 2 bits the most frequent value counts, and the lighter one of equals.
+  ///
+  /// A non-zero `behind` lays the average under what this image holds. With a non-zero
+  /// `skipTransparent` the colours, and at 64 bits the alpha too, are those of the pixels that are
+  /// not wholly transparent.
+  ///
+  /// At 64 bits the average is taken in 64 bits, of boxes that know no blocks; source pixels
+  /// without memory or outside `src` count as 0. A box is cut to its first pixel in a direction in
+  /// which it would end behind coordinate `sw` or `sh` of the source.
+  ///
+  /// Null, a `src` that is not created and sizes below 1 do nothing. Polls `KXAbort`. Raises
+  /// 0x20010008 if `src` is this image, and 8 if a block finds no room or cannot be brought in;
+  /// what was written before stays.
   virtual void ChangeResolutionLow(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                    int sw, int sh, int behind, int skipTransparent);
   // The integer ratios. `src` is read from (`sx`, `sy`) on; it and failures are treated as in
@@ -758,6 +813,22 @@ class KX_EXPORT KXVOffscreen {
   void CopyBitmap(int dstX, int dstY, int dstWidth, int dstHeight, BYTE* bits, int bitCount,
                   int rowBytes, int offsetR, int offsetG, int offsetB, int offsetA, int srcX,
                   int srcY, int srcWidth, int srcHeight, CHANGE_RESOLUTION_MODE mode);
+
+  /// Fills the `w` by `h` pixels at (`x`, `y`) with averages of boxes of the `sw` by `sh` pixels at
+  /// (`sx`, `sy`) of a picture in memory, which has `depth` bits a pixel and `rowBytes` bytes from
+  /// one row to the next. The boxes end at column `sw` and row `sh` of the picture, wherever they
+  /// start; one of no pixels gives 0.
+  ///
+  /// A picture of 8 bits is a matte, the alpha of black; 24, 32 and 64 bits have red first, then
+  /// green, blue and, but for 24, alpha; any other depth gives 0. The average is stored as
+  /// `Set32BitColor` stores it, but at 32 bits its bytes keep the order that they have in the
+  /// picture, so that one with blue first gives the colours that it has.
+  ///
+  /// Sizes below 1 do nothing. Polls `KXAbort`. Raises 0x20010008 for null, for a negative position
+  /// in the picture, and at 32 bits for an area that leaves the first block; and 8 if a block finds
+  /// no room or cannot be brought in, with what was written before left.
+  void CreateThumbnail(int x, int y, int w, int h, BYTE* bits, int sx, int sy, int sw, int sh,
+                       int depth, int rowBytes);
 
   // --- Flood fill (drawing) ---------------------------------------------------------------------
 

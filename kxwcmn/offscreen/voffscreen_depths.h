@@ -169,6 +169,10 @@ class KX_EXPORT KXVOffscreen64Bit : public kxw::DepthOffscreen<kxw::Depth64> {
  public:
   ~KXVOffscreen64Bit() override;
 
+  void ChangeResolutionLow(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy, int sw,
+                           int sh, int behind, int skipTransparent) override;
+  void CreateRotationImage(KXVOffscreen& src, int degrees, int smooth) override;
+
   void Copy(int dstX, int dstY, int width, int height, KXVOffscreen* src, int srcX, int srcY,
             int clearMode) override;
   /// `CommonCopy` with pixels of 64 bits, and with this depth's own clear colour.
