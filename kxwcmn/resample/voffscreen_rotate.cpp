@@ -249,12 +249,12 @@ struct SmoothTurn {
         srcHeight(h) {
     double corners[4][2] = {{0, 0}, {w - 1.0, 0}, {w - 1.0, h - 1.0}, {0, h - 1.0}};
     const double centre[2] = {srcCentreX, srcCentreY};
-    double low[2], high[2];
-    for (int i = 0; i < 4; ++i) {
-      qmRotatePointD(corners[i], degrees, centre);
+    for (auto& corner : corners) qmRotatePointD(corner, degrees, centre);
+    double low[2] = {corners[0][0], corners[0][1]}, high[2] = {low[0], low[1]};
+    for (const auto& corner : corners) {
       for (int k = 0; k < 2; ++k) {
-        low[k] = i == 0 ? corners[i][k] : std::min(low[k], corners[i][k]);
-        high[k] = i == 0 ? corners[i][k] : std::max(high[k], corners[i][k]);
+        low[k] = std::min(low[k], corner[k]);
+        high[k] = std::max(high[k], corner[k]);
       }
     }
     width = high[0] - low[0];
@@ -327,16 +327,20 @@ template <class Depth>
 void Read48(BYTE* to, int, const BYTE* from, int fromColumn, int count) {
   const kxw::RowReader<Depth> pixels(from, fromColumn, count);
   for (int i = 0; i < count; ++i) {
-    const u64 color = Depth::To48(pixels[i]) & 0x0000FFFFFFFFFFFF;
+    const u64 color = Depth::To48(pixels[i]) & kxw::Mix48::kOutside;
     std::memcpy(to + 8 * i, &color, sizeof color);
   }
 }
 
-Window<u64> Window48(KXVOffscreen& src) {
-  return kxw::WithDepth(src.GetBitCount(), [&src](auto depth) {
+struct Source48 {
+  kxw::RowFunc read = nullptr;
+  u64 hole = 0;
+};
+
+Source48 Find48(int bits) {
+  return kxw::WithDepth(bits, [](auto depth) {
     using Depth = decltype(depth);
-    constexpr u64 kMask = 0x0000FFFFFFFFFFFF;
-    return Window<u64>(src, Read48<Depth>, Depth::k48Default & kMask, kMask);
+    return Source48{Read48<Depth>, Depth::k48Default & kxw::Mix48::kOutside};
   });
 }
 
@@ -373,6 +377,7 @@ void KXVOffscreen64Bit::CreateRotationImage(KXVOffscreen& src, int degrees, int 
   const SmoothTurn exact(turn, degrees, src.GetWidth(), src.GetHeight());
   NewImage image(*this, static_cast<i64>(exact.width), static_cast<i64>(exact.height),
                  src.GetResolution());
-  TurnSmooth<kxw::Mix48>(*this, src, exact, Window48(src));
+  const Source48 source = Find48(src.GetBitCount());
+  TurnSmooth<kxw::Mix48>(*this, src, exact, {src, source.read, source.hole, kxw::Mix48::kOutside});
   image.Finish();
 }

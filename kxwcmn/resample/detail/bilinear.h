@@ -49,6 +49,7 @@ struct Mix32 {
 /// is has 32 bits here too, and so four pixels of white are stored: this is meant.
 struct Mix48 {
   using Word = u64;
+  static constexpr Word kOutside = 0x0000FFFFFFFFFFFF;
 
   static bool Of(Word c00, Word c10, Word c01, Word c11, double fx, double fy, Word& result) {
     Word color = c00;
