@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <type_traits>
 #include <vector>
 
 #include "kxwcmn/compositing/detail/rows.h"
@@ -23,9 +22,29 @@ constexpr int StepAlong(Turn turn) {
 }
 constexpr int StepDown(Turn turn) { return turn == Turn::kLeft || turn == Turn::kMirrorY ? -1 : 1; }
 
+/// A pixel of some bytes as something to copy, in one word where there is one.
+struct Bytes3 {
+  BYTE bytes[3];
+};
 template <int kBytes>
-struct Raw {
-  BYTE bytes[kBytes];
+struct RawOf {
+  using Type = Bytes3;
+};
+template <>
+struct RawOf<1> {
+  using Type = BYTE;
+};
+template <>
+struct RawOf<2> {
+  using Type KX_MAY_ALIAS = WORD;
+};
+template <>
+struct RawOf<4> {
+  using Type KX_MAY_ALIAS = DWORD;
+};
+template <>
+struct RawOf<8> {
+  using Type KX_MAY_ALIAS = u64;
 };
 
 // --- Whole bytes --------------------------------------------------------------------------------
@@ -78,8 +97,9 @@ void CopySteps(BYTE* to, int toRowBytes, const BYTE* from, int along, int down, 
 /// A row's pixels in the opposite order; `from` is the one that comes first.
 template <int kBytes>
 KXW_WIDE_VECTORS void ReverseRow(BYTE* to, const BYTE* from, int count) {
-  auto* const target = reinterpret_cast<Raw<kBytes>*>(to);
-  const auto* const source = reinterpret_cast<const Raw<kBytes>*>(from) - (count - 1);
+  using Raw = typename RawOf<kBytes>::Type;
+  auto* const target = reinterpret_cast<Raw*>(to);
+  const auto* const source = reinterpret_cast<const Raw*>(from) - (count - 1);
   for (int i = 0; i < count; ++i) target[i] = source[count - 1 - i];
 }
 

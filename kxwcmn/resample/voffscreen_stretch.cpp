@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/offscreen/voffscreen.h"
+#include "kxwcmn/platform/vectorize.h"
 #include "kxwcmn/resample/detail/scale.h"
 
 // Copies of other sizes, a source pixel for each of theirs.
@@ -131,6 +133,11 @@ class Picks {
   std::vector<Run> runs_;
 };
 
+/// The rows of a reduction lie too far apart for the machine to foresee them.
+void PrefetchRow(const BYTE* row, int bytes) {
+  for (int i = 0; i < bytes; i += 64) KXW_PREFETCH(row + i);
+}
+
 void Stretch(KXVOffscreen& dst, KXVOffscreen& src, const kxw::Axis& x, const kxw::Axis& y,
              const KXRect& rect, const PairFuncs& pair) {
   const int rowBytes = dst.GetBlockRowBytes(), srcRowBytes = src.GetBlockRowBytes();
@@ -150,7 +157,11 @@ void Stretch(KXVOffscreen& dst, KXVOffscreen& src, const kxw::Axis& x, const kxw
             kxw::RowOf(kxw::EnterForWrite(dst, target.left, target.top), down.begin, rowBytes);
         const int column = along.begin & kMask, count = along.end - along.begin;
         const BYTE* const places = rows.Places(down.begin);
-        for (int j = 0; j < down.end - down.begin; ++j, to += rowBytes) {
+        const int rowCount = down.end - down.begin;
+        for (int j = 0; j < rowCount; ++j, to += rowBytes) {
+          if (from && places[j] != places[std::min(j + 1, rowCount - 1)]) {
+            PrefetchRow(from + places[std::min(j + 2, rowCount - 1)] * srcRowBytes, srcRowBytes);
+          }
           if (!from) {
             pair.blank(to, column, count);
           } else if (j > 0 && places[j] == places[j - 1]) {
