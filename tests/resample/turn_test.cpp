@@ -15,10 +15,20 @@ class Turning : public testing::Test {
   static void SetUpTestSuite() { kxGetVirtualMemory()->Create(2 << 20, nullptr); }
 };
 
-using Create = KXVOffscreen* (KXVOffscreen::*)();
-constexpr Create kCreates[] = {&KXVOffscreen::CreateAndRotate90, &KXVOffscreen::CreateAndRotate90R,
-                               &KXVOffscreen::CreateAndReverseHorz,
-                               &KXVOffscreen::CreateAndReverseVert};
+constexpr int kKinds = 4;
+
+KXVOffscreen* Turned(KXVOffscreen& src, int kind) {
+  switch (kind) {
+    case 0:
+      return src.CreateAndRotate90();
+    case 1:
+      return src.CreateAndRotate90R();
+    case 2:
+      return src.CreateAndReverseHorz();
+    default:
+      return src.CreateAndReverseVert();
+  }
+}
 
 KXPoint TargetOf(int kind, int x, int y, int w, int h) {
   const KXPoint targets[] = {KXPoint(y, w - 1 - x), KXPoint(h - 1 - y, x), KXPoint(w - 1 - x, y),
@@ -33,10 +43,10 @@ TEST_F(Turning, MovesThePixelsOfBlocksThatAreThere) {
       const int w = seed == 0 ? 512 : random.Edge(1, 600), h = random.Edge(1, 600);
       const ImagePtr src = RandomImage(bits, w, h, random, seed > 0);
       src->SetResolution(150);
-      for (int kind = 0; kind < 4; ++kind) {
+      for (int kind = 0; kind < kKinds; ++kind) {
         SCOPED_TRACE(testing::Message()
                      << bits << " bits, " << w << " x " << h << ", kind " << kind);
-        const ImagePtr turned(((*src).*kCreates[kind])());
+        const ImagePtr turned(Turned(*src, kind));
         ASSERT_EQ(turned->GetWidth(), kind < 2 ? h : w);
         ASSERT_EQ(turned->GetHeight(), kind < 2 ? w : h);
         EXPECT_EQ(turned->GetResolution(), 150);
@@ -65,10 +75,10 @@ TEST_F(Turning, FourQuartersAndTwoMirrorsAreNothing) {
     Random random(static_cast<unsigned>(bits));
     const ImagePtr src = RandomImage(bits, 700, 300, random, false);
     const std::vector<BYTE> pixels = Pixels(*src);
-    for (int kind = 0; kind < 4; ++kind) {
+    for (int kind = 0; kind < kKinds; ++kind) {
       ImagePtr image;
       for (int i = 0; i < (kind < 2 ? 4 : 2); ++i) {
-        image.reset(((image ? *image : *src).*kCreates[kind])());
+        image.reset(Turned(image ? *image : *src, kind));
       }
       EXPECT_TRUE(Pixels(*image) == pixels) << bits << " bits, kind " << kind;
     }
@@ -205,8 +215,8 @@ TEST_F(Turning, GivesBackWhatItCannotFinish) {
     EXPECT_EQ(CodeOf([&] { dst->CreateRotationImage(*src, 30, smooth); }), 0x20010004);
     EXPECT_EQ(dst->GetVirtualMemory(), nullptr);
   }
-  for (const Create create : kCreates) {
-    EXPECT_EQ(CodeOf([&] { delete ((*src).*create)(); }), 0x20010004);
+  for (int kind = 0; kind < kKinds; ++kind) {
+    EXPECT_EQ(CodeOf([&] { delete Turned(*src, kind); }), 0x20010004);
   }
   KXAbort::SetCallback(nullptr);
   EXPECT_EQ(src->GetLockCount(), 0u);
