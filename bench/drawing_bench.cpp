@@ -16,7 +16,7 @@
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/platform/memory.h"
 
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
 #include <opencv2/imgproc.hpp>
 #endif
 
@@ -164,7 +164,7 @@ void FillCircles(State& state) {
   state.SetItemsProcessed(state.iterations() * kCircles);
 }
 
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
 /// OpenCV paints its circles over, opaque.
 template <bool kAntiAliased>
 void OpenCvCircles(State& state) {
@@ -218,7 +218,7 @@ const bool kAdded = [] {
   Add("RectFill, 4096 x 4096, 24 bits", 0.9, RectFill<24>, "memset", Memset<24>);
   Add("RectFill, 4096 x 4096, 32 bits", 0.9, RectFill<32>, "memset", Memset<32>);
   Add("RectFill, 4096 x 4096, 64 bits", 0.9, RectFill<64>, "memset", Memset<64>);
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
   Add("FillPolygon, star of 1000 points, 8 bits", 1.5, FillStar, "OpenCV fillPoly", OpenCvStar);
   Add("FillPolygon, 10,000 triangles, 32 bits", 1.5, FillTriangles, "OpenCV fillConvexPoly",
       OpenCvTriangles);

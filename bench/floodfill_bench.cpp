@@ -3,10 +3,12 @@
 // Ours judges a reference image of its own ("onto a layer") or the painted one ("in place"); OpenCV
 // knows the second alone. Every pass fills the same regions with another colour than the pass
 // before, so that nothing has to be put back.
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
 
 #include <benchmark/benchmark.h>
+#ifdef KXWCMN_WITH_PNG
 #include <png.h>
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -63,6 +65,7 @@ const Scene& Grain() {
   return scene;
 }
 
+#ifdef KXWCMN_WITH_PNG
 /// The example's ink drawing at twice its size, with one seed for each of its regions.
 const Scene& Drawing() {
   static const Scene scene = [] {
@@ -95,6 +98,8 @@ const Scene& Drawing() {
   }();
   return scene;
 }
+
+#endif
 
 /// A maze without loops whose ways and walls are `unit` pixels wide.
 Scene Maze(int unit) {
@@ -255,16 +260,21 @@ bool Add(const std::string& name, const Scene& (*scene)(), int bits, int margin,
   return true;
 }
 
-const bool kAdded = Add("blank, 8 bits", Blank, 8, 0, CV_8UC1) &&
-                    Add("drawing, 8 bits", Drawing, 8, 0, CV_8UC1) &&
-                    Add("maze of 1 pixel, 8 bits", NarrowMaze, 8, 0, CV_8UC1) &&
-                    Add("maze of 8 pixels, 8 bits", WideMaze, 8, 0, CV_8UC1) &&
-                    Add("blank, 32 bits", Blank, 32, 0, CV_32SC1) &&
-                    Add("drawing, 32 bits", Drawing, 32, 0, CV_32SC1) &&
-                    Add("maze of 1 pixel, 32 bits", NarrowMaze, 32, 0, CV_32SC1) &&
-                    Add("blank, 32 bits, margin 16", Blank, 32, 16, CV_8UC3) &&
-                    Add("grain, 32 bits, margin 16", Grain, 32, 16, CV_8UC3) &&
-                    Add("drawing, 32 bits, margin 16", Drawing, 32, 16, CV_8UC3);
+const bool kAdded = [] {
+  Add("blank, 8 bits", Blank, 8, 0, CV_8UC1);
+  Add("maze of 1 pixel, 8 bits", NarrowMaze, 8, 0, CV_8UC1);
+  Add("maze of 8 pixels, 8 bits", WideMaze, 8, 0, CV_8UC1);
+  Add("blank, 32 bits", Blank, 32, 0, CV_32SC1);
+  Add("maze of 1 pixel, 32 bits", NarrowMaze, 32, 0, CV_32SC1);
+  Add("blank, 32 bits, margin 16", Blank, 32, 16, CV_8UC3);
+  Add("grain, 32 bits, margin 16", Grain, 32, 16, CV_8UC3);
+#ifdef KXWCMN_WITH_PNG
+  Add("drawing, 8 bits", Drawing, 8, 0, CV_8UC1);
+  Add("drawing, 32 bits", Drawing, 32, 0, CV_32SC1);
+  Add("drawing, 32 bits, margin 16", Drawing, 32, 16, CV_8UC3);
+#endif
+  return true;
+}();
 
 }  // namespace
 

@@ -17,7 +17,7 @@
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
-#ifdef KXWCMN_BENCH_PIXMAN
+#ifdef KXWCMN_WITH_PIXMAN
 #include <pixman.h>
 #endif
 
@@ -133,7 +133,7 @@ void Lay(State& state, KXPixelMixer& node, int bits, const Pixels& over, const P
   state.SetItemsProcessed(state.iterations() * kSide * kSide);
 }
 
-#ifdef KXWCMN_BENCH_PIXMAN
+#ifdef KXWCMN_WITH_PIXMAN
 void PixmanOver(State& state, Pixels over, Pixels under) {
   for (Pixels* picture : {&over, &under}) {
     for (DWORD& p : *picture) {
@@ -238,14 +238,13 @@ const bool kAdded = [] {
        [] { return Mixed(2); }},
   };
   for (const auto& blend : kBlends) {
-#ifdef KXWCMN_BENCH_PIXMAN
-    Add(
-        blend.name, blend.wanted,
-        [blend](State& s) {
-          KXPixelMixerBlend node;
-          Lay(s, node, 32, blend.over(), blend.under());
-        },
-        "pixman OVER", [blend](State& s) { PixmanOver(s, blend.over(), blend.under()); });
+    kxw::bench::AddOurs(blend.name, blend.wanted, [blend](State& s) {
+      KXPixelMixerBlend node;
+      Lay(s, node, 32, blend.over(), blend.under());
+    });
+#ifdef KXWCMN_WITH_PIXMAN
+    kxw::bench::AddSide(blend.name, "pixman OVER",
+                        [blend](State& s) { PixmanOver(s, blend.over(), blend.under()); });
 #endif
   }
   // Three times the time is what masks and patterns may cost: the wanted ratio is a third.

@@ -15,14 +15,21 @@ namespace kxw::bench {
 /// The ratio that an operation should reach.
 std::map<std::string, double>& Wanted();
 
+/// Registers our side of an operation, whose other sides are added where their libraries are there.
+template <class Ours>
+bool AddOurs(const std::string& operation, double wanted, Ours ours) {
+  if (wanted > 0) Wanted()[operation] = wanted;
+  benchmark::RegisterBenchmark((operation + "|ours").c_str(), ours);
+  return true;
+}
+
 /// Registers both sides of an operation, to run one after the other. Call it from a namespace-scope
 /// initialiser: `const bool kAdded = kxw::bench::Add("…", 0.9, Ours, "memcpy", Limit);`
 /// The time compared is the processor's.
 template <class Ours, class Other>
 bool Add(const std::string& operation, double wanted, Ours ours, const std::string& beside,
          Other other) {
-  if (wanted > 0) Wanted()[operation] = wanted;
-  benchmark::RegisterBenchmark((operation + "|ours").c_str(), ours);
+  AddOurs(operation, wanted, ours);
   benchmark::RegisterBenchmark((operation + "|" + beside).c_str(), other);
   return true;
 }

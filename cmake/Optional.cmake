@@ -1,0 +1,62 @@
+# Packages that the project can do without.
+#
+#   kxwcmn_optional(<NAME> <what it gives> DEBIAN <package>
+#     [HEADER <header> [SUFFIX <folder>] LIBRARIES <name>...] [MODULES <pkg-config module>...])
+#
+# makes the option KXWCMN_WITH_<NAME> and a target kxwcmn_with_<name> to link to, which defines the
+# macro KXWCMN_WITH_<NAME>, and sets KXWCMN_HAS_<NAME>. Where the option is OFF or the package is not
+# there, the target is empty and the macro undefined, and what is lost is said at the end of the
+# configuration. The file that it is found by is a header and libraries, or a module of pkg-config.
+option(KXWCMN_OPTIONAL "What the options KXWCMN_WITH_... are where they are not set" ON)
+
+function(kxwcmn_optional name gives)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "DEBIAN;HEADER;SUFFIX" "LIBRARIES;MODULES")
+  string(TOLOWER kxwcmn_with_${name} target)
+  option(KXWCMN_WITH_${name} "Use ${arg_DEBIAN}, where it is there: ${gives}" ${KXWCMN_OPTIONAL})
+  add_library(${target} INTERFACE)
+  set(found OFF)
+  if(KXWCMN_WITH_${name} AND arg_MODULES)
+    find_package(PkgConfig QUIET)
+    if(PkgConfig_FOUND)
+      pkg_check_modules(KXWCMN_${name} QUIET IMPORTED_TARGET ${arg_MODULES})
+      set(found ${KXWCMN_${name}_FOUND})
+    endif()
+    if(found)
+      target_link_libraries(${target} INTERFACE PkgConfig::KXWCMN_${name})
+    endif()
+  elseif(KXWCMN_WITH_${name})
+    set(found ON)
+    find_path(KXWCMN_${name}_INCLUDE ${arg_HEADER} PATH_SUFFIXES ${arg_SUFFIX})
+    mark_as_advanced(KXWCMN_${name}_INCLUDE)
+    if(NOT KXWCMN_${name}_INCLUDE)
+      set(found OFF)
+    endif()
+    foreach(library ${arg_LIBRARIES})
+      find_library(KXWCMN_${name}_LIBRARY_${library} ${library})
+      mark_as_advanced(KXWCMN_${name}_LIBRARY_${library})
+      if(NOT KXWCMN_${name}_LIBRARY_${library})
+        set(found OFF)
+      endif()
+    endforeach()
+    if(found)
+      target_include_directories(${target} SYSTEM INTERFACE ${KXWCMN_${name}_INCLUDE})
+      foreach(library ${arg_LIBRARIES})
+        target_link_libraries(${target} INTERFACE ${KXWCMN_${name}_LIBRARY_${library}})
+      endforeach()
+    endif()
+  endif()
+  if(found)
+    target_compile_definitions(${target} INTERFACE KXWCMN_WITH_${name})
+  else()
+    set_property(GLOBAL APPEND PROPERTY KXWCMN_MISSING "${gives} (${arg_DEBIAN})")
+  endif()
+  set(KXWCMN_HAS_${name} ${found} PARENT_SCOPE)
+endfunction()
+
+# Says what is left out, one line each.
+function(kxwcmn_say_what_is_missing)
+  get_property(missing GLOBAL PROPERTY KXWCMN_MISSING)
+  foreach(line ${missing})
+    message(STATUS "Left out: ${line}")
+  endforeach()
+endfunction()
