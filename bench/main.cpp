@@ -64,6 +64,10 @@ class TableReporter : public benchmark::ConsoleReporter {
         std::printf("%-52s %-30s %9.3f us\n", operation.c_str(), "", ours->Median() / 1e3);
       }
     }
+    constexpr const char* kMissing = KXWCMN_BENCH_MISSING;
+    if (*kMissing) {
+      std::printf("\nLeft out, for their packages are not there: %s\n", kMissing);
+    }
     ConsoleReporter::Finalize();
   }
 
