@@ -52,6 +52,7 @@
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/file.h"
+#include "kxwcmn/platform/filereplacement.h"
 #include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/host.h"
 #include "kxwcmn/platform/image.h"

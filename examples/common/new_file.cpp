@@ -1,37 +1,36 @@
 #include "common/new_file.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 
 namespace examples {
 
 namespace fs = std::filesystem;
 
-NewFile::NewFile(const std::string& path) : path_(path), target_(path) {
+NewFile::NewFile(const std::string& path) : path_(path) {
   std::error_code ignored;
   const fs::file_status status = fs::status(path, ignored);
   if (fs::exists(status) && !fs::is_regular_file(status)) throw FileError(path, "not a file");
-  if (fs::is_symlink(path, ignored)) target_ = fs::weakly_canonical(path, ignored).string();
-  partPath_ = target_ + ".part";
-  std::FILE* const file = std::fopen(partPath_.c_str(), "wb");
-  if (!file) throw FileError(path, std::strerror(errno));
-  std::fclose(file);
-}
-
-NewFile::~NewFile() {
-  if (!isKept_) std::remove(partPath_.c_str());
-}
-
-void NewFile::Keep() {
-  std::error_code ignored;
-  const fs::file_status old = fs::status(target_, ignored);
-  if (fs::exists(old)) fs::permissions(partPath_, old.permissions(), ignored);
-  if (std::rename(partPath_.c_str(), target_.c_str()) != 0) {
-    throw FileError(path_, std::strerror(errno));
+  KXFilePath target;
+  KXString part;
+  try {
+    target.SetNativePath(path.c_str());
+    // Now and not when the work is done, for it would be in vain.
+    if (target.GetReadOnly()) throw FileError(path, "read-only");
+    RaiseIfFailed(replacement_.Begin(target, "new"));
+    KXFilePath(replacement_.Path()).GetNativePath(part);
+  } catch (KXException& failure) {
+    RaiseIfFailed(failure.GetErrorCode());
   }
-  isKept_ = true;
+  partPath_ = part.GetCStrPtr();
+}
+
+void NewFile::Keep() { RaiseIfFailed(replacement_.Commit()); }
+
+void NewFile::RaiseIfFailed(int code) const {
+  if (code == 0) return;
+  KXString words;
+  KXException(code, static_cast<UINT>(-1), "", "", "", "", "").GetAlertMessage(words);
+  throw FileError(path_, words.IsEmpty() ? "an unknown failure" : words.GetCStrPtr());
 }
 
 }  // namespace examples

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "kxwcmn/kxwcmn.h"
+
 namespace examples {
 
 /// A file that cannot be read or written. `what()` is one line that names it.
@@ -15,27 +17,24 @@ class FileError : public std::runtime_error {
 /// A file that takes its name only when it is complete: whatever has the name stays until then.
 class NewFile {
  public:
-  /// Creates it empty. Raises FileError if it cannot be, or where something else than a file has
-  /// the name.
+  /// Creates it empty, as a file of a name that nobody has. Raises FileError if it cannot be, or
+  /// where a read-only file or something else than a file has the name.
   explicit NewFile(const std::string& path);
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  /// Removes the file unless it is kept.
-  ~NewFile();
 
   /// The name to be, for messages.
   const std::string& Path() const { return path_; }
-  /// Where the file is until then, in the same folder.
+  /// Where the file is until then, beside the one that it replaces. It goes unless it is kept.
   const std::string& PartPath() const { return partPath_; }
   /// Gives the complete and closed file its name, and the rights of the file that it replaces.
   /// Raises FileError.
   void Keep();
 
  private:
+  void RaiseIfFailed(int code) const;
+
   std::string path_;
-  std::string target_;  // what the name stands for, if it is a link
   std::string partPath_;
-  bool isKept_ = false;
+  kxw::FileReplacement replacement_;
 };
 
 }  // namespace examples

@@ -152,8 +152,10 @@ class KX_EXPORT KXFilePath {
   /// 0x2001000A with `failIfExists`; otherwise it is replaced when the copy is complete. A source
   /// "Icon?" is passed over.
   static void CopyFileA(const KXFilePath& target, const KXFilePath& source, int failIfExists);
-  /// Moves a file or folder. A target that is there raises 0x2001000A with `keepExisting`;
-  /// otherwise it is gone when the move has succeeded, and only then.
+  /// Moves a file or folder, all of it or nothing. A target that is there raises 0x2001000A with
+  /// `keepExisting`; otherwise it goes, and its name stands for one of the two at any moment. A
+  /// target that holds the source, or lies in it, raises 87; a folder in the way that the user may
+  /// delete only in part raises 5.
   static void MoveFileA(const KXFilePath& target, const KXFilePath& source, int keepExisting);
   /// Copy or move a folder with all that is in it into the folder `target`, or to the path `target`
   /// if there is nothing. An entry of its name in the target raises 0x2001000A with `failIfExists`;

@@ -50,8 +50,11 @@ int RemoveTree(const char* path);
 /// `failIfExists` a target that is there fails with `kErrorFileExists`.
 int CopyFile(const char* source, const char* target, bool failIfExists);
 
-/// Moves a file or folder, to another disk by copying. A target that is there fails with
-/// `kErrorAlreadyExists`; with `replace` it goes, but only when the move has succeeded.
+/// Moves a file or folder, to another disk by copying, all of it or nothing. A target that is there
+/// fails with `kErrorAlreadyExists`; with `replace` it goes, and its name stands for one of the two
+/// at any moment. A target that holds the source, or lies in it, fails with
+/// `kErrorInvalidParameter`; one that the user may delete only in part, or such a source for
+/// another disk, with `kErrorAccessDenied`.
 int MoveFile(const char* source, const char* target, bool replace);
 
 /// Copy or move a file or folder with all that is in it to the path `target`, and make the folders

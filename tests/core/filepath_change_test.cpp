@@ -1,11 +1,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/file.h"
@@ -147,9 +150,51 @@ TEST(FilePathChange, MovesFilesOverOthers) {
   EXPECT_EQ(folder.Move("b", "a", 0), 0);
   EXPECT_EQ(folder.Move("d/in/c", "b", 1), 0);
   EXPECT_EQ(folder.Tree(""), "./d/ d/in/ d/in/c=a ");
-  EXPECT_EQ(folder.Move("d", "d/in", 0), 0);
-  EXPECT_EQ(folder.Tree(""), "./d/ d/c=a ");
-  EXPECT_EQ(folder.Move("d/x", "d", 0), kxw::kErrorInvalidParameter);
+  // Nothing goes into itself, or over what it lies in.
+  for (const auto& [target, source] :
+       {std::pair("d", "d/in"), {"d", "d/in/c"}, {"d/x", "d"}, {"d/in", "d"}, {"d/in/c", "d"}}) {
+    EXPECT_EQ(folder.Move(target, source, 0), kxw::kErrorInvalidParameter) << target;
+  }
+  EXPECT_EQ(folder.Tree(""), "./d/ d/in/ d/in/c=a ");
+  // Files and folders take each other's place.
+  folder.WriteFile("f", "f");
+  folder.Make("full/of");
+  folder.WriteFile("full/of/things", "t");
+  EXPECT_EQ(folder.Move("d", "full", 0), 0);
+  EXPECT_EQ(folder.Tree(""), "./d/ ./f=f d/of/ d/of/things=t ");
+  EXPECT_EQ(folder.Move("d", "f", 0), 0);
+  EXPECT_EQ(folder.Tree(""), "./d=f ");
+}
+
+// A process that only looks must see the target at any moment.
+TEST(FilePathChange, AMoveLeavesNoMomentWithoutTheTarget) {
+  const Folder folder;
+  fs::path other = folder.OnOtherDisk();
+  if (other.empty()) other = folder.Host() / "other";
+  fs::create_directories(other);
+  const std::string target = folder.Host() / "t";
+  folder.WriteFile("t", "old");
+  const pid_t watcher = fork();
+  if (watcher == 0) {
+    while (access(target.c_str(), F_OK) == 0) continue;
+    _exit(1);
+  }
+  for (int i = 0; i < 300; ++i) {
+    // In turn files, folders, and files of another disk.
+    const fs::path source = i % 4 == 2 ? other / "s" : folder.Host() / "s";
+    if (i % 4 == 1) folder.Make("s/in");
+    if (i % 4 != 1) std::ofstream(source) << i;
+    KXFilePath native;
+    native.SetNativePath(source.c_str());
+    ASSERT_EQ(CodeOf([&] { KXFilePath::MoveFileA(folder.At("t"), native, 0); }), 0);
+    ASSERT_FALSE(fs::exists(source));
+    EXPECT_TRUE(i % 4 == 1 || folder.ReadFile("t") == std::to_string(i));
+  }
+  kill(watcher, SIGKILL);
+  int status = 0;
+  waitpid(watcher, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status)) << "there was no target";
+  fs::remove_all(other);
 }
 
 TEST(FilePathChange, CopiesFoldersAndNothingBehindLinks) {
@@ -218,30 +263,74 @@ TEST(FilePathChange, MovesAndMergesFolders) {
   EXPECT_EQ(folder.Tree("back"), "./f=new ./link>f ./sub/ sub/g=g sub/h=h ");
 }
 
-TEST(FilePathChange, TheCopyStaysWhereItsSourceGoesOnlyInPart) {
+// A folder in which the user may not write keeps its contents: what holds it can neither be
+// replaced nor go to another disk, and then nothing at all happens.
+TEST(FilePathChange, MovesAllOrNothing) {
   const Folder folder;
-  const fs::path place = folder.OnOtherDisk();
-  if (place.empty()) return;
-  folder.Make("d/locked");
-  for (const char* name : {"d/f", "d/locked/g"}) folder.WriteFile(name, "1");
-  fs::create_directories(place / "d");
-  for (const auto& path : {place, folder.Host(), folder.Host() / "d"}) {
-    fs::permissions(path, fs::perms::all);
+  const fs::path elsewhere = folder.OnOtherDisk();
+  for (const char* name : {"d/locked", "e"}) folder.Make(name);
+  for (const char* name : {"d/f", "d/locked/g", "e/h"}) folder.WriteFile(name, "1");
+  for (const char* name : {"", "d", "e"}) {
+    fs::permissions(folder.Host() / name, fs::perms::all);
   }
   fs::permissions(folder.Host() / "d/locked", fs::perms(0555));
-  const KXFilePath target((place / "d").c_str());
+  if (!elsewhere.empty()) {
+    fs::create_directories(elsewhere);
+    fs::permissions(elsewhere, fs::perms::all);
+  }
+  const std::string before = folder.Tree("");
   const bool isRoot = geteuid() == 0;  // whom no right stops
   ASSERT_TRUE(!isRoot || seteuid(65534) == 0);
-  EXPECT_EQ(CodeOf([&] { KXFilePath::MoveFileA(target, folder.At("d"), 0); }),
-            kxw::kErrorAccessDenied);
-  ASSERT_TRUE(!isRoot || seteuid(0) == 0);
-  EXPECT_FALSE(folder.Has("d/f"));
-  EXPECT_TRUE(fs::exists(place / "d/f") && fs::exists(place / "d/locked/g"));
-  EXPECT_EQ(std::distance(fs::directory_iterator(place), {}), 1);
-  for (const auto& path : {place, folder.Host()}) {
-    fs::permissions(path / "d/locked", fs::perms::owner_all);
+  EXPECT_EQ(folder.Move("d", "e", 0), kxw::kErrorAccessDenied);
+  if (!elsewhere.empty()) {
+    const KXFilePath target((elsewhere / "d").c_str());
+    EXPECT_EQ(CodeOf([&] { KXFilePath::MoveFileA(target, folder.At("d"), 0); }),
+              kxw::kErrorAccessDenied);
+    EXPECT_TRUE(fs::is_empty(elsewhere));
   }
-  fs::remove_all(place);
+  EXPECT_EQ(folder.Move("d2", "d", 0), 0);  // which deletes nothing
+  EXPECT_EQ(folder.Move("d", "d2", 0), 0);
+  ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+  EXPECT_EQ(folder.Tree(""), before);
+  fs::permissions(folder.Host() / "d/locked", fs::perms::owner_all);
+  fs::remove_all(elsewhere);
+}
+
+// What fails at any step of a move to another disk leaves the old target and the source.
+TEST(FilePathChange, FailedMovesChangeNothing) {
+  const Folder folder;
+  const fs::path elsewhere = folder.OnOtherDisk();
+  if (elsewhere.empty()) return;
+  folder.Make("s/in");
+  folder.WriteFile("s/in/f", "new");
+  fs::create_directories(elsewhere / "t");
+  std::ofstream(elsewhere / "t/old") << "old";
+  KXFilePath target;
+  target.SetNativePath((elsewhere / "t").c_str());
+  const auto move = [&] {
+    return CodeOf([&] { KXFilePath::MoveFileA(target, folder.At("s"), 0); });
+  };
+  int failures = 0;
+  for (const FaultPoint point : {FaultPoint::kWrite, FaultPoint::kRename, FaultPoint::kSync}) {
+    const std::string before = folder.Tree("");
+    for (int nth = 1;; ++nth, ++failures) {
+      ScopedFaults faults;
+      faults.Fail(point, nth, kxw::kErrorIoDevice);
+      const bool isDone = move() == 0;
+      const bool isLate = !isDone && fs::exists(elsewhere / "t/in");  // only the last sync failed
+      ASSERT_TRUE(isDone || isLate || fs::exists(elsewhere / "t/old")) << nth;
+      if (isDone || isLate) break;
+      ASSERT_EQ(folder.Tree(""), before);
+      ASSERT_EQ(std::distance(fs::directory_iterator(elsewhere), {}), 1);
+    }
+    fs::remove_all(elsewhere / "t");
+    fs::create_directories(elsewhere / "t");
+    std::ofstream(elsewhere / "t/old") << "old";
+    folder.Make("s/in");
+    folder.WriteFile("s/in/f", "new");
+  }
+  EXPECT_GE(failures, 6);
+  fs::remove_all(elsewhere);
 }
 
 }  // namespace

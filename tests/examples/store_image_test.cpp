@@ -77,6 +77,13 @@ class StoreImage : public ProgramTest {
     EXPECT_NO_THROW(examples::CompareImages(*examples::ReadStoredImage(Path(name)), image));
   }
   std::string Word(const std::string& name) const { return " " + Quoted(Path(name)); }
+  int CountTemporary() const {
+    int count = 0;
+    for (const auto& entry : fs::directory_iterator(folder_)) {
+      count += entry.path().extension() == ".tmp";
+    }
+    return count;
+  }
 };
 
 // The pixels of the picture, read by the simple interface of the PNG library, are those of the
@@ -183,11 +190,11 @@ TEST_F(StoreImage, TellsAndChangesTheForm) {
   EXPECT_NE(output_.find("\n  file        " + small + " bytes, version 1.0, pixel order 0\n"),
             std::string::npos);
   // A link stays one, and the file its rights.
-  fs::permissions(Path("a"), fs::perms::owner_read);
+  fs::permissions(Path("a"), fs::perms(0642));
   fs::create_symlink(Path("a"), Path("link"));
   ASSERT_EQ(Run("recompress --raw --quiet" + Word("link")), 0) << output_;
   EXPECT_TRUE(Read(Path("a")) == raw && fs::is_symlink(Path("link")));
-  EXPECT_EQ(fs::status(Path("a")).permissions(), fs::perms::owner_read);
+  EXPECT_EQ(fs::status(Path("a")).permissions(), fs::perms(0642));
   image->Lock(299, 0, 1);
   image->Set8BitColor(static_cast<BYTE>(~image->Get8BitColor()));
   image->Unlock();
@@ -231,25 +238,50 @@ TEST_F(StoreImage, ComplainsInOneLineAndTouchesNothing) {
   ExpectComplaint("import" + p + " /dev/full", "not a file");
   ExpectComplaint("export" + Word("none") + p, "none: No such file");
   ExpectComplaint("info" + Word(""), "not a file");
+  fs::permissions(Path("a"), fs::perms(0444));
+  ExpectComplaint("recompress --raw" + a, "a: read-only");
+  ExpectComplaint("import" + p + a, "a: read-only");
   ExpectComplaint("import --depth 12" + p + a, "--depth takes one of");
   ExpectComplaint("import" + p, "import takes");
   ExpectComplaint("eat" + p, "unknown command eat");
   EXPECT_TRUE(Read(Path("a")) == packed);
-  for (const char* name : {"a.part", "b", "b.part", "p.png.part"}) {
-    EXPECT_FALSE(fs::exists(Path(name))) << name;
-  }
+  EXPECT_FALSE(fs::exists(Path("b")));
+  EXPECT_EQ(CountTemporary(), 0);
 }
 
-TEST_F(StoreImage, StopsCleanlyOnInterrupt) {
+TEST_F(StoreImage, StopsCleanlyOnInterruptAndIsKilledWithoutLoss) {
   WritePng(Path("p.png"), std::vector<BYTE>(10000 * 10000), 10000, PNG_INTERLACE_NONE);
   Write("a", "old");
+  Write("a.part", "the user's own");
   // It is at work when its new file is there.
-  EXPECT_EQ(Shell(program_ + " import" + Word("p.png") + Word("a") + " & while [ ! -e " +
-                  Word("a.part") + " ]; do sleep 0.01; done; kill -INT $!; wait $!"),
-            130);
+  const auto signalled = [this](const std::string& signal) {
+    return Shell(program_ + " import" + Word("p.png") + Word("a") + " & while ! ls " + Word("") +
+                 " | grep -q tmp; do sleep 0.01; done; kill -" + signal + " $!; wait $!");
+  };
+  EXPECT_EQ(signalled("INT"), 130);
   EXPECT_EQ(output_, "store_image: stopped\n");
-  EXPECT_EQ(Read(Path("a")), "old");
-  EXPECT_FALSE(fs::exists(Path("a.part")));
+  EXPECT_EQ(CountTemporary(), 0);
+  EXPECT_EQ(signalled("KILL"), 128 + 9);
+  EXPECT_EQ(CountTemporary(), 1);  // a file that nobody has taken the name of
+  EXPECT_EQ(Read(Path("a")) + Read(Path("a.part")), "oldthe user's own");
+}
+
+// Each of two runs at once leaves a whole file or fails; neither mixes with the other.
+TEST_F(StoreImage, TwoRunsAtOnceGiveTheFileOfOne) {
+  for (const int size : {100, 101}) {
+    WritePng(Path(std::to_string(size) + ".png"), Noise(size * 3000), size, PNG_INTERLACE_NONE);
+    ASSERT_EQ(Run("import" + Word(std::to_string(size) + ".png") + Word(std::to_string(size))), 0);
+  }
+  for (int i = 0; i < 5; ++i) {
+    const std::string import = program_ + " import --quiet";
+    ASSERT_EQ(Shell(import + Word("100.png") + Word("a") + " & " + import + Word("101.png") +
+                    Word("a") + " && wait $!"),
+              0)
+        << output_;
+    const std::string stored = Read(Path("a"));
+    EXPECT_TRUE(stored == Read(Path("100")) || stored == Read(Path("101")));
+  }
+  EXPECT_EQ(CountTemporary(), 0);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "kxwcmn/platform/detail/faults.h"
 
+#include <utility>
+
 namespace kxw::detail {
 
 std::atomic<ScopedFaults*> activeFaults = nullptr;
@@ -27,6 +29,16 @@ void ScopedFaults::EndReadEarly(int nth, u64 bytes) {
   plan.fault.endsEarly = true;
 }
 
+void ScopedFaults::Act(FaultPoint point, int nth, std::function<void()> action, u64 bytes) {
+  const std::lock_guard guard(mutex_);
+  Plan& plan = PlanOf(point);
+  plan.first = plan.last = plan.passed + nth;
+  plan.action = std::move(action);
+  plan.fault = {};
+  plan.fault.bytes = bytes;
+  plan.fault.action = &plan.action;
+}
+
 void ScopedFaults::LimitHostCalls(u64 bytes) {
   const std::lock_guard guard(mutex_);
   hostBytes_ = bytes;
@@ -45,13 +57,16 @@ int ScopedFaults::Count(FaultPoint point) const {
 Fault FaultAtSlow(FaultPoint point) {
   ScopedFaults* faults = activeFaults;
   if (!faults) return {};
-  const std::lock_guard guard(faults->mutex_);
-  ScopedFaults::Plan& plan = faults->PlanOf(point);
-  const int number = ++plan.passed;
   Fault fault;
-  if (number >= plan.first && number <= plan.last) fault = plan.fault;
-  fault.hostBytes = faults->hostBytes_;
-  fault.diskFree = faults->diskFree_;
+  {
+    const std::lock_guard guard(faults->mutex_);
+    ScopedFaults::Plan& plan = faults->PlanOf(point);
+    const int number = ++plan.passed;
+    if (number >= plan.first && number <= plan.last) fault = plan.fault;
+    fault.hostBytes = faults->hostBytes_;
+    fault.diskFree = faults->diskFree_;
+  }
+  if (fault.action && point != FaultPoint::kWrite) (*fault.action)();
   return fault;
 }
 

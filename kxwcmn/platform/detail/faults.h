@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <limits>
 #include <mutex>
 
@@ -21,6 +22,8 @@ enum class FaultPoint {
   kWrite,
   kSeek,
   kSetEnd,
+  kRename,
+  kSync,      // a file or folder brought to the disk
   kDiskFree,  // a query of a disk's sizes
   kCount
 };
@@ -32,6 +35,7 @@ struct Fault {
   u64 hostBytes = std::numeric_limits<u64>::max();  // at most these in one host call
   u64 diskFree = std::numeric_limits<u64>::max();   // at most these are free on a disk
   bool endsEarly = false;                           // a read stops behind `bytes` without failure
+  const std::function<void()>* action = nullptr;    // called behind `bytes`; it may not return
 };
 
 /// Injects failures in the whole process while it lives. Of several, the latest one counts.
@@ -53,6 +57,10 @@ class ScopedFaults {
   /// Lets read `nth` end after `bytes` bytes, as if the file ended there.
   void EndReadEarly(int nth, u64 bytes);
 
+  /// Calls `action` when operation `nth` at `point` starts; a write moves `bytes` bytes before
+  /// that. If the action returns, the operation succeeds with these.
+  void Act(FaultPoint point, int nth, std::function<void()> action, u64 bytes = 0);
+
   /// Lets every host call of a read or write move at most `bytes` (above 0) bytes.
   void LimitHostCalls(u64 bytes);
 
@@ -69,6 +77,7 @@ class ScopedFaults {
     int passed = 0;
     int first = 0, last = -1;  // by number of passing
     Fault fault;
+    std::function<void()> action;
   };
 
   Plan& PlanOf(FaultPoint point) { return plans_[static_cast<int>(point)]; }

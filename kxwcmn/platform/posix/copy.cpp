@@ -28,12 +28,19 @@ namespace kxw {
 namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 20;
-constexpr int kDeepest = 1000;  // folders within folders
 
 /// An element of an open folder.
 struct Element {
   int folder;
   const char* name;
+};
+
+/// How things are copied.
+struct Manner {
+  bool follow = false;   // a source that is a link
+  bool replace = true;   // what has the target's name
+  bool forMove = false;  // the source goes afterwards: the copy is on the disk then, and takes the
+                         // place of a read-only file too
 };
 
 int Look(Element element, struct stat* status) {
@@ -55,13 +62,13 @@ int MakeTemporary(std::string* name, Make make) {
   return EEXIST;
 }
 
-/// Gives what is complete under a temporary name its own. Returns 0 or errno.
-int Publish(const std::string& temporary, Element target, bool replace) {
-  const int error =
-      replace
-          ? (renameat(target.folder, temporary.c_str(), target.folder, target.name) == 0 ? 0
-                                                                                         : errno)
-          : RenameWithoutReplacing(target.folder, temporary.c_str(), target.folder, target.name);
+/// Gives what is complete under a temporary name its own. What it replaces goes when it is on the
+/// disk. Returns 0 or errno.
+int Publish(const std::string& temporary, Element target, const Manner& how) {
+  int error = RenameWithoutReplacing(target.folder, temporary.c_str(), target.folder, target.name);
+  if (error == EEXIST && how.replace) {
+    error = ReplaceElement(target.folder, temporary.c_str(), target.name);
+  }
   if (error != 0) unlinkat(target.folder, temporary.c_str(), 0);
   return error;
 }
@@ -94,9 +101,9 @@ int CopyFacts(const struct stat& status, int to) {
 }
 
 /// Copies a regular file; anything else is refused. Returns the platform's code.
-int CopyRegular(Element source, Element target, bool follow, bool replace) {
+int CopyRegular(Element source, Element target, const Manner& how) {
   // A pipe without a writer would let the opening wait.
-  const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW);
+  const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (how.follow ? 0 : O_NOFOLLOW);
   const Descriptor from(openat(source.folder, source.name, flags));
   if (!from) return CodeOfHostError(errno);
   struct stat status, old;
@@ -104,9 +111,9 @@ int CopyRegular(Element source, Element target, bool follow, bool replace) {
   if (S_ISDIR(status.st_mode)) return kErrorAccessDenied;
   if (!S_ISREG(status.st_mode)) return kErrorNotSupported;
   if (Look(target, &old) == 0) {
-    if (!replace) return kErrorFileExists;
+    if (!how.replace) return kErrorFileExists;
     if (IsSame(status, old)) return kErrorSharingViolation;
-    const bool isReadOnly = S_ISREG(old.st_mode) && !(old.st_mode & S_IWUSR);
+    const bool isReadOnly = S_ISREG(old.st_mode) && !(old.st_mode & S_IWUSR) && !how.forMove;
     if (S_ISDIR(old.st_mode) || isReadOnly) return kErrorAccessDenied;
   }
 
@@ -119,25 +126,25 @@ int CopyRegular(Element source, Element target, bool follow, bool replace) {
   if (error != 0) return CodeOfHostError(error);
   int code = CopyBytes(from.Get(), to.Get());
   if (code == 0) code = CopyFacts(status, to.Get());
+  if (code == 0 && how.forMove) code = CodeOfHostError(Sync(to.Get()));
   if (const int closed = to.Close(); code == 0) code = CodeOfHostError(closed);
   if (code != 0) {
     unlinkat(target.folder, temporary.c_str(), 0);
     return code;
   }
-  return CodeOfHostError(Publish(temporary, target, replace));
+  return CodeOfHostError(Publish(temporary, target, how));
 }
 
 /// Makes a link that leads where another does, from its own place. Returns the platform's code.
-int CopyLink(Element source, Element target) {
+int CopyLink(Element source, Element target, const Manner& how) {
   char leadsTo[PATH_MAX + 1];
   const ssize_t length = readlinkat(source.folder, source.name, leadsTo, sizeof leadsTo - 1);
   if (length < 0) return CodeOfHostError(errno);
   leadsTo[length] = 0;
   std::string temporary;
-  int error = MakeTemporary(
+  const int error = MakeTemporary(
       &temporary, [&](const char* name) { return symlinkat(leadsTo, target.folder, name); });
-  if (error == 0) error = Publish(temporary, target, true);
-  return CodeOfHostError(error);
+  return CodeOfHostError(error != 0 ? error : Publish(temporary, target, how));
 }
 
 /// Opens a folder, and no link to one.
@@ -151,12 +158,12 @@ int CodeOfOccupied(int error) {
   return error == ENOTDIR || error == ELOOP ? int{kErrorAlreadyExists} : CodeOfHostError(error);
 }
 
-int CopyAny(Element source, Element target, int depth);
+int CopyAny(Element source, Element target, const Manner& how, int depth);
 
 /// Copies what is in an open folder to a folder that is there or is made. Returns the platform's
 /// code.
-int CopyFolderTo(const Descriptor& from, Element target, int depth) {
-  if (depth > kDeepest) return kErrorNameTooLong;
+int CopyFolderTo(const Descriptor& from, Element target, const Manner& how, int depth) {
+  if (depth > kDeepestFolder) return kErrorNameTooLong;
   struct stat status;
   if (fstat(from.Get(), &status) != 0) return CodeOfHostError(errno);
   const bool isNew = mkdirat(target.folder, target.name, 0700) == 0;
@@ -166,19 +173,110 @@ int CopyFolderTo(const Descriptor& from, Element target, int depth) {
   std::vector<std::string> names;
   if (const int error = NamesIn(from.Get(), &names)) return CodeOfHostError(error);
   for (const std::string& name : names) {
-    const int code = CopyAny({from.Get(), name.c_str()}, {to.Get(), name.c_str()}, depth + 1);
+    const int code = CopyAny({from.Get(), name.c_str()}, {to.Get(), name.c_str()}, how, depth + 1);
     if (code != 0) return code;
   }
-  return isNew ? CopyFacts(status, to.Get()) : 0;
+  const int code = isNew ? CopyFacts(status, to.Get()) : 0;
+  return code == 0 && how.forMove ? CodeOfHostError(Sync(to.Get())) : code;
 }
 
-int CopyAny(Element source, Element target, int depth) {
+int CopyAny(Element source, Element target, const Manner& how, int depth) {
   struct stat status;
   if (const int error = Look(source, &status)) return CodeOfHostError(error);
-  if (S_ISLNK(status.st_mode)) return CopyLink(source, target);
-  if (!S_ISDIR(status.st_mode)) return CopyRegular(source, target, false, true);
+  if (S_ISLNK(status.st_mode)) return CopyLink(source, target, how);
+  if (!S_ISDIR(status.st_mode)) return CopyRegular(source, target, how);
   const Descriptor from = OpenFolder(source);
-  return from ? CopyFolderTo(from, target, depth) : CodeOfHostError(errno);
+  return from ? CopyFolderTo(from, target, how, depth) : CodeOfHostError(errno);
+}
+
+/// Lets two elements of one disk change their names. Returns 0 or errno; nothing is changed then.
+int Exchange(Element a, Element b) {
+#ifdef RENAME_EXCHANGE
+  if (const int error = HostErrorAt(detail::FaultPoint::kRename)) return error;
+  if (renameat2(a.folder, a.name, b.folder, b.name, RENAME_EXCHANGE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+#endif
+  // A file system that cannot do that in one step.
+  std::string aside;
+  int error = MakeTemporary(&aside, [&](const char* name) {
+    errno = RenameWithoutReplacing(b.folder, b.name, b.folder, name);
+    return errno;
+  });
+  if (error != 0) return error;
+  error = RenameWithoutReplacing(a.folder, a.name, b.folder, b.name);
+  if (error == 0) {
+    error = RenameWithoutReplacing(b.folder, aside.c_str(), a.folder, a.name);
+    if (error == 0) return 0;
+    RenameWithoutReplacing(b.folder, b.name, a.folder, a.name);
+  }
+  RenameWithoutReplacing(b.folder, aside.c_str(), b.folder, b.name);
+  return error;
+}
+
+/// Gives an element the name of another one of the same disk, or one that is free. With `replace`
+/// that one goes: at any moment the name stands for one of the two. Returns 0 or errno.
+int TakePlace(Element source, Element target, bool replace) {
+  if (!replace) {
+    return RenameWithoutReplacing(source.folder, source.name, target.folder, target.name);
+  }
+  const int error = RenameReplacing(source.folder, source.name, target.folder, target.name);
+  // Of a folder, unless it is empty and gives way to another.
+  const bool isInTheWay =
+      error == EISDIR || error == ENOTDIR || error == ENOTEMPTY || error == EEXIST;
+  if (!isInTheWay) return error;
+  if (const int kept = Exchange(source, target)) return kept;
+  return RemoveElement(source.folder, source.name);
+}
+
+/// Whether an open folder is `above` or lies in it.
+bool IsWithin(int folder, const struct stat& above) {
+  struct stat status, before{};
+  // Looked at and not opened: a folder on the way need not be readable.
+  for (std::string up = "."; fstatat(folder, up.c_str(), &status, 0) == 0; up += "/..") {
+    if (IsSame(status, above)) return true;
+    if (IsSame(status, before)) return false;
+    before = status;
+  }
+  return false;
+}
+
+/// Moves to another disk: a whole copy takes the target's place before the source goes. Returns the
+/// platform's code.
+int MoveElsewhere(Element source, Element target, bool replace) {
+  if (const int error = CheckRemovable(source.folder, source.name)) return CodeOfHostError(error);
+  std::string name;
+  const int error = MakeTemporary(&name, [&](const char* tried) {
+    struct stat ignored;
+    errno = Look({target.folder, tried}, &ignored) == ENOENT ? 0 : EEXIST;
+    return errno;
+  });
+  if (error != 0) return CodeOfHostError(error);
+  const Element copy = {target.folder, name.c_str()};
+  int code = CopyAny(source, copy, {.replace = false, .forMove = true}, 0);
+  if (code == 0) code = CodeOfHostError(TakePlace(copy, target, replace));
+  if (code == 0) code = CodeOfHostError(Sync(target.folder));
+  if (code == 0) return CodeOfHostError(RemoveElement(source.folder, source.name));
+  RemoveElement(copy.folder, copy.name);
+  return code;
+}
+
+/// Moves all of an element or nothing. With `replace` what has the target's name goes. Returns the
+/// platform's code.
+int MoveWhole(Element source, Element target, bool replace) {
+  struct stat from, to;
+  if (const int missing = Look(source, &from)) return CodeOfHostError(missing);
+  const bool isThere = Look(target, &to) == 0;
+  if (isThere && !replace) return kErrorAlreadyExists;
+  if (isThere && IsSame(from, to)) return 0;
+  // Neither into itself nor over what it lies in.
+  if (S_ISDIR(from.st_mode) && IsWithin(target.folder, from)) return kErrorInvalidParameter;
+  if (isThere && S_ISDIR(to.st_mode)) {
+    if (IsWithin(source.folder, to)) return kErrorInvalidParameter;
+    if (const int error = CheckRemovable(target.folder, target.name)) return CodeOfHostError(error);
+  }
+  const int error = TakePlace(source, target, replace);
+  if (error == EXDEV) return MoveElsewhere(source, target, replace);
+  return error == EEXIST ? int{kErrorAlreadyExists} : CodeOfHostError(error);
 }
 
 /// Moves by renaming, by merging folders and replacing files, and by copying to another disk.
@@ -186,11 +284,13 @@ int CopyAny(Element source, Element target, int depth) {
 int MoveAny(Element source, Element target, int depth) {
   const int error = RenameWithoutReplacing(source.folder, source.name, target.folder, target.name);
   if (error == 0) return 0;
-  if (depth > kDeepest) return kErrorNameTooLong;
+  if (depth > kDeepestFolder) return kErrorNameTooLong;
   struct stat from, to;
   if (const int missing = Look(source, &from)) return CodeOfHostError(missing);
   if (error == EXDEV) {
-    const int code = CopyAny(source, target, depth);
+    if (const int kept = CheckRemovable(source.folder, source.name)) return CodeOfHostError(kept);
+    int code = CopyAny(source, target, {.forMove = true}, depth);
+    if (code == 0) code = CodeOfHostError(Sync(target.folder));
     return code != 0 ? code : CodeOfHostError(RemoveElement(source.folder, source.name));
   }
   if (error != EEXIST) return CodeOfHostError(error);
@@ -198,8 +298,7 @@ int MoveAny(Element source, Element target, int depth) {
   if (IsSame(from, to)) return 0;  // perhaps by another spelling: never delete it
   if (S_ISDIR(from.st_mode) != S_ISDIR(to.st_mode)) return kErrorAlreadyExists;
   if (!S_ISDIR(from.st_mode)) {
-    return CodeOfHostError(
-        renameat(source.folder, source.name, target.folder, target.name) == 0 ? 0 : errno);
+    return CodeOfHostError(RenameReplacing(source.folder, source.name, target.folder, target.name));
   }
   const Descriptor fromFolder = OpenFolder(source), toFolder = OpenFolder(target);
   if (!fromFolder || !toFolder) return CodeOfHostError(errno);
@@ -249,18 +348,6 @@ void MakeFoldersAbove(const char* path) {
   }
 }
 
-/// Whether an open folder is `above` or lies in it.
-bool IsWithin(const Descriptor& folder, const struct stat& above) {
-  struct stat status, before{};
-  // Looked at and not opened: a folder on the way need not be readable.
-  for (std::string up = "."; fstatat(folder.Get(), up.c_str(), &status, 0) == 0; up += "/..") {
-    if (IsSame(status, above)) return true;
-    if (IsSame(status, before)) return false;
-    before = status;
-  }
-  return false;
-}
-
 /// Whether the first folder above a path that is there is `above` or lies in it.
 bool LeadsInto(const char* path, const struct stat& above) {
   const std::string hostPath = HostPath(path);
@@ -270,36 +357,9 @@ bool LeadsInto(const char* path, const struct stat& above) {
     const std::string folder =
         delimiter == std::string::npos ? "." : hostPath.substr(0, delimiter + 1);
     const Descriptor opened = OpenFolder({AT_FDCWD, folder.c_str()}, true);
-    if (opened) return IsWithin(opened, above);
+    if (opened) return IsWithin(opened.Get(), above);
   }
   return false;
-}
-
-/// Moves over what is in the way, which is put aside first and gone when the move has succeeded.
-int MoveOver(Element source, Element target) {
-  struct stat from, to;
-  if (const int missing = Look(source, &from)) return CodeOfHostError(missing);
-  if (const int missing = Look(target, &to)) return CodeOfHostError(missing);
-  if (IsSame(from, to)) return 0;
-  std::string aside;
-  const int error = MakeTemporary(&aside, [&](const char* name) {
-    errno = RenameWithoutReplacing(target.folder, target.name, target.folder, name);
-    return errno;
-  });
-  if (error != 0) return CodeOfHostError(error);
-  const int renamed =
-      RenameWithoutReplacing(source.folder, source.name, target.folder, target.name);
-  const bool isElsewhere = renamed == EXDEV;
-  const int code = isElsewhere ? CopyAny(source, target, 0) : CodeOfHostError(renamed);
-  if (code != 0) {
-    if (isElsewhere) RemoveElement(target.folder, target.name);  // a copy that was begun
-    RenameWithoutReplacing(target.folder, aside.c_str(), target.folder, target.name);
-    return code;
-  }
-  // A source that goes only in part leaves the copy as the one that is whole.
-  const int left = isElsewhere ? RemoveElement(source.folder, source.name) : 0;
-  const int gone = RemoveElement(target.folder, aside.c_str());
-  return CodeOfHostError(left != 0 ? left : gone);
 }
 
 }  // namespace
@@ -307,18 +367,15 @@ int MoveOver(Element source, Element target) {
 int CopyFile(const char* source, const char* target, bool failIfExists) {
   Place from, to;
   int code = OpenPlaces(source, target, &from, &to);
-  if (code == 0) code = CopyRegular(from.AsElement(), to.AsElement(), true, !failIfExists);
+  const Manner how = {.follow = true, .replace = !failIfExists};
+  if (code == 0) code = CopyRegular(from.AsElement(), to.AsElement(), how);
   return Report(code);
 }
 
 int MoveFile(const char* source, const char* target, bool replace) {
   Place from, to;
   if (const int code = OpenPlaces(source, target, &from, &to)) return Report(code);
-  struct stat status;
-  if (Look(to.AsElement(), &status) == 0) {
-    return Report(replace ? MoveOver(from.AsElement(), to.AsElement()) : int{kErrorAlreadyExists});
-  }
-  return Report(MoveAny(from.AsElement(), to.AsElement(), 0));
+  return Report(MoveWhole(from.AsElement(), to.AsElement(), replace));
 }
 
 int CopyTree(const char* source, const char* target) {
@@ -334,9 +391,9 @@ int CopyTree(const char* source, const char* target) {
   }
   MakeFoldersAbove(target);
   if (const int code = OpenPlace(target, &to)) return Report(code);
-  if (!folder) return Report(CopyAny(from.AsElement(), to.AsElement(), 0));
-  if (IsWithin(to.folder, status)) return Report(kErrorInvalidParameter);
-  return Report(CopyFolderTo(folder, to.AsElement(), 0));
+  if (!folder) return Report(CopyAny(from.AsElement(), to.AsElement(), {}, 0));
+  if (IsWithin(to.folder.Get(), status)) return Report(kErrorInvalidParameter);
+  return Report(CopyFolderTo(folder, to.AsElement(), {}, 0));
 }
 
 int MoveTree(const char* source, const char* target) {
@@ -347,7 +404,7 @@ int MoveTree(const char* source, const char* target) {
   if (LeadsInto(target, status)) return Report(kErrorInvalidParameter);
   MakeFoldersAbove(target);
   if (const int code = OpenPlace(target, &to)) return Report(code);
-  if (IsWithin(to.folder, status)) return Report(kErrorInvalidParameter);
+  if (IsWithin(to.folder.Get(), status)) return Report(kErrorInvalidParameter);
   return Report(MoveAny(from.AsElement(), to.AsElement(), 0));
 }
 

@@ -55,6 +55,14 @@ constexpr HostError kHostErrors[] = {
     {EIO, kErrorWriteFault},
 };
 
+/// The row that gives a code its words, or null.
+const HostError* RowOf(int code) {
+  for (const HostError& row : kHostErrors) {
+    if (row.code == code) return &row;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 }  // namespace kxw
@@ -80,14 +88,18 @@ int CodeOfHostError(int hostError) {
   return kErrorIoDevice;
 }
 
+int HostErrorOfCode(int code) {
+  if (code == 0) return 0;
+  const HostError* row = RowOf(code);
+  return row ? row->hostError : EIO;
+}
+
 std::string ErrorMessage(int code) {
-  for (const HostError& entry : kHostErrors) {
-    if (entry.code != code) continue;
-    std::string message = std::generic_category().message(entry.hostError);
-    FromUtf8(message, &message);
-    return message;
-  }
-  return "";
+  const HostError* row = RowOf(code);
+  if (!row) return "";
+  std::string message = std::generic_category().message(row->hostError);
+  FromUtf8(message, &message);
+  return message;
 }
 
 }  // namespace kxw

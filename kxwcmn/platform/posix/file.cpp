@@ -134,7 +134,13 @@ int kxw::DescriptorOf(FileHandle handle) {
   return file ? file->descriptor : -1;
 }
 
+int kxw::RenameReplacing(int fromFolder, const char* from, int toFolder, const char* to) {
+  if (const int error = HostErrorAt(FaultPoint::kRename)) return error;
+  return renameat(fromFolder, from, toFolder, to) == 0 ? 0 : errno;
+}
+
 int kxw::RenameWithoutReplacing(int fromFolder, const char* from, int toFolder, const char* to) {
+  if (const int error = HostErrorAt(FaultPoint::kRename)) return error;
 #ifdef RENAME_NOREPLACE
   if (renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
@@ -228,7 +234,7 @@ int qmWriteFile(kxw::FileHandle handle, const void* data, DWORD size, DWORD* don
   if (!file->writable) return Report(kxw::kErrorAccessDenied);
   if (!data && size > 0) return Report(kxw::kErrorInvalidParameter);
   const Fault fault = FaultAt(FaultPoint::kWrite);
-  if (fault.code) size = static_cast<DWORD>(std::min<u64>(size, fault.bytes));
+  if (fault.code || fault.action) size = static_cast<DWORD>(std::min<u64>(size, fault.bytes));
 
   DWORD moved = 0;
   int code = TransferAll(
@@ -236,6 +242,7 @@ int qmWriteFile(kxw::FileHandle handle, const void* data, DWORD size, DWORD* don
         return pwrite(file->descriptor, static_cast<const BYTE*>(data) + at, part, position);
       });
   if (code == 0 && moved < size) code = kxw::kErrorWriteFault;
+  if (fault.action) (*fault.action)();
   if (code == 0) code = fault.code;
   if (done) *done = moved;
   return Report(code);

@@ -31,6 +31,8 @@ class Descriptor {
     return descriptor < 0 || close(descriptor) == 0 || errno == EINTR ? 0 : errno;
   }
   int Get() const { return descriptor_; }
+  /// Hands it out, for another to close.
+  int Release() { return std::exchange(descriptor_, -1); }
   explicit operator bool() const { return descriptor_ >= 0; }
 
  private:

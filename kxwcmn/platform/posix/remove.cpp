@@ -77,6 +77,29 @@ int RemoveElement(int folder, const char* name) {
   return first;
 }
 
+int CheckRemovable(int folder, const char* name, int depth) {
+  if (depth > kDeepestFolder) return ENAMETOOLONG;
+  struct stat above, status;
+  if (fstat(folder, &above) != 0 || fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return errno;
+  }
+  if (faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0) return errno;
+  // In a folder for everybody each deletes what is his.
+  const uid_t user = geteuid();
+  const bool isSticky = above.st_mode & S_ISVTX;
+  if (isSticky && user != 0 && user != above.st_uid && user != status.st_uid) return EPERM;
+  if (!S_ISDIR(status.st_mode)) return 0;
+  if (status.st_dev != above.st_dev) return EBUSY;  // another disk is mounted there
+  const Descriptor opened(openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!opened) return errno;
+  std::vector<std::string> names;
+  if (const int error = NamesIn(opened.Get(), &names)) return error;
+  for (const std::string& inside : names) {
+    if (const int error = CheckRemovable(opened.Get(), inside.c_str(), depth + 1)) return error;
+  }
+  return 0;
+}
+
 int RemoveTree(const char* path) {
   std::string hostPath = HostPath(path);
   while (!hostPath.empty() && hostPath.back() == '/') hostPath.pop_back();

@@ -11,6 +11,7 @@
 
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/filesystem.h"
+#include "kxwcmn/platform/posix/file_internal.h"
 #include "kxwcmn/platform/posix/host_internal.h"
 
 namespace kxw {
@@ -61,29 +62,38 @@ int GetTemporaryFolder(std::string* path) {
   return Report(LibraryPath(folder, path) ? 0 : kErrorInvalidName);
 }
 
-int MakeTemporaryFile(const char* folder, const char* prefix, std::string* path) {
+int MakeUniqueFile(int folder, const std::string& start, mode_t mode, std::string* name) {
   constexpr int kMostTries = 65536;
-  const std::string start = prefix ? prefix : "";
-  if (HostPath(start.c_str()).find('/') != std::string::npos) return Report(kErrorInvalidName);
-  std::string base = folder && folder[0] ? folder : ".";
-  const std::string hostBase = HostPath(base.c_str());
-  if (hostBase.empty()) return Report(kErrorPathNotFound);
-  if (hostBase.back() != '/') base += '\\';
   for (int i = 0; i < kMostTries; ++i) {
     char number[16];
     std::snprintf(number, sizeof number, "%08X", static_cast<unsigned>(NextNumber()));
-    std::string candidate = base + start + number + ".tmp";
-    const int file =
-        open(HostPath(candidate.c_str()).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    *name = start + number + ".tmp";
+    const int file = openat(folder, name->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (file >= 0) {
       close(file);
-      *path = std::move(candidate);
-      return Report(0);
+      return 0;
     }
-    if (errno == ENOENT) return Report(kErrorPathNotFound);
-    if (errno != EEXIST && errno != EINTR) return ReportHost(false);
+    if (errno != EEXIST && errno != EINTR) return errno;
   }
-  return Report(kErrorFileExists);
+  return EEXIST;
+}
+
+int MakeTemporaryFile(const char* folder, const char* prefix, std::string* path) {
+  const std::string start = HostPath(prefix);
+  if (start.find('/') != std::string::npos) return Report(kErrorInvalidName);
+  std::string base = folder && folder[0] ? folder : ".";
+  std::string hostBase = HostPath(base.c_str());
+  if (hostBase.empty()) return Report(kErrorPathNotFound);
+  if (hostBase.back() != '/') {
+    hostBase += '/';
+    base += '\\';
+  }
+  std::string made;
+  const int error = MakeUniqueFile(AT_FDCWD, hostBase + start, 0600, &made);
+  if (error == ENOENT) return Report(kErrorPathNotFound);
+  if (error != 0) return Report(CodeOfHostError(error));
+  *path = base + (prefix ? prefix : "") + made.substr(hostBase.size() + start.size());
+  return Report(0);
 }
 
 }  // namespace kxw
