@@ -11,7 +11,7 @@
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #endif
@@ -118,7 +118,7 @@ void PlainLoop(State& state, Rule rule) {
   }
 }
 
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
 /// `convert(from, to)` on arrays of these types.
 template <class Run>
 void OpenCv(State& state, int fromType, int toType, Run convert) {
@@ -204,7 +204,7 @@ const bool kAdded = [] {
         to[6] = to[7] = from[3];
       });
 
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
   using kxw::bench::AddSide;
   const std::string peer = "OpenCV cvtColor";
   AddSide("ReadPixels, RGBA8, 8 bits", peer,

@@ -1,6 +1,6 @@
 // Changes of resolution beside OpenCV's, on one thread. The results of both are looked at once
 // outside the clock: ours beside OpenCV's, which rounds otherwise and may differ by one or two.
-#ifdef KXWCMN_BENCH_OPENCV
+#ifdef KXWCMN_WITH_OPENCV
 
 #include <benchmark/benchmark.h>
 
@@ -198,4 +198,4 @@ const bool kAdded = [] {
 
 }  // namespace
 
-#endif  // KXWCMN_BENCH_OPENCV
+#endif  // KXWCMN_WITH_OPENCV

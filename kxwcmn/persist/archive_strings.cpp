@@ -59,6 +59,12 @@ void AddLineFeeds(const char* text, char* out) {
 
 }  // namespace
 
+std::string kxw::StoredText(const char* text) {
+  std::string stored(std::strlen(text), 0);
+  stored.resize(DropLineFeeds(text, stored.data()));
+  return stored;
+}
+
 KXArchive& KXArchive::operator<<(const char* text) {
   WriteString(text);
   return *this;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "kxwcmn/platform/memory.h"
 #include "kxwcmn/platform/types.h"
@@ -33,5 +34,8 @@ void ReadAll(KXArchive& archive, void* data, UINT size);
 /// `size` bytes, which grows with what really comes: a false size takes no memory. Whatever is
 /// raised, `block` and `capacity` stay valid.
 UINT ReadGrowing(KXArchive& archive, UINT size, PtrBlock& block, DWORD& capacity);
+
+/// A text in its stored form, without the count: CR LF becomes CR.
+std::string StoredText(const char* text);
 
 }  // namespace kxw

@@ -35,6 +35,8 @@ struct Element {
   const char* name;
 };
 
+std::atomic<unsigned> temporaryCounter = 0;  // one for names of every kind
+
 /// How things are copied.
 struct Manner {
   bool follow = false;   // a source that is a link
@@ -52,9 +54,9 @@ int Look(Element element, struct stat* status) {
 template <class Make>
 int MakeTemporary(std::string* name, Make make) {
   for (int tries = 0; tries < 1000; ++tries) {
-    static std::atomic<unsigned> counter = 0;
     char text[64];
-    std::snprintf(text, sizeof text, ".copy-%d-%u.tmp", static_cast<int>(getpid()), counter++);
+    std::snprintf(text, sizeof text, ".copy-%d-%u.tmp", static_cast<int>(getpid()),
+                  temporaryCounter++);
     *name = text;
     if (make(text) == 0) return 0;
     if (errno != EEXIST) return errno;
