@@ -3,16 +3,20 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/table.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
+#include "kxwcmn/platform/memory.h"
 
 namespace {
 
@@ -228,6 +232,61 @@ void DropAndRemake(State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// --- Images of several depths that come and go ---------------------------------------------------
+
+u64 ResidentBytes() {
+  u64 pages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> pages;
+  return pages * static_cast<u64>(sysconf(_SC_PAGESIZE));
+}
+
+/// Paints `count` images of 1024 x 1024 pixels.
+void PaintImages(KXVirtualMemory* manager, int bits, int count, std::vector<ImagePtr>& images) {
+  for (int i = 0; i < count; ++i) {
+    images.push_back(Image(manager, bits, 1024, 1024));
+    KXVOffscreenAutoLock lock(images.back().get(), 1);
+    for (int block = 0; block < 16; ++block) {
+      images.back()->MoveCursor(block % 4 * 256, block / 4 * 256);
+      images.back()->Set32BitColor(0xFF010203);
+    }
+  }
+}
+
+/// Three depths fill the budget one after the other, and most of each goes. Those that stay are
+/// spread, so that memory of the other sizes has to come from between them. With `kBetween` that is
+/// how it goes; without, every depth is painted in a manager and memory of its own.
+template <bool kBetween>
+void ComeAndGo(State& state) {
+  constexpr unsigned kBudget = 256u << 20;
+  u64 most = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    kxw::TrimIdleMemory(0);
+    const u64 before = ResidentBytes();
+    auto manager = Manager(kBudget);
+    std::vector<ImagePtr> images;
+    for (const auto& [bits, count] : {std::pair{32, 64}, {64, 31}, {24, 76}}) {
+      if (!kBetween) {
+        images.clear();
+        manager = Manager(kBudget);
+        kxw::TrimIdleMemory(0);
+      }
+      const std::size_t first = images.size();
+      state.ResumeTiming();
+      PaintImages(manager.get(), bits, count, images);
+      state.PauseTiming();
+      most = std::max(most, ResidentBytes() - before);
+      for (std::size_t i = first; i + 1 < images.size(); ++i) {
+        if (i != first + images.size() / 2) images[i].reset();
+      }
+    }
+    images.clear();
+    manager.reset();
+    state.ResumeTiming();
+  }
+  state.counters["MiB resident, of 256"] = static_cast<double>(most >> 20);
+}
+
 // --- A sparse image ------------------------------------------------------------------------------
 
 void Sparse(State& state) {
@@ -349,6 +408,8 @@ const bool kAdded = [] {
                       RawFile<false>);
   kxw::bench::AddReal("1 GiB of blocks in, 128 MiB budget", 0.9, PageThrough<true>, "pread",
                       RawFile<true>);
+  kxw::bench::AddReal("images of three depths come and go, 256 MiB budget", 0, ComeAndGo<true>,
+                      "each in fresh memory", ComeAndGo<false>);
   Add("first write of a 4096 x 4096 image", 2, FirstWrite, "malloc and memset", MallocAndSet);
   Add("ClearBlock, 4096 x 4096, 32 bits", 0.8, Clear, "memset", Set);
   Add("Optimize of full blocks, 4096 x 4096, 8 bits", 0.8, OptimizeFull, "memchr", Memchr);

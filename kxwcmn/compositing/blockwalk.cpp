@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/memory/swapblock.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 
@@ -45,7 +46,7 @@ bool NarrowCopyArea(const KXVOffscreen& dst, int dstX, int dstY, int width, int 
 BYTE* EnterForWrite(KXVOffscreen& image, int x, int y) {
   image.MoveCursor(x, y);
   BYTE* const base = image.GetBaseAddress();
-  if (!base) kxThrowError(kErrorNotEnoughMemory);
+  if (!base) kxThrowError(CodeOfMissingBlock(image.GetBlockExist(x, y)));
   return base;
 }
 

@@ -6,6 +6,7 @@
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/drawing/detail/floodplain.h"
 #include "kxwcmn/drawing/floodfill_internal.h"
+#include "kxwcmn/memory/swapblock.h"
 #include "kxwcmn/platform/error.h"
 
 namespace kxw::flood {
@@ -29,7 +30,9 @@ void CheckBlock(const KXVOffscreen& image) {
   if (image.GetBaseAddress()) return;
   int x, y;
   image.GetCursorPos(x, y);
-  if (image.GetBlockExist(x, y)) kxThrowError(kErrorNotEnoughMemory);
+  if (const std::intptr_t block = image.GetBlockExist(x, y)) {
+    kxThrowError(CodeOfMissingBlock(block));
+  }
 }
 
 Span* SpanStack::Grow(const Span* top) {

@@ -12,7 +12,15 @@ bool MayGo(const KXSwapBlock& block, int pass) {
   const KXVMChunk* chunk = block.GetMemory().GetChunk();
   const bool pinned = chunk ? chunk->IsPinned() : block.IsLocked() || block.IsAbsoluteProtect();
   const bool lasting = chunk ? chunk->IsLasting() : !block.IsTemporary();
-  return !pinned && (pass == 1 || !lasting);
+  if (pinned) return false;
+  switch (pass) {
+    case EvictionFront::kTemporaryPass:
+      return !lasting;
+    case EvictionFront::kCleanPass:
+      return chunk ? chunk->IsClean() : block.IsClean();
+    default:
+      return true;
+  }
 }
 
 }  // namespace
@@ -39,6 +47,7 @@ void EvictionFront::Leave(const KXVMCacheListItem* item) {
 }
 
 void EvictionFront::CallBack(int pass, const KXSwapBlock& block) {
+  if (pass == kCleanPass && !MayGo(block, pass)) return;
   const KXSwapBlock* oldest = &block;
   if (KXVMChunk* chunk = block.memory_.GetChunk()) {
     oldest = chunk->FindOldest();

@@ -9,15 +9,18 @@ namespace kxw {
 
 /// Where the walks of KXVMCache::Request may begin.
 ///
-/// A request walks the blocks on memory from the oldest on, in two passes, and most walks would
-/// meet the same thousands of blocks that may not go: locked, protected, or, in pass 0, not
-/// temporary. For each pass the front stands before the first block not yet known to be of that
-/// kind. A block behind which the front stands and that may go again, alone or with its chunk,
-/// calls it back. So the order of eviction is that of a walk from the head, and its cost is that of
-/// what changed.
+/// A request walks the blocks on memory from the oldest on, in passes, and most walks would meet
+/// the same thousands of blocks that may not go: locked, protected, not temporary where only those
+/// go, changed where nothing can be written. For each pass the front stands before the first block
+/// not yet known to be of that kind. A block behind which the front stands and that may go again,
+/// alone or with its chunk, calls it back. So the order of eviction is that of a walk from the
+/// head, and its cost is that of what changed.
 class EvictionFront {
  public:
-  static constexpr int kPasses = 2;
+  static constexpr int kTemporaryPass = 0;  // blocks whose contents nobody wants back
+  static constexpr int kAnyPass = 1;
+  static constexpr int kCleanPass = 2;  // blocks that need no writing, while none succeeds
+  static constexpr int kPasses = 3;
 
   /// The oldest block that `pass` may evict, alone or with its chunk; null if there is none.
   KXSwapBlock* FirstToGo(int pass);

@@ -6,4 +6,7 @@ namespace kxw {
 /// minus one for each that goes back. A diagnostic.
 extern int liveAllocations;
 
+/// Names of swap files begin with it.
+inline constexpr char kSwapPrefix[] = "SWP";
+
 }  // namespace kxw

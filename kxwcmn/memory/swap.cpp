@@ -3,11 +3,15 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/memory/checksum_internal.h"
+#include "kxwcmn/memory/memory_internal.h"
 #include "kxwcmn/memory/vmcache.h"
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/file.h"
+#include "kxwcmn/platform/system.h"
 
 namespace {
 
@@ -43,12 +47,10 @@ int KXSwap::Create(unsigned int* size, KXFilePath& path, int buffered) {
     const unsigned int first = RoundFirstSize(*size, sectorSize_);
     CheckFreeSpace(path, first);
 
-    DWORD flags = kxw::kFileTemporary | kxw::kFileDeleteOnClose;
-    if (!buffered) flags |= kxw::kFileNoBuffering;
-    file_.Create(path, 0, kSwapType, static_cast<int>(kxw::kFileRead | kxw::kFileWrite),
-                 kxw::kShareNone, kxw::kCreateAlways, static_cast<int>(flags));
-    file_.Seek(first, kxw::kFromBegin);
-    file_.SetEOF();
+    flags_ = kxw::kFileTemporary | kxw::kFileDeleteOnClose;
+    if (!buffered) flags_ |= kxw::kFileNoBuffering;
+    file_ = MakeFile(path, first);
+    maker_ = kxw::ProcessId();
 
     garbage_ = std::make_unique<KXGarbage>();
     garbage_->Create(first);
@@ -65,6 +67,33 @@ int KXSwap::Create(unsigned int* size, KXFilePath& path, int buffered) {
   }
 }
 
+/// A file of `size` bytes. Raises if there can be none, and leaves nothing.
+std::unique_ptr<KXFile> KXSwap::MakeFile(const KXFilePath& path, u64 size) const {
+  auto file = std::make_unique<KXFile>();
+  file->Create(path, 0, kSwapType, static_cast<int>(kxw::kFileRead | kxw::kFileWrite),
+               kxw::kShareNone, kxw::kCreateAlways, static_cast<int>(flags_));
+  file->Seek(static_cast<i64>(size), kxw::kFromBegin);
+  file->SetEOF();
+  return file;
+}
+
+/// Gives a forked child its file. Raises if there is none, or can be none.
+void KXSwap::MakeSureOfFile() {
+  if (!file_) kxThrowError(kxw::kErrorInvalidHandle);
+  if (maker_ == kxw::ProcessId()) return;
+  KXFilePath path = file_->GetPath();
+  if (!path.MakeTempPath(kxw::kSwapPrefix, 1)) kxThrowError(kxw::kFailureNoSwapName);
+  try {
+    inherited_.reserve(inherited_.size() + 1);
+    std::unique_ptr<KXFile> own = MakeFile(path, swapSize_);
+    inherited_.push_back(std::exchange(file_, std::move(own)));
+    maker_ = kxw::ProcessId();
+  } catch (...) {
+    path.Delete(0);
+    throw;
+  }
+}
+
 void KXSwap::Destroy() {
   garbage_.reset();
   for (const KXSwapListItem* item = list_.GetFirst(); item; item = item->next) delete item->block;
@@ -74,16 +103,17 @@ void KXSwap::Destroy() {
 
 void KXSwap::CloseFile() {
   try {
-    if (file_.IsOpen()) {
+    if (file_ && maker_ == kxw::ProcessId()) {
       // Cut first: some file systems write to the disk what a file holds when it is closed,
       // although it is deleted then.
-      file_.Seek(0, kxw::kFromBegin);
-      file_.SetEOF();
+      file_->Seek(0, kxw::kFromBegin);
+      file_->SetEOF();
     }
-    file_.Close();
   } catch (...) {
     // Nothing in the file is of use any more.
   }
+  file_.reset();
+  inherited_.clear();
 }
 
 KXSwapBlock* KXSwap::Allocate(unsigned int size) {
@@ -116,12 +146,16 @@ int KXSwap::Write(void* const data, KXSwapBlock* block) {
   const auto size = static_cast<DWORD>(block->GetSize());
   if (size == 0) return 1;
   try {
+    MakeSureOfFile();
     if (!block->IsSwapped() && !TakePlace(block)) return 0;
-    file_.Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
-    file_.Write(data, size, nullptr);
+    file_->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
+    file_->Write(data, size, nullptr);
   } catch (...) {
     return 0;
   }
+  block->checksum_ = kxw::BlockChecksum(data, size);  // behind the write, which left them at hand
+  block->file_ = static_cast<unsigned int>(inherited_.size());
+  block->written_ = true;
   ++traffic_.blocksWritten;
   traffic_.bytesWritten += size;
   return 1;
@@ -148,16 +182,28 @@ bool KXSwap::TakePlace(KXSwapBlock* block) {
 
 int KXSwap::Read(void* data, KXSwapBlock* block) {
   if (!block || !block->IsSwapped()) return 0;
+  block->damaged_ = false;
   const auto size = static_cast<DWORD>(block->GetSize());
   DWORD done = 0;
   try {
-    file_.Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
-    file_.Read(data, size, &done);
-  } catch (...) {
+    KXFile* file = block->file_ < inherited_.size() ? inherited_[block->file_].get() : file_.get();
+    if (!file) kxThrowError(kxw::kErrorInvalidHandle);
+    file->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
+    file->Read(data, size, &done);
+  } catch (const KXException& e) {
+    qmSetLastError(e.GetErrorCode());
     return 0;
   }
   // Half a block is no block: what is missing would be painted over with chance.
-  if (done != size) return 0;
+  if (done != size) {
+    qmSetLastError(kxw::kErrorReadFault);
+    return 0;
+  }
+  if (!block->written_ || kxw::BlockChecksum(data, size) != block->checksum_) {
+    block->damaged_ = true;
+    qmSetLastError(kxw::kErrorDataCheck);
+    return 0;
+  }
   ++traffic_.blocksRead;
   traffic_.bytesRead += size;
   return 1;
@@ -165,9 +211,9 @@ int KXSwap::Read(void* data, KXSwapBlock* block) {
 
 int KXSwap::Enlarge(unsigned int size) {
   try {
-    CheckFreeSpace(file_.GetPath(), size);
-    file_.Seek(size, kxw::kFromEnd);
-    file_.SetEOF();
+    CheckFreeSpace(file_->GetPath(), size);
+    file_->Seek(size, kxw::kFromEnd);
+    file_->SetEOF();
     return 1;
   } catch (...) {
     return 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "kxwcmn/core/file.h"
 #include "kxwcmn/core/filepath.h"
@@ -15,6 +16,12 @@
 /// A block takes a place in the file when it is first written and keeps it while it lives. The file
 /// has no structure of its own and goes away when it is closed. Places and lengths are multiples of
 /// the disk's sector size.
+///
+/// A forked child neither writes to the file of the process that made it, nor cuts or removes it.
+/// Its blocks have the places of the moment of the fork: what it writes goes, at the same places,
+/// to a file of its own that the first write makes beside the other, and what it has not written is
+/// read from the other. A block whose place the parent has used anew meanwhile, or has cut off by
+/// ending, cannot be read any more; that fails and is never taken for the block's contents.
 class KX_EXPORT KXSwap {
  public:
   KXSwap() = default;
@@ -32,7 +39,8 @@ class KX_EXPORT KXSwap {
   /// Deletes all blocks and removes the file. The blocks' memory is for their cache to free first.
   void Destroy();
 
-  /// Removes the file alone: from then on no block is written or read.
+  /// Removes the file alone: from then on no block is written or read. A forked child that has
+  /// written nothing has no file to remove.
   void CloseFile();
 
   /// Makes a block of `size` bytes, rounded up to the disk's sectors, without memory or place.
@@ -55,8 +63,9 @@ class KX_EXPORT KXSwap {
   /// its place are undefined.
   int Write(void* const data, KXSwapBlock* block);
 
-  /// Reads the bytes of `block`. Returns 0 if it has no place or not all of its bytes could be
-  /// read.
+  /// Reads the bytes of `block`. Returns 0 if it has no place, with the code as last error if not
+  /// all of its bytes could be read, and with 23 if they are not those last written: a host may
+  /// lose what it took into its cache when the disk refuses it later. `data` is undefined then.
   int Read(void* data, KXSwapBlock* block);
 
   /// The length of the file and the sum of the sizes of the blocks with a place in it, in bytes.
@@ -80,8 +89,15 @@ class KX_EXPORT KXSwap {
  private:
   int Enlarge(unsigned int size);
   bool TakePlace(KXSwapBlock* block);
+  std::unique_ptr<KXFile> MakeFile(const KXFilePath& path, u64 size) const;
+  void MakeSureOfFile();
 
-  KXFile file_;
+  std::unique_ptr<KXFile> file_;  // null without one
+  u64 maker_ = 0;                 // the process that made it
+  DWORD flags_ = 0;               // with which it was made
+  // Those of the processes that this one was forked from, the oldest first. A block counts the
+  // files up to its own.
+  std::vector<std::unique_ptr<KXFile>> inherited_;
   unsigned int sectorSize_ = 0;
   std::unique_ptr<KXGarbage> garbage_;
   kxw::BlockList<KXSwapListItem> list_;

@@ -2,6 +2,12 @@
 
 #include "kxwcmn/memory/swap.h"
 #include "kxwcmn/memory/virtualmemory.h"
+#include "kxwcmn/platform/error.h"
+
+int kxw::CodeOfMissingBlock(std::intptr_t block) {
+  const auto* missing = reinterpret_cast<const KXSwapBlock*>(block);
+  return missing && missing->IsDamaged() ? kErrorDataCheck : kErrorNotEnoughMemory;
+}
 
 KXGarbageBlock::RequestType KXGarbageBlock::Request(u64* position, u64 size) {
   if (size_ < size) return kTooSmall;
@@ -21,6 +27,10 @@ KXSwapBlock& KXSwapBlock::operator=(const KXSwapBlock& other) {
   locked_ = other.locked_;
   swapItem_ = other.swapItem_;
   cacheItem_ = other.cacheItem_;
+  checksum_ = other.checksum_;
+  file_ = other.file_;
+  written_ = other.written_;
+  damaged_ = other.damaged_;
   return *this;  // no cache counts on what happens to a copy
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "kxwcmn/memory/blocklist.h"
 #include "kxwcmn/memory/evictionfront.h"
 #include "kxwcmn/memory/vmchunk.h"
@@ -85,10 +87,20 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
 
   /// Non-zero while the memory may differ from the place in the swap file.
   int GetEditFlag() const { return editFlag_; }
-  void SetEditFlag(int edit) { editFlag_ = edit; }
+  void SetEditFlag(int edit) {
+    const bool becomesClean = editFlag_ && !edit;
+    editFlag_ = edit;
+    if (becomesClean && front_) front_->Reconsider(*this);
+  }
+
+  /// Whether it can leave memory without being written.
+  bool IsClean() const { return temporary_ || !editFlag_; }
 
   /// A flag, not a count.
   int IsLocked() const { return locked_; }
+
+  /// Whether the last attempt to read the block found other bytes in the file than were written.
+  bool IsDamaged() const { return damaged_; }
 
   const KXVMHandle& GetMemory() const { return memory_; }
   /// Also clears the edit flag and the locked flag. What the block had before is not given back.
@@ -128,6 +140,7 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
   int Purge(KXSwap* swap, KXVirtualMemory* manager);
 
  private:
+  friend class KXSwap;
   friend class KXVMCache;
   friend class KXVMChunk;
   friend class kxw::EvictionFront;
@@ -157,12 +170,27 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
   // place in the order of entering.
   kxw::EvictionFront* front_ = nullptr;
   u64 order_ = 0;
+
+  // What the swap knows of the bytes in the file.
+  u64 checksum_ = 0;
+  unsigned int file_ = 0;  // which of its files holds them
+  bool written_ = false;   // the place was written as a whole
+  bool damaged_ = false;
 };
+
+namespace kxw {
+
+/// The code to be raised where an image finds `block`, a KXSwapBlock or 0, not on memory though it
+/// asked for it: 23 if its bytes in the swap file are not those that were written, else 8.
+KX_EXPORT int CodeOfMissingBlock(std::intptr_t block);
+
+}  // namespace kxw
 
 inline void kxw::EvictionFront::Reconsider(const KXSwapBlock& block) {
   const KXVMChunk* chunk = block.memory_.GetChunk();
   const u64 oldest = chunk ? chunk->oldest_ : block.order_;
-  if (oldest < order_[1]) CallBack(1, block);
+  if (oldest < order_[kAnyPass]) CallBack(kAnyPass, block);
+  if (oldest < order_[kCleanPass]) CallBack(kCleanPass, block);
   const bool lasting = chunk ? chunk->lasting_ > 0 : !block.temporary_;
-  if (!lasting && oldest < order_[0]) CallBack(0, block);
+  if (!lasting && oldest < order_[kTemporaryPass]) CallBack(kTemporaryPass, block);
 }

@@ -11,6 +11,8 @@
 #include "kxwcmn/core/findfile.h"
 #include "kxwcmn/memory/memory_internal.h"
 #include "kxwcmn/memory/swap.h"
+#include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/system.h"
 
 namespace {
@@ -22,7 +24,10 @@ constexpr int kSwapFileBuffered = 1;
 /// There is no class of 32768 bytes: that is kept.
 constexpr DWORD kUnitSizes[] = {8192, 16384, 65536, 131072, 262144};
 
-constexpr char kSwapPrefix[] = "SWP";
+// What the process may hold beyond the budget for free pieces of the pool, and what it keeps of
+// them when that is passed, so that the next change of sizes does not go to the host at once.
+constexpr u64 kMostIdleBeyond = u64{16} << 20;
+constexpr u64 kIdleKept = kMostIdleBeyond / 2;
 
 /// Whether `name` contains the prefix of swap files, in any case.
 bool IsSwapFileName(const char* name) {
@@ -30,7 +35,7 @@ bool IsSwapFileName(const char* name) {
     return std::toupper(static_cast<unsigned char>(a)) == b;
   };
   const char* end = name + std::strlen(name);
-  return std::search(name, end, kSwapPrefix, kSwapPrefix + 3, equal) != end;
+  return std::search(name, end, kxw::kSwapPrefix, kxw::kSwapPrefix + 3, equal) != end;
 }
 
 /// Chunks are listed in the order of their serials.
@@ -39,6 +44,11 @@ Iterator FindChunk(Iterator begin, Iterator end, const KXVMChunk* chunk) {
   return std::lower_bound(begin, end, chunk, [](const KXVMChunk* a, const KXVMChunk* b) {
     return a->GetSerial() < b->GetSerial();
   });
+}
+
+void AddToCache(KXVMCache& cache, KXSwapBlock* block, const KXVMHandle& handle) {
+  cache.Add(block, handle);
+  if (!block->IsOnMemory()) kxThrowError(kxw::kErrorNotEnoughMemory);
 }
 
 }  // namespace
@@ -60,7 +70,8 @@ void KXVirtualMemory::Create(unsigned int size, const KXFilePath* folder) {
     swapFile = *folder;
     swapFile += "dummy.tmp";
   }
-  if (!swapFile.MakeTempPath(kSwapPrefix, folder ? 1 : 0)) kxThrowError(kxw::kFailureNoSwapName);
+  if (!swapFile.MakeTempPath(kxw::kSwapPrefix, folder ? 1 : 0))
+    kxThrowError(kxw::kFailureNoSwapName);
   try {
     SweepSwapFiles(swapFile);
     if (!swap_->Create(&size, swapFile, kSwapFileBuffered)) {
@@ -77,17 +88,19 @@ void KXVirtualMemory::Create(unsigned int size, const KXFilePath* folder) {
 }
 
 KXSwapBlock* KXVirtualMemory::Allocate(unsigned int size) {
-  KXSwapBlock* block = swap_->Allocate(size);
+  KXSwapBlock* block = nullptr;
+  WithMemory(size, [&] { block = swap_->Allocate(size); });
   if (!block) kxThrowError(kxw::kFailureNoSwapSpace);
   // From here on a failure leaves the block in the swap's list, where it ends with the manager.
   const auto rounded = static_cast<unsigned int>(block->GetSize());
-  if (!cache_.Request(swap_, rounded)) kxThrowError(kxw::kErrorNotEnoughMemory);
+  if (!MakeRoom(rounded)) kxThrowError(kxw::kErrorNotEnoughMemory);
   KXVMHandle handle;
-  if (!AllocHandle(rounded, handle)) kxThrowError(kxw::kErrorNotEnoughMemory);
-  cache_.Add(block, handle);
-  if (!block->IsOnMemory()) {
-    FreeHandle(handle, rounded);
-    kxThrowError(kxw::kErrorNotEnoughMemory);
+  try {
+    WithMemory(rounded, [&] { AllocHandle(rounded, handle); });
+    WithMemory(rounded, [&] { AddToCache(cache_, block, handle); });
+  } catch (...) {
+    if (handle.IsEnable()) FreeHandle(handle, rounded);
+    throw;
   }
   return block;
 }
@@ -99,27 +112,71 @@ void KXVirtualMemory::Free(KXSwapBlock* block) {
   swap_->Deallocate(block);
 }
 
+/// Makes room for `size` bytes of blocks in the budget, as far as that goes. What an earlier lock
+/// brought in beyond the budget goes first: the disk that was full then may take it now.
+bool KXVirtualMemory::MakeRoom(unsigned int size) {
+  cache_.EndOverrun(swap_);
+  const bool made = cache_.Request(swap_, size) || cache_.RequestClean(swap_, size);
+  GiveIdleBack(size);
+  return made;
+}
+
+/// Does what fails where the host has no memory, and does it again for as long as blocks, `size`
+/// bytes at a time, can make some.
+template <class Operation>
+void KXVirtualMemory::WithMemory(unsigned int size, Operation operation) {
+  while (true) {
+    try {
+      return operation();
+    } catch (const KXException& e) {
+      // A chunk takes more than its first block.
+      if (e.GetErrorCode() != kxw::kErrorNotEnoughMemory ||
+          !cache_.GiveWay(swap_, std::max<unsigned int>(size, KXVMChunk::kBytes))) {
+        throw;
+      }
+      kxw::TrimIdleMemory(0);
+    }
+  }
+}
+
+/// Sees to it that the process does not hold too much beyond the budget when another `size` bytes
+/// come.
+void KXVirtualMemory::GiveIdleBack(unsigned int size) {
+  const u64 used = u64{GetUsedPhysicalMemorySize()} + size;
+  const u64 most = std::max<u64>(physicalMemorySize_, used) + kMostIdleBeyond - used;
+  if (kxw::IdleMemory() + idleInChunks_ <= most) return;
+  const u64 kept = most - kIdleKept;
+  kxw::TrimIdleMemory(kept - std::min(kept, idleInChunks_));
+  for (SizeClass& sizeClass : sizeClasses_) {
+    for (KXVMChunk* chunk : sizeClass.open) {
+      if (kxw::IdleMemory() + idleInChunks_ <= kept) return;
+      idleInChunks_ -= chunk->GetIdleBytes();
+      chunk->GiveIdleBack();
+    }
+  }
+}
+
 /// Lock for a block that is not on memory.
 void* KXVirtualMemory::BringIn(KXSwapBlock* block, int edit, int* loaded) {
   if (!block) return nullptr;
   const auto size = static_cast<unsigned int>(block->GetSize());
   // A lock has to get its block in, also where nothing can be evicted: the pool overruns then.
-  cache_.Request(swap_, size);
+  MakeRoom(size);
 
   KXVMHandle handle;
   try {
-    AllocHandle(size, handle);
+    WithMemory(size, [&] { AllocHandle(size, handle); });
     const bool load = !block->IsTemporary() && block->IsSwapped();
     if (load) {
       const int read = swap_->Read(handle.Lock(), block);
       handle.Unlock();
-      if (!read) kxThrowError(kxw::kErrorReadFault);
+      if (!read) kxThrowError(qmGetLastError());
     }
-    cache_.Add(block, handle);
-    if (!block->IsOnMemory()) kxThrowError(kxw::kErrorNotEnoughMemory);
+    WithMemory(size, [&] { AddToCache(cache_, block, handle); });
     if (load && loaded) *loaded = 1;
-  } catch (...) {
+  } catch (const KXException& e) {
     if (handle.IsEnable()) FreeHandle(handle, size);
+    qmSetLastError(e.GetErrorCode());
     return nullptr;
   }
   if (edit) block->SetEditFlag(1);
@@ -142,7 +199,9 @@ int KXVirtualMemory::AllocHandle(unsigned int size, KXVMHandle& handle) {
   std::vector<KXVMChunk*>& open = sizeClasses_[index].open;
   if (open.empty()) MakeChunk(index);
   KXVMChunk* chunk = open.back();
+  const DWORD idle = chunk->GetIdleBytes();
   handle = {chunk, chunk->TakeUnit(), nullptr, size};
+  idleInChunks_ -= idle - chunk->GetIdleBytes();
   if (chunk->GetFreeCount() == 0) open.pop_back();
   return 1;
 }
@@ -150,8 +209,10 @@ int KXVirtualMemory::AllocHandle(unsigned int size, KXVMHandle& handle) {
 void KXVirtualMemory::FreeHandle(KXVMHandle& handle, unsigned int size) {
   KXVMChunk* chunk = handle.GetChunk();
   const bool wasFull = chunk && chunk->GetFreeCount() == 0;
+  const DWORD idle = chunk ? chunk->GetIdleBytes() : 0;
   handle.Release();
   if (!chunk) return;
+  idleInChunks_ += chunk->GetIdleBytes() - idle;
   const int index = FindSizeClass(chunk->GetUnitSize());
   std::vector<KXVMChunk*>& open = sizeClasses_[index].open;
   if (wasFull) open.insert(FindChunk(open.rbegin(), open.rend(), chunk).base(), chunk);
@@ -186,6 +247,7 @@ void KXVirtualMemory::MakeChunk(int index) {
   sizeClass.chunks.Add(chunk.get());
   sizeClass.open.push_back(chunk.release());
   ++chunksMade_;
+  idleInChunks_ += KXVMChunk::kBytes;
 }
 
 void KXVirtualMemory::DestroyChunk(SizeClass& sizeClass, KXVMChunk* chunk) {
@@ -195,10 +257,11 @@ void KXVirtualMemory::DestroyChunk(SizeClass& sizeClass, KXVMChunk* chunk) {
   KXTArray<KXVMChunk*>& chunks = sizeClass.chunks;
   chunks.RemoveAt(
       static_cast<int>(FindChunk(chunks.begin(), chunks.end(), chunk) - chunks.begin()));
+  idleInChunks_ -= chunk->GetIdleBytes();
   delete chunk;
 }
 
-/// Deletes what an earlier run left beside `swapFile`.
+/// Deletes what an earlier run left beside `swapFile`; the files of managers at work stay.
 void KXVirtualMemory::SweepSwapFiles(const KXFilePath& swapFile) {
   KXFilePath folder, path;
   swapFile.GetFolderPath(folder);
@@ -206,7 +269,7 @@ void KXVirtualMemory::SweepSwapFiles(const KXFilePath& swapFile) {
   for (int found = find.First(folder); found; found = find.Next()) {
     if (find.IsFolder() || find.IsParentFolder() || !IsSwapFileName(find.GetName())) continue;
     find.GetFilePath(path);
-    if (path != swapFile) path.Delete(0);
+    if (path != swapFile) kxw::RemoveUnused(path);
   }
 }
 

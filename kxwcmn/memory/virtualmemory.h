@@ -34,6 +34,10 @@ struct KXVMStatistics {
 
 /// Allocations that may be larger in sum than the memory the application is willing to give them.
 ///
+/// The budget counts blocks. Memory between them, of which freed blocks leave much where sizes
+/// change, goes back to the host when blocks and it are 16 MiB beyond the budget together, so what
+/// the process holds for them follows the budget, too.
+///
 /// Each allocation is a KXSwapBlock. Its bytes live in a pool of a fixed budget, in a swap file, or
 /// in both: Lock brings them into the pool and gives their address, and the manager evicts other
 /// blocks when the budget is spent.
@@ -49,16 +53,17 @@ class KX_EXPORT KXVirtualMemory {
 
   /// Gives the manager a budget of `size` bytes, rounded to the disk's sectors, and a swap file of
   /// that first size in `folder` (null: the temporary folder). Deletes every other file of that
-  /// folder whose name contains "SWP": a process that died has left it. Raises KXException with
-  /// code 0x200132C9 if no unique name can be made, 0x200132C8 if the file cannot; Create may then
-  /// be tried again. A manager is created once: another call raises 0x20010008 and changes nothing.
+  /// folder whose name contains "SWP" and that no manager has open: a process that died has left
+  /// it. Raises KXException with code 0x200132C9 if no unique name can be made, 0x200132C8 if the
+  /// file cannot; Create may then be tried again. A manager is created once: another call raises
+  /// 0x20010008 and changes nothing.
   void Create(unsigned int size, const KXFilePath* folder = nullptr);
   /// The same for a path or its text: `Create(256 << 20, "/var/tmp")`.
   void Create(unsigned int size, const KXFilePath& folder) { Create(size, &folder); }
 
   /// Makes a block of `size` bytes, rounded up to the disk's sectors: in the pool, not locked, its
-  /// contents undefined. Raises KXException with code 8 if there is no room, 0x200132C8 before
-  /// Create. The manager owns the block.
+  /// contents undefined. Raises KXException with code 8 if there is no room and no other block can
+  /// leave memory, 0x200132C8 before Create. The manager owns the block.
   KXSwapBlock* Allocate(unsigned int size);
 
   /// Destroys `block`, locked or not. Null does nothing; a copy of a block raises 0x20010008.
@@ -68,8 +73,9 @@ class KX_EXPORT KXVirtualMemory {
   /// non-zero `edit` marks the block as changed. `*loaded` (may be null) becomes 1 if the bytes
   /// were read from the swap file and is left alone otherwise. A block that was never written, or
   /// that is temporary, comes in with undefined contents. When nothing can be evicted the pool goes
-  /// beyond its budget. Returns null, with the block as it was, if there is no memory or the file
-  /// cannot be read; also for null.
+  /// beyond its budget, until something can. Returns null, with the block as it was, also for null;
+  /// the last error tells why: 8 without memory, 23 if the file gives back other bytes than were
+  /// written, another code if it cannot be read.
   void* Lock(KXSwapBlock* block, int edit, int* loaded) {
     if (!block || !block->IsOnMemory()) return BringIn(block, edit, loaded);
     if (edit) block->SetEditFlag(1);
@@ -131,6 +137,10 @@ class KX_EXPORT KXVirtualMemory {
   void MakeChunk(int index);
   void DestroyChunk(SizeClass& sizeClass, KXVMChunk* chunk);
   void SweepSwapFiles(const KXFilePath& swapFile);
+  bool MakeRoom(unsigned int size);
+  template <class Operation>
+  void WithMemory(unsigned int size, Operation operation);
+  void GiveIdleBack(unsigned int size);
   void* BringIn(KXSwapBlock* block, int edit, int* loaded);
 
   KXSwap* swap_;
@@ -139,6 +149,7 @@ class KX_EXPORT KXVirtualMemory {
   KXVMCache cache_;
   SizeClass sizeClasses_[kSizeClasses];
   u64 chunksMade_ = 0;
+  u64 idleInChunks_ = 0;  // bytes of free units that the process holds
   bool created_ = false;
 };
 

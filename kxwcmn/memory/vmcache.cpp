@@ -4,6 +4,8 @@
 
 #include "kxwcmn/memory/swapblock.h"
 
+using Front = kxw::EvictionFront;
+
 KXVMCache::~KXVMCache() { Destroy(); }
 
 void KXVMCache::Create(unsigned int size) {
@@ -20,14 +22,40 @@ void KXVMCache::Destroy() {
 }
 
 int KXVMCache::Request(KXSwap* swap, unsigned int size) {
-  if (marginSize_ >= size) return 1;
-  for (int pass = 0; pass < kxw::EvictionFront::kPasses; ++pass) {
-    while (KXSwapBlock* block = front_.FirstToGo(pass)) {
-      if (!EvictUnit(swap, block)) return 0;
-      if (marginSize_ >= size) return 1;
-    }
+  const auto enough = [&] { return marginSize_ >= size; };
+  return enough() || EvictUntil(swap, Front::kTemporaryPass, enough) ||
+         EvictUntil(swap, Front::kAnyPass, enough);
+}
+
+int KXVMCache::RequestClean(KXSwap* swap, unsigned int size) {
+  const auto enough = [&] { return marginSize_ >= size; };
+  return enough() || EvictUntil(swap, Front::kCleanPass, enough);
+}
+
+void KXVMCache::EndOverrun(KXSwap* swap) {
+  const auto within = [&] { return marginSize_ <= cacheSize_; };
+  if (within() || EvictUntil(swap, Front::kTemporaryPass, within)) return;
+  // One block that cannot be written ends the second walk, so a full disk costs one attempt.
+  if (!EvictUntil(swap, Front::kAnyPass, within)) EvictUntil(swap, Front::kCleanPass, within);
+}
+
+int KXVMCache::GiveWay(KXSwap* swap, unsigned int size) {
+  const unsigned int before = marginSize_;  // differences are right where the margin wraps, too
+  const auto enough = [&] { return marginSize_ - before >= size; };
+  return EvictUntil(swap, Front::kTemporaryPass, enough) ||
+         EvictUntil(swap, Front::kAnyPass, enough) || EvictUntil(swap, Front::kCleanPass, enough) ||
+         marginSize_ != before;
+}
+
+/// Evicts the units of `pass` one by one. False if there are not enough, or if one could not be
+/// written.
+template <class Enough>
+bool KXVMCache::EvictUntil(KXSwap* swap, int pass, Enough enough) {
+  while (KXSwapBlock* block = front_.FirstToGo(pass)) {
+    if (!EvictUnit(swap, block)) return false;
+    if (enough()) return true;
   }
-  return 0;
+  return false;
 }
 
 /// Evicts `block`, and the other owners in the lower units of its chunk. Those in higher units

@@ -14,7 +14,8 @@ class KXVirtualMemory;
 ///
 /// The sizes of the listed blocks plus the margin equal the cache size modulo 2^32: a block that
 /// enters beyond the budget wraps the margin, which then reads as huge until enough blocks have
-/// left. The account is kept in block sizes, not in the chunks behind them.
+/// left; the manager evicts what lies beyond the budget before it asks for more. The account is
+/// kept in block sizes, not in the chunks behind them.
 class KX_EXPORT KXVMCache {
  public:
   KXVMCache() = default;
@@ -33,6 +34,17 @@ class KX_EXPORT KXVMCache {
   /// protected blocks stay, and all blocks that share a chunk with one. Returns 0 if it could not
   /// or if a block could not be written; what was evicted before stays evicted.
   int Request(KXSwap* swap, unsigned int size);
+
+  /// Makes the margin at least `size` bytes without writing: for when Request has met a block that
+  /// could not be written. Returns 0 if too few blocks can go so.
+  int RequestClean(KXSwap* swap, unsigned int size);
+
+  /// Evicts as Request does, and then without writing, until the blocks are within the budget again
+  /// or no more can go. Does nothing within the budget.
+  void EndOverrun(KXSwap* swap);
+
+  /// Evicts in the same order `size` bytes of blocks, or as many as can go. Returns 0 if none can.
+  int GiveWay(KXSwap* swap, unsigned int size);
 
   /// Evicts `block` alone. Returns 0 if it is locked, absolutely protected (it is written if it was
   /// changed) or cannot be written; null and a block that is not on memory give 1.
@@ -58,6 +70,8 @@ class KX_EXPORT KXVMCache {
   const KXVMCacheListItem* GetFirst() const { return list_.GetFirst(); }
 
  private:
+  template <class Enough>
+  bool EvictUntil(KXSwap* swap, int pass, Enough enough);
   bool EvictUnit(KXSwap* swap, KXSwapBlock* block);
   bool Evict(KXSwap* swap, KXSwapBlock* block);
   void Unlist(KXSwapBlock* block);

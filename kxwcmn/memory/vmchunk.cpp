@@ -47,6 +47,27 @@ void KXVMChunk::Leave(int slot) {
   if (pinned_ == 0) block->front_->Reconsider(*block);
 }
 
+bool KXVMChunk::IsClean() const {
+  return std::all_of(owners_, owners_ + unitCount_,
+                     [](const KXSwapBlock* owner) { return !owner || owner->IsClean(); });
+}
+
+void KXVMChunk::GiveIdleBack() {
+  if (given_ == freeCount_) return;
+  DWORD slots[kSlots];
+  std::copy_n(freeSlots_, freeCount_, slots);
+  std::sort(slots, slots + freeCount_);
+  BYTE* base = static_cast<BYTE*>(qmLock(memory_));
+  for (int first = 0, i = 1; i <= freeCount_; ++i) {
+    if (i < freeCount_ && slots[i] == slots[i - 1] + 1) continue;
+    kxw::DiscardContents(base + std::size_t{slots[first]} * unitSize_,
+                         static_cast<std::size_t>(i - first) * unitSize_);
+    first = i;
+  }
+  qmUnlock(memory_);
+  given_ = freeCount_;
+}
+
 const KXSwapBlock* KXVMChunk::FindOldest() const {
   const KXSwapBlock* oldest = nullptr;
   for (int i = 0; i < unitCount_; ++i) {

@@ -34,11 +34,20 @@ class KX_EXPORT KXVMChunk {
   bool IsPinned() const { return pinned_ > 0; }
   /// Whether an owner is not temporary.
   bool IsLasting() const { return lasting_ > 0; }
+  /// Whether all owners can leave memory without being written.
+  bool IsClean() const;
+  /// Bytes of free units that the process holds all the same.
+  DWORD GetIdleBytes() const { return static_cast<DWORD>(freeCount_ - given_) * unitSize_; }
+  /// Gives the memory of the free units back to the host; a unit that goes out again gets new one.
+  void GiveIdleBack();
   /// The block in unit `slot`, null for a unit that no block occupies.
   KXSwapBlock* GetOwner(int slot) const { return owners_[slot]; }
 
   /// The chunk must have a free unit.
-  int TakeUnit() { return static_cast<int>(freeSlots_[--freeCount_]); }
+  int TakeUnit() {
+    if (given_ == freeCount_) --given_;
+    return static_cast<int>(freeSlots_[--freeCount_]);
+  }
   /// Also clears the unit's owner.
   void GiveUnit(int slot);
 
@@ -61,6 +70,7 @@ class KX_EXPORT KXVMChunk {
   DWORD freeSlots_[kSlots];
   KXSwapBlock* owners_[kSlots];
   int freeCount_;
+  int given_ = 0;  // the lowest entries of the stack, whose memory was given back
   DWORD lockCount_ = 0;
   BYTE* lockBase_ = nullptr;
 

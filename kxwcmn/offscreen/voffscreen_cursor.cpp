@@ -81,7 +81,8 @@ void KXVOffscreen::EnterBlock(int index) {
 }
 
 void KXVOffscreen::CheckNoBlock() const {
-  if (lockCount_ > 0 && GetBlockExist(cursor_.blockIndex)) kxThrowError(kxw::kErrorNotEnoughMemory);
+  const std::intptr_t block = lockCount_ > 0 ? GetBlockExist(cursor_.blockIndex) : 0;
+  if (block) kxThrowError(kxw::CodeOfMissingBlock(block));
 }
 
 // --- Moves --------------------------------------------------------------------------------------

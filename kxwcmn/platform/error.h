@@ -19,6 +19,7 @@ enum ErrorCode : int {
   kErrorNotSameDevice = 17,
   kErrorNoMoreFiles = 18,
   kErrorWriteProtect = 19,
+  kErrorDataCheck = 23,
   kErrorWriteFault = 29,
   kErrorReadFault = 30,
   kErrorSharingViolation = 32,

@@ -44,7 +44,9 @@ enum FileAttribute : DWORD {
 
 /// Opens or creates a file. `creator` and `type` are four-character codes that this host has no use
 /// for. `kFileNoBuffering` is dropped silently where the file system refuses it. A file opened with
-/// `kFileDeleteOnClose` stays visible while it is open and is removed when it is closed.
+/// `kFileDeleteOnClose` stays visible while it is open, is in use for `RemoveUnused`, and is
+/// removed when the process that opened it closes it; a forked child that closes it leaves it
+/// alone.
 KX_EXPORT int qmOpenFile(const char* path, DWORD creator, DWORD type, DWORD access, DWORD share,
                          DWORD disposition, DWORD flags, kxw::FileHandle* file);
 KX_EXPORT int qmCloseFile(kxw::FileHandle file);

@@ -45,6 +45,11 @@ int ListFolder(const char* path, std::vector<std::string>* names);
 /// failure the rest is still deleted, and the first code is returned.
 int RemoveTree(const char* path);
 
+/// Deletes a file or link of a process that has died. Fails with `kErrorSharingViolation`, and
+/// leaves it, while some process has it open to be deleted on closing; leaves what cannot be opened
+/// too, for nobody can tell. Where the file system knows no locks every file counts as unused.
+int RemoveUnused(const char* path);
+
 /// Copies a regular file with its rights and the time of its last change. A source that is a link
 /// is followed. The target changes only when the copy is complete; a link there is replaced. With
 /// `failIfExists` a target that is there fails with `kErrorFileExists`.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
 
@@ -14,6 +16,16 @@ enum AllocFlags : DWORD {
   /// is cleared twice.
   kAllocUninitialized = 1,
 };
+
+/// Bytes that the process holds of freed blocks of 4096 bytes and more, to serve the next ones.
+u64 IdleMemory();
+
+/// Gives idle memory back to the host until not more than about `keep` bytes of it are left.
+void TrimIdleMemory(u64 keep);
+
+/// Gives the memory behind a part of a block back to the host, as far as it is whole pages. The
+/// part stays usable, with undefined contents and new memory from its next use on.
+void DiscardContents(void* at, std::size_t size);
 }  // namespace kxw
 
 /// Allocates `size` bytes, zeroed unless `flags` say otherwise. Blocks of 4096 bytes or more are

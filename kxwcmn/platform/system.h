@@ -25,6 +25,9 @@ namespace kxw {
 /// The host's page size in bytes.
 DWORD PageSize();
 
+/// The number of this process. A forked child has another one.
+u64 ProcessId();
+
 /// Milliseconds since some moment; they wrap after 49 days and never go back otherwise.
 DWORD MillisecondClock();
 

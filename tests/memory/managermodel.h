@@ -34,20 +34,24 @@ class ManagerModel {
   int failingWrite = 0;  // the write of this number, counted down to 0, fails
 
   Block* Allocate(std::uint32_t size) {
-    if (!Request(size)) return nullptr;
+    if (!MakeRoom(size)) return nullptr;
     Block& block = blocks_.emplace_back();
     block.size = size;
     Enter(block);
     return &block;
   }
 
-  /// Returns whether the contents came from the file.
-  bool Lock(Block& block, bool edit) {
+  /// Returns whether the contents came from the file; -1 if the file never held them as a whole.
+  int Lock(Block& block, bool edit) {
     bool loaded = false;
     if (!block.onMemory) {
-      Request(block.size);
-      Enter(block);
+      MakeRoom(block.size);
       loaded = !block.temporary && block.placed;
+      if (loaded && !block.file) {
+        Touch(block);
+        return -1;
+      }
+      Enter(block);
       if (loaded) {
         block.memory = block.file;
         ++read;
@@ -67,9 +71,17 @@ class ManagerModel {
   }
 
  private:
-  bool Request(std::uint32_t size) {
-    if (margin >= size) return true;
-    for (int pass = 0; pass < 2; ++pass) {
+  // What lies beyond the budget goes first; where a write fails, what needs none goes after all.
+  bool MakeRoom(std::uint32_t size) {
+    const auto within = [&] { return margin <= budget; };
+    if (!within() && !Evict(within, 0, 1)) Evict(within, 2, 2);
+    const auto enough = [&] { return margin >= size; };
+    return enough() || Evict(enough, 0, 1) || Evict(enough, 2, 2);
+  }
+
+  template <class Enough>
+  bool Evict(Enough enough, int firstPass, int lastPass) {
+    for (int pass = firstPass; pass <= lastPass; ++pass) {
       const std::vector<Block*> walk(order_.begin(), order_.end());
       for (Block* block : walk) {
         if (!block->onMemory) continue;  // went with its chunk
@@ -77,7 +89,8 @@ class ManagerModel {
         std::vector<Block*> unit;
         for (Block* owner : order_) {
           if (owner != block && (block->chunk < 0 || owner->chunk != block->chunk)) continue;
-          skip |= owner->locked || owner->protect || (pass == 0 && !owner->temporary);
+          skip |= owner->locked || owner->protect || (pass == 0 && !owner->temporary) ||
+                  (pass == 2 && owner->edit && !owner->temporary);
           if (owner->slot <= block->slot) unit.push_back(owner);
         }
         if (skip) continue;
@@ -85,10 +98,18 @@ class ManagerModel {
         for (Block* owner : unit) {
           if (!Evict(*owner)) return false;
         }
-        if (margin >= size) return true;
+        if (enough()) return true;
       }
     }
     return false;
+  }
+
+  // A unit that was taken for a block and given back again.
+  void Touch(Block& block) {
+    const std::size_t before = peak;
+    Enter(block);
+    Leave(block);
+    peak = before;
   }
 
   bool Evict(Block& block) {
@@ -97,8 +118,8 @@ class ManagerModel {
       if (!block.placed) bytesPlaced += block.size;
       block.placed = true;
       const bool fails = failingWrite > 0 && --failingWrite == 0;
-      block.file = fails ? std::nullopt : block.memory;
-      if (fails) return false;
+      if (fails) return false;  // nothing was moved: the place holds what it held
+      block.file = block.memory;
       ++written;
       bytesMoved += block.size;
     }

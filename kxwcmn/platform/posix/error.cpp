@@ -31,6 +31,7 @@ constexpr HostError kHostErrors[] = {
     {ENOMEM, kErrorNotEnoughMemory},
     {ENOEXEC, kErrorBadFormat},
     {EROFS, kErrorWriteProtect},
+    {EBADMSG, kErrorDataCheck},
     {EXDEV, kErrorNotSameDevice},
     {EBUSY, kErrorSharingViolation},
     {ETXTBSY, kErrorSharingViolation},

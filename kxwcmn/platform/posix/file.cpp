@@ -1,6 +1,7 @@
 #include "kxwcmn/platform/file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,6 +39,7 @@ struct OpenFile {
   bool readable, writable;
   bool unbuffered;
   std::string deletedPath;  // host form; empty unless the file is deleted on closing
+  pid_t deleter = 0;        // the process that deletes it
 };
 
 OpenFile* FileOf(kxw::FileHandle file) {
@@ -187,12 +189,18 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
     return Report(S_ISDIR(status.st_mode) ? kxw::kErrorAccessDenied : kxw::kErrorNotSupported);
   }
 
-  auto* opened = new (std::nothrow) OpenFile{descriptor, 0, readable, writable, unbuffered, {}};
+  auto* opened = new (std::nothrow) OpenFile{descriptor, 0, readable, writable, unbuffered, {}, 0};
   if (!opened) {
     close(descriptor);
     return Report(kxw::kErrorNotEnoughMemory);
   }
-  if (flags & kxw::kFileDeleteOnClose) opened->deletedPath = hostPath;
+  if (flags & kxw::kFileDeleteOnClose) {
+    opened->deletedPath = hostPath;
+    opened->deleter = getpid();
+    // The sign of being in use. It is refused only while somebody removes the name; the file serves
+    // on without one.
+    flock(descriptor, LOCK_SH | LOCK_NB);
+  }
   *file = reinterpret_cast<kxw::FileHandle>(opened);
   return Report(0);
 }
@@ -200,7 +208,7 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
 int qmCloseFile(kxw::FileHandle handle) {
   OpenFile* file = FileOf(handle);
   if (!file) return Report(kxw::kErrorInvalidHandle);
-  if (!file->deletedPath.empty()) RemoveNameOf(*file);
+  if (file->deleter == getpid()) RemoveNameOf(*file);
   // Never repeated: the descriptor is gone even when the host says that it was interrupted.
   const int result = close(file->descriptor);
   const int code = result == 0 || errno == EINTR ? 0 : CodeOfHostError(errno);
@@ -297,6 +305,21 @@ int qmDeleteFile(const char* path) {
   const std::string hostPath = kxw::HostPath(path);
   if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
   return ReportHost(unlink(hostPath.c_str()) == 0);
+}
+
+int kxw::RemoveUnused(const char* path) {
+  const std::string hostPath = HostPath(path);
+  if (hostPath.empty()) return Report(kErrorPathNotFound);
+  const int file =
+      open(hostPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  const bool isLinkOrSocket = file < 0 && (errno == ELOOP || errno == ENXIO);
+  if (file < 0 && !isLinkOrSocket) return ReportHost(false);
+  int code = kErrorSharingViolation;
+  if (file < 0 || flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+    code = unlink(hostPath.c_str()) == 0 ? 0 : CodeOfHostError(errno);
+  }
+  if (file >= 0) close(file);
+  return Report(code);
 }
 
 int qmChangeFileName(const char* from, const char* to) {

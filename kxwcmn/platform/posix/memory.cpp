@@ -1,8 +1,15 @@
 #include "kxwcmn/platform/memory.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
@@ -37,6 +44,16 @@ struct alignas(16) Head {
   DWORD front;  // bytes from the start of the heap's block to the first byte of ours
 };
 
+// Of freed pages the heap does not tell what it still holds: at most this many bytes.
+std::atomic<i64> idleOnHeap = 0;
+
+void AddIdleOnHeap(i64 bytes) {
+  i64 old = idleOnHeap.load(std::memory_order_relaxed);
+  while (!idleOnHeap.compare_exchange_weak(old, std::max<i64>(old + bytes, 0),
+                                           std::memory_order_relaxed)) {
+  }
+}
+
 Head* HeadOf(void* block) { return static_cast<Head*>(block) - 1; }
 
 bool IsPageAligned(const void* block) {
@@ -70,6 +87,7 @@ void* AllocateSmall(DWORD size, bool zeroed) {
 void* AllocatePages(DWORD size, bool zeroed) {
   void* raw = nullptr;
   if (posix_memalign(&raw, kPage, kPage + size) != 0) return nullptr;
+  AddIdleOnHeap(-static_cast<i64>(size));
   void* block = PutHead(raw, kPage, size);
   if (zeroed) std::memset(block, 0, size);
   return block;
@@ -107,6 +125,30 @@ void ClearGrowth(void* block, DWORD oldSize, DWORD size, DWORD flags) {
 
 }  // namespace
 
+u64 kxw::IdleMemory() {
+  return Regions::Get().IdleBytes() + static_cast<u64>(idleOnHeap.load(std::memory_order_relaxed));
+}
+
+void kxw::TrimIdleMemory(u64 keep) {
+  const auto onHeap = static_cast<u64>(idleOnHeap.load(std::memory_order_relaxed));
+  Regions::Get().Trim(keep - std::min(keep, onHeap));
+  if (IdleMemory() <= keep) return;
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+  idleOnHeap = 0;
+}
+
+void kxw::DiscardContents(void* at, std::size_t size) {
+  const auto begin = reinterpret_cast<std::uintptr_t>(at);
+  const std::size_t front = (kPage - begin % kPage) % kPage;
+  if (size < front + kPage) return;
+  BYTE* first = static_cast<BYTE*>(at) + front;
+  size = (size - front) / kPage * kPage;
+  if (kUseRegions) Regions::Get().UseSmallPages(first);
+  madvise(first, size, MADV_DONTNEED);
+}
+
 void* qmAllocPtr(DWORD size, DWORD flags, int* error) {
   if (InjectFault(error)) return nullptr;
   return Finish(Allocate(size, flags), error);
@@ -131,6 +173,7 @@ void* qmReAllocPtr(void* block, DWORD size, DWORD flags, int* error) {
 void qmFreePtr(void* block) {
   if (!block) return;
   if (kUseRegions && IsPageAligned(block) && kxw::Regions::Get().Free(block)) return;
+  if (IsPageAligned(block)) AddIdleOnHeap(HeadOf(block)->size);
   std::free(static_cast<BYTE*>(block) - HeadOf(block)->front);
 }
 

@@ -2,14 +2,17 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace kxw {
 
 namespace {
 
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr int kOwnRegion = -1;  // the class of a region with one block that no slot can hold
 
 /// Maps `size` bytes at a multiple of `alignment`; null if the host refuses.
@@ -36,9 +39,12 @@ struct Regions::Region {
   int sizeClass = kOwnRegion;
   std::size_t slotSize = 0;
   DWORD slots = 0;
-  DWORD cut = 0;          // slots handed out at least once since the region was cut
-  DWORD used = 0;         // slots in use
-  std::size_t dirty = 0;  // bytes handed out since the region came from the host
+  DWORD cut = 0;            // slots handed out at least once since the region was cut
+  DWORD used = 0;           // slots in use
+  std::size_t dirty = 0;    // bytes handed out since the region came from the host
+  std::size_t touched = 0;  // bytes from the start that may have memory, but for slots given back
+  bool smallPages = false;
+  DWORD given = 0;  // the lowest entries of `freeSlots`, whose memory was given back
   Region* previous = nullptr;
   Region* next = nullptr;
   DWORD freeCount = 0;
@@ -46,22 +52,31 @@ struct Regions::Region {
   DWORD sizes[kMostSlots];  // asked for; like `inUse` it is valid for cut slots only
   bool inUse[kMostSlots];
 
+  /// Bytes with memory in no block.
+  std::size_t Idle() const {
+    return sizeClass == kOwnRegion ? 0 : touched - (used + given) * slotSize;
+  }
+
   bool HasRoom() const { return freeCount > 0 || cut < slots; }
 
   void Cut(int newClass, std::size_t newSlotSize, std::size_t newSlots) {
     sizeClass = newClass;
     slotSize = newSlotSize;
     slots = static_cast<DWORD>(newSlots);
-    cut = used = freeCount = 0;
+    cut = used = freeCount = given = 0;
   }
 
   /// Takes a slot, used ones first: their memory is at hand. `*isZero` tells whether it was never
   /// handed out, under any way of cutting the region.
   DWORD Take(std::size_t size, bool* isZero) {
+    if (given > 0 && given == freeCount) --given;
     const DWORD slot = freeCount > 0 ? freeSlots[--freeCount] : cut++;
     const std::size_t begin = slot * slotSize;
     *isZero = begin >= dirty;
-    if (begin + slotSize > dirty) dirty = begin + slotSize;
+    const std::size_t end = begin + slotSize;
+    if (end > dirty) dirty = end;
+    const std::size_t page = smallPages ? 1 : kHugePage;
+    touched = std::max(touched, std::min(mapped, (end + page - 1) / page * page));
     sizes[slot] = static_cast<DWORD>(size);
     inUse[slot] = true;
     ++used;
@@ -72,6 +87,31 @@ struct Regions::Region {
     inUse[slot] = false;
     freeSlots[freeCount++] = static_cast<WORD>(slot);
     --used;
+  }
+
+  void UseSmallPages() {
+#ifdef MADV_NOHUGEPAGE
+    if (!smallPages) madvise(start, mapped, MADV_NOHUGEPAGE);
+#endif
+    smallPages = true;
+  }
+
+  /// Gives the memory of all slots that are not in use back.
+  void GiveIdleBack() {
+    UseSmallPages();
+    for (DWORD slot = 0; slot < cut;) {
+      const DWORD first = slot;
+      while (slot < cut && !inUse[slot]) ++slot;
+      if (slot > first) {
+        madvise(start + first * slotSize, (slot - first) * slotSize, MADV_DONTNEED);
+      } else {
+        ++slot;
+      }
+    }
+    const std::size_t end = cut * slotSize;
+    if (touched > end) madvise(start + end, touched - end, MADV_DONTNEED);
+    touched = end;
+    given = freeCount;
   }
 };
 
@@ -120,11 +160,12 @@ Regions::Region* Regions::Map(std::size_t size) {
 
 /// Takes a region without blocks out of service. Returns it if it is to go back to the host.
 std::unique_ptr<Regions::Region> Regions::Release(Region* region) {
-  if (region->sizeClass != kOwnRegion && !reserve_) {
+  if (region->sizeClass != kOwnRegion && !region->smallPages && !reserve_) {
     reserve_ = region;
     return nullptr;
   }
   mapped_ -= region->mapped;
+  idle_ -= region->Idle();
   auto node = regions_.extract(reinterpret_cast<std::uintptr_t>(region->start) / kRegionSize);
   return std::move(node.mapped());
 }
@@ -149,7 +190,7 @@ Regions::Region* Regions::RegionWithRoom(int sizeClass) {
   if (!region) return nullptr;
   reserve_ = nullptr;
   const std::size_t slotSize = SizeOfClass(sizeClass);
-  region->Cut(sizeClass, slotSize, kRegionSize / slotSize);
+  region->Cut(sizeClass, slotSize, kRegionSize / slotSize);  // all idle before and behind
   Link(region);
   return region;
 }
@@ -161,14 +202,15 @@ void* Regions::Allocate(std::size_t size, bool zeroed) {
     const std::lock_guard guard(mutex_);
     Region* region;
     if (size > kLargestSlot) {
-      constexpr std::size_t kGrain = std::size_t{2} << 20;
-      region = Map((size + kGrain - 1) / kGrain * kGrain);
+      region = Map((size + kHugePage - 1) / kHugePage * kHugePage);
       if (region) region->Cut(kOwnRegion, region->mapped, 1);
     } else {
       region = RegionWithRoom(ClassOf(size));
     }
     if (!region) return nullptr;
+    const std::size_t idle = region->Idle();
     const DWORD slot = region->Take(size, &isZero);
+    idle_ += region->Idle() - idle;  // wraps where it falls
     if (region->sizeClass != kOwnRegion && !region->HasRoom()) Unlink(region);
     block = region->start + slot * region->slotSize;
   }
@@ -196,7 +238,9 @@ bool Regions::Free(void* address) {
     Region* region = Find(address, &slot);
     if (!region) return false;
     const bool wasFull = !region->HasRoom();
+    idle_ -= region->Idle();
     region->Give(static_cast<DWORD>(slot));
+    idle_ += region->Idle();
     if (region->used == 0) {
       if (!wasFull) Unlink(region);
       gone = Release(region);
@@ -224,6 +268,32 @@ bool Regions::ResizeInPlace(void* address, std::size_t size) {
   if (!region || size > region->slotSize || size < region->slotSize / 2) return false;
   region->sizes[slot] = static_cast<DWORD>(size);
   return true;
+}
+
+void Regions::Trim(std::size_t keep) {
+  const std::lock_guard guard(mutex_);
+  if (idle_ > keep && reserve_) {
+    Region* region = std::exchange(reserve_, nullptr);
+    idle_ -= region->Idle();
+    mapped_ -= region->mapped;
+    munmap(region->start, region->mapped);
+    regions_.erase(reinterpret_cast<std::uintptr_t>(region->start) / kRegionSize);
+  }
+  while (idle_ > keep) {
+    // The one with the most of it: the fewest regions lose their huge pages.
+    const auto most = std::max_element(regions_.begin(), regions_.end(), [](auto& a, auto& b) {
+      return a.second->Idle() < b.second->Idle();
+    });
+    if (most == regions_.end() || most->second->Idle() == 0) return;
+    idle_ -= most->second->Idle();
+    most->second->GiveIdleBack();
+  }
+}
+
+void Regions::UseSmallPages(const void* address) {
+  const std::lock_guard guard(mutex_);
+  const auto found = regions_.find(reinterpret_cast<std::uintptr_t>(address) / kRegionSize);
+  if (found != regions_.end()) found->second->UseSmallPages();
 }
 
 std::size_t Regions::MappedBytes() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -48,6 +49,18 @@ class Regions {
   /// Bytes that the host has lent at present.
   std::size_t MappedBytes();
 
+  /// Bytes of memory in the regions that are in no block: of freed blocks, and what huge pages hold
+  /// behind the last one.
+  std::size_t IdleBytes() const { return idle_.load(std::memory_order_relaxed); }
+
+  /// Gives idle memory back to the host, that of one region after the other, until not more than
+  /// `keep` bytes are left. A region that has given some gets small pages, so that the host does
+  /// not fill the holes again, until all of it goes back.
+  void Trim(std::size_t keep);
+
+  /// Lets the region of an address have small pages from now on.
+  void UseSmallPages(const void* address);
+
   /// The one of the process. It outlives every static object, for those may still free blocks.
   static Regions& Get();
 
@@ -74,6 +87,7 @@ class Regions {
   Region* withRoom_[kClasses] = {};  // of each class, those in use with a free slot
   Region* reserve_ = nullptr;
   std::size_t mapped_ = 0;
+  std::atomic<std::size_t> idle_ = 0;
 };
 
 }  // namespace kxw

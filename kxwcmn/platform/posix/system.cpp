@@ -11,6 +11,8 @@ DWORD PageSize() {
   return size;
 }
 
+u64 ProcessId() { return static_cast<u64>(getpid()); }
+
 DWORD MillisecondClock() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   return static_cast<DWORD>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
