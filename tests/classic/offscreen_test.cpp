@@ -225,10 +225,10 @@ TEST(ClassicFill, LargeOnesKeepToTheirEdges) {
       image.Create(4096, (40 << 20) / (512 * bits), bits, 0xFFFFFFFF, 1);
       image.SetForeColor(DWORD{0x40302010});
       image.Lock();
-      image.RectFill({left, 1, 4096, image.GetHeight() - 1});
+      image.RectFill({left, 1, 4091, image.GetHeight() - 1});
       row.Create(4096, 3, bits, 0xFFFFFFFF, 1);
       row.Lock();
-      for (int x = left; x < 4096; ++x) {
+      for (int x = left; x < 4091; ++x) {
         Model::Set(row, bits, bits == 8 ? 255 - 0x60 / 3 : 0x40302010, x, 1);
       }
       const auto bytes = static_cast<std::size_t>(row.GetRowBytes());
