@@ -1,5 +1,5 @@
 // Turns, mirrors, rotation and copies of other sizes beside OpenCV and pixman, on one thread.
-#if defined(KXWCMN_BENCH_OPENCV) && defined(KXWCMN_BENCH_PIXMAN)
+#if defined(KXWCMN_WITH_OPENCV) && defined(KXWCMN_WITH_PIXMAN)
 
 #include <benchmark/benchmark.h>
 #include <pixman.h>
