@@ -65,6 +65,9 @@ TEST(Matrix2D, MultipliesFromTheLeft) {
 TEST(Matrix2D, BoundsAndRounds) {
   KXMatrix2D turn;
   turn.Rotate(90);
+  EXPECT_NE(turn.At(0, 0), 0);
+  turn.RemoveMatRoundError();
+  EXPECT_TRUE(turn == KXMatrix2D(0, -1, 0, 1, 0, 0, 0, 0, 1));
   const KXRect bound = turn.MultiplyBound(KXRect(1, 2, 5, 4));
   EXPECT_EQ(bound, KXRect(-4, 1, -2, 5));
   EXPECT_EQ(turn.MultiplyBound(KXRectF(1, 2, 5, 4)), KXRectF(-4, 1, -2, 5));
@@ -75,8 +78,6 @@ TEST(Matrix2D, BoundsAndRounds) {
   EXPECT_EQ(half.GetScale(), 0.5);
   half.Transfer(4, 5);
   EXPECT_EQ(half.GetTransfer(), KXPointD(4, 5));
-  turn.RemoveMatRoundError();
-  EXPECT_TRUE(turn == KXMatrix2D(0, -1, 0, 1, 0, 0, 0, 0, 1));
   KXMatrix2D near(2 + 9e-9, 2 + 2e-8, 3 - 9e-9, 3 - 2e-8, -1 - 9e-9, kInfinity, 0.5, -0.5, 0);
   near.RemoveMatRoundError();
   EXPECT_TRUE(near == KXMatrix2D(2, 2 + 2e-8, 3, 3 - 2e-8, -1, kInfinity, 0.5, -0.5, 0));
