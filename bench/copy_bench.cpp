@@ -4,99 +4,30 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <string>
-#include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
-#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
-#include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 namespace {
 
 using benchmark::State;
-using Bytes = std::vector<BYTE>;  // a picture's rows, one after another
+using kxw::bench::Bytes;
+using kxw::bench::BytesOf;
+using kxw::bench::MakeImage;
+using kxw::bench::Noise;
+using kxw::bench::Read;
+using kxw::bench::Write;
 
 constexpr int kBlock = KXVOffscreen::kBlockSize;
 
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
-
-ImagePtr MakeImage(int bits, int width, int height) {
-  static KXVirtualMemory* const manager = [] {
-    static KXVirtualMemory instance;
-    instance.Create(1u << 30, nullptr);
-    return &instance;
-  }();
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(manager, width, height, 72);
-  return image;
-}
-
-std::size_t BytesOf(int pixels, int bits) { return std::size_t(pixels) * std::size_t(bits) / 8; }
-
-Bytes Noise(std::size_t count) {
-  Bytes bytes(count);
-  std::mt19937_64 random(count);
-  for (std::size_t i = 0; i + 8 <= count; i += 8) {
-    const u64 word = random();
-    std::memcpy(&bytes[i], &word, 8);
-  }
-  return bytes;
-}
-
-/// Alpha as a picture has it: a third clear, a third opaque, a third between, in runs of `run`.
-Bytes Mixed(int bytes, std::size_t pixels, std::size_t run) {
-  const std::size_t step = std::size_t(bytes);
-  Bytes picture = Noise(pixels * step);
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const std::size_t kind = i / run % 3;
-    // The alpha is the last byte of a pixel; a density is both alpha and colour.
-    if (kind < 2) picture[i * step + step - 1] = kind == 0 ? 0 : 255;
-  }
-  return picture;
-}
-
-/// Calls `op(row, x, y, count)` for each row of each block of an image.
-template <class Op>
-void ForEachRow(KXVOffscreen& image, const KXRect& rect, int edit, Op op) {
-  KXVOffscreenAutoLock lock(&image, edit);
-  KXBlockGetter blocks(&image, rect, 1);
-  for (KXRect part; blocks.GetNextBlock(part);) {
-    for (int y = part.top; y < part.bottom; ++y) {
-      image.MoveCursor(part.left, y);
-      op(image.GetCurrentAddress(), part.left - rect.left, y - rect.top, part.Width());
-    }
-  }
-}
-
-void Write(KXVOffscreen& image, const Bytes& rows) {
-  const int bits = image.GetBitCount(), width = image.GetWidth();
-  ForEachRow(image, image.GetRect(), 1, [&](BYTE* row, int x, int y, int count) {
-    std::memcpy(row, &rows[std::size_t(y) * BytesOf(width, bits) + BytesOf(x, bits)],
-                BytesOf(count, bits));
-  });
-}
-
-Bytes Read(KXVOffscreen& image, const KXRect& rect) {
-  const int bits = image.GetBitCount();
-  Bytes rows(BytesOf(rect.Width(), bits) * std::size_t(rect.Height()));
-  ForEachRow(image, rect, 0, [&](const BYTE* row, int x, int y, int count) {
-    std::memcpy(&rows[std::size_t(y) * BytesOf(rect.Width(), bits) + BytesOf(x, bits)], row,
-                BytesOf(count, bits));
-  });
-  return rows;
-}
-
 void Check(State& state, KXVOffscreen& image, const Bytes& expected) {
-  if (Read(image, image.GetRect()) != expected) state.SkipWithError("the pixels are wrong");
+  if (Read(image) != expected) state.SkipWithError("the pixels are wrong");
 }
 
 // --- Within one depth ----------------------------------------------------------------------------
@@ -105,12 +36,13 @@ constexpr int kSide = 4096;
 
 /// The source's pixels from (x, y) on, so that the two grids agree, or not.
 void CopyFrom(State& state, int bits, int x, int y) {
-  ImagePtr src = MakeImage(bits, kSide + kBlock, kSide + kBlock);
-  ImagePtr dst = MakeImage(bits, kSide, kSide);
+  const KXVOffscreenPtr src = MakeImage(bits, kSide + kBlock, kSide + kBlock);
+  const KXVOffscreenPtr dst = MakeImage(bits, kSide, kSide);
   Write(*src, Noise(BytesOf(src->GetWidth(), bits) * std::size_t(src->GetHeight())));
-  Write(*dst, Bytes(BytesOf(kSide, bits) * kSide));
+  const auto copy = [&] { dst->Copy(0, 0, kSide, kSide, src.get(), x, y, 0); };
+  copy();  // the host gives the memory of new blocks page by page, which is not what is compared
   for (auto _ : state) {
-    dst->Copy(0, 0, kSide, kSide, src.get(), x, y, 0);
+    copy();
     benchmark::ClobberMemory();
   }
   Check(state, *dst, Read(*src, KXRect(x, y, x + kSide, y + kSide)));
@@ -134,29 +66,33 @@ constexpr int kUsed = kSparseSide / kBlock * kSparseSide / kBlock / 50;
 template <bool kSpread>
 void CopySparse(State& state, int offset) {
   const int height = kSpread ? kSparseSide : kBlock * kUsed / 8;
-  ImagePtr src = MakeImage(32, (kSpread ? kSparseSide : kBlock * 8) + offset, height);
-  ImagePtr dst = MakeImage(32, kSpread ? kSparseSide : kBlock * 8, height);
+  const KXVOffscreenPtr src = MakeImage(32, (kSpread ? kSparseSide : kBlock * 8) + offset, height);
+  const KXVOffscreenPtr dst = MakeImage(32, kSpread ? kSparseSide : kBlock * 8, height);
   {
     KXVOffscreenAutoLock lock(src.get(), 1);
-    std::mt19937 random(3);
+    std::mt19937_64 random = kxw::bench::Random(3);
     const int columns = dst->GetWidth() / kBlock, count = columns * (height / kBlock);
     for (int left = kUsed, i = 0; i < count && left > 0; ++i) {
-      if (static_cast<int>(random() % static_cast<unsigned>(count - i)) >= left) continue;
+      if (static_cast<int>(random() % static_cast<u64>(count - i)) >= left) continue;
       --left;
       src->MoveCursor(i % columns * kBlock + offset, i / columns * kBlock);
       std::memset(src->GetBaseAddress(), i + 1, BytesOf(kBlock * kBlock, 32));
     }
   }
   const auto copy = [&] { dst->Copy(0, 0, dst->GetWidth(), height, src.get(), offset, 0, 0); };
-  copy();  // the host gives the memory of new blocks page by page, which is not what is compared
+  copy();  // which gives the blocks their memory, as above
   for (auto _ : state) {
     copy();
     benchmark::ClobberMemory();
   }
   for (int i = 0, bx = 0; i < dst->GetBlockCount(&bx, nullptr); ++i) {
     const int there = src->IsCreatedBlockByIndex(i % bx + offset / kBlock, i / bx);
-    if (!dst->GetBlockExist(i) == !there) continue;
-    state.SkipWithError("the blocks with memory are not those of the source");
+    const int x = i % bx * kBlock, y = i / bx * kBlock;
+    const KXRect to(x, y, x + kBlock, y + kBlock),
+        from(x + offset, y, x + offset + kBlock, y + kBlock);
+    if (!dst->GetBlockExist(i) == !there && (!there || Read(*dst, to) == Read(*src, from)))
+      continue;
+    state.SkipWithError("the blocks are not those of the source");
     return;
   }
 }
@@ -171,8 +107,8 @@ struct Plain {
   Rule rule;
 
   std::size_t Pixels() const { return std::size_t(side) * std::size_t(side); }
-  Bytes Under() const { return Mixed(kTo, Pixels(), 192); }
-  Bytes Over() const { return Mixed(kFrom, Pixels(), 64); }
+  Bytes Under() const { return kxw::bench::MixedAlpha(8 * kTo, Pixels(), 192, 1); }
+  Bytes Over() const { return kxw::bench::MixedAlpha(8 * kFrom, Pixels(), 64, 2); }
 
   void Run(Bytes& dst, const Bytes& src) const {
     BYTE* to = dst.data();
@@ -191,7 +127,8 @@ void AddRule(const std::string& name, double wanted, int side, Ours ours, Rule r
   kxw::bench::Add(
       name, wanted,
       [=](State& state) {
-        ImagePtr dst = MakeImage(8 * kTo, side, side), src = MakeImage(8 * kFrom, side, side);
+        const KXVOffscreenPtr dst = MakeImage(8 * kTo, side, side),
+                              src = MakeImage(8 * kFrom, side, side);
         const Bytes under = plain.Under(), over = plain.Over();
         Write(*src, over);
         for (auto _ : state) {

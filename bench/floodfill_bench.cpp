@@ -1,8 +1,8 @@
 // The flood fill beside OpenCV's, on one thread: 4-connected, on pictures of 4000 by 4000 pixels.
 //
 // Ours judges a reference image of its own ("onto a layer") or the painted one ("in place"); OpenCV
-// knows the second alone. Every pass fills the same regions with another colour than the pass
-// before, so that nothing has to be put back.
+// knows the second alone. Where the judged picture is painted it is put back before each pass,
+// outside the clock. The pixels that ours paints are looked at once: they are those of OpenCV.
 #ifdef KXWCMN_WITH_OPENCV
 
 #include <benchmark/benchmark.h>
@@ -10,27 +10,25 @@
 #include <png.h>
 #endif
 
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
-#include <functional>
-#include <memory>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <random>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
-#include "kxwcmn/memory/virtualmemory.h"
-#include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 namespace {
 
 using benchmark::State;
+using kxw::bench::Bytes;
+using kxw::bench::MakeImage;
 
 constexpr int kSide = 4000;
 constexpr BYTE kPaper = 255, kInk = 0;
@@ -39,10 +37,20 @@ constexpr BYTE kPaper = 255, kInk = 0;
 struct Scene {
   std::vector<BYTE> grey = std::vector<BYTE>(std::size_t{kSide} * kSide, kPaper);
   std::vector<KXPoint> seeds;
-  int noise = 0;  // how far the channels of a colour may lie beside the grey
+  bool isGrain = false;  // a scan of paper instead of the grey picture
 
   BYTE& At(int x, int y) { return grey[static_cast<std::size_t>(y) * kSide + x]; }
   BYTE At(int x, int y) const { return grey[static_cast<std::size_t>(y) * kSide + x]; }
+
+  /// At 8 bits densities, at 24 and 32 bits opaque colours.
+  Bytes Picture(int bits) const {
+    // No two pixels of a channel are further apart than 14, so that a margin of 16 meets them all.
+    if (isGrain) return kxw::bench::Photograph(bits, kSide, kSide, 248, 3, 4);
+    return kxw::bench::MakePicture(bits, kSide, kSide, [&](int x, int y) {
+      const DWORD value = At(x, y);
+      return bits == 8 ? (255 - value) << 24 : 0xFF000000 | value * 0x010101;
+    });
+  }
 };
 
 const Scene& Blank() {
@@ -54,12 +62,11 @@ const Scene& Blank() {
   return scene;
 }
 
-/// Paper of 248 with grain.
+/// Paper as a scanner sees it.
 const Scene& Grain() {
   static const Scene scene = [] {
     Scene grain = Blank();
-    grain.noise = 6;
-    std::fill(grain.grey.begin(), grain.grey.end(), BYTE{248});
+    grain.isGrain = true;
     return grain;
   }();
   return scene;
@@ -111,7 +118,7 @@ Scene Maze(int unit) {
       for (int x = 0; x < unit; ++x) maze.At(column * unit + x, row * unit + y) = kPaper;
     }
   };
-  std::mt19937 random(1);
+  std::mt19937_64 random = kxw::bench::Random(3);
   std::vector<bool> seen(static_cast<std::size_t>(cells) * cells);
   std::vector<std::pair<int, int>> way = {{0, 0}};
   seen[0] = true;
@@ -146,107 +153,100 @@ const Scene& WideMaze() {
   return scene;
 }
 
-/// Calls `set(x, y, red, green, blue)` for the pixels of a scene.
-template <class Set>
-void ForEachPixel(const Scene& scene, Set set) {
-  std::mt19937 random(2);
-  const auto channel = [&](BYTE grey) {
-    if (scene.noise == 0) return grey;
-    return static_cast<BYTE>(grey + static_cast<int>(random() % (2u * scene.noise + 1)) -
-                             scene.noise);
-  };
-  for (int y = 0; y < kSide; ++y) {
-    for (int x = 0; x < kSide; ++x) {
-      const BYTE grey = scene.At(x, y);
-      const BYTE red = channel(grey), green = channel(grey), blue = channel(grey);
-      set(x, y, red, green, blue);
-    }
-  }
-}
-
-// --- Ours ---------------------------------------------------------------------------------------
-
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
+/// The colours of two passes, which no scene holds, within no margin of its own or of each other.
+struct Colors {
+  DWORD ours[2];
+  cv::Scalar theirs[2];
 };
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
-
-ImagePtr MakeImage(int bits) {
-  static KXVirtualMemory* const manager = [] {
-    auto* made = new KXVirtualMemory;
-    made->Create(512u << 20, nullptr);
-    return made;
-  }();
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(manager, kSide, kSide, 72);
-  return image;
-}
-
-ImagePtr MakeImage(int bits, const Scene& scene) {
-  ImagePtr image = MakeImage(bits);
-  KXVOffscreenAutoLock lock(image.get(), 1);
-  ForEachPixel(scene, [&](int x, int y, BYTE red, BYTE green, BYTE blue) {
-    image->MoveCursor(x, y);
-    image->Set32BitColor(255, red, green, blue);
-  });
-  return image;
-}
-
-/// Colours that no scene holds, within no margin of its own or of each other.
-constexpr DWORD kColors[] = {0xFF0000C0, 0xFFC00000};
-/// The same for densities.
-constexpr DWORD kDensities[] = {0x41000000, 0x81000000};
-
-void Ours(State& state, const Scene& (*scene)(), int bits, int margin, bool inPlace) {
-  const ImagePtr drawing = MakeImage(bits, scene());
-  const ImagePtr layer = inPlace ? nullptr : MakeImage(bits);
-  KXVOffscreen* const paint = inPlace ? drawing.get() : layer.get();
-  const DWORD* const colors = bits == 8 ? kDensities : kColors;
-  i64 pixels = 0;
-  int pass = 0;
-  const auto fill = [&] {
-    pixels = 0;
-    for (const KXPoint& seed : scene().seeds) {
-      KXRect box;
-      int count = 0;
-      paint->FloodFill(box, seed, colors[pass & 1], drawing.get(), nullptr, KXPoint(0, 0),
-                       paint->GetRect(), margin, &count, 0);
-      pixels += count;
-    }
-    ++pass;
-  };
-  fill();
-  for (auto _ : state) fill();
-  state.counters["pixels"] = static_cast<double>(pixels);
+Colors ColorsOf(int type) {
+  if (type == CV_8UC1) return {{0x41000000, 0x81000000}, {cv::Scalar(0x41), cv::Scalar(0x81)}};
+  if (type == CV_8UC3) {
+    return {{0xFFC00000, 0xFF0000C0}, {cv::Scalar(0, 0, 0xC0), cv::Scalar(0xC0, 0, 0)}};
+  }
+  return {{0xFFC00000, 0xFF0000C0},
+          {cv::Scalar(static_cast<int>(0xFFC00000)), cv::Scalar(static_cast<int>(0xFF0000C0))}};
 }
 
 // --- OpenCV -------------------------------------------------------------------------------------
 
+int BitsOf(int type) { return type == CV_8UC1 ? 8 : type == CV_8UC3 ? 24 : 32; }
+
 /// `type` is CV_8UC1, CV_8UC3 or, for 32 bits judged as a whole, CV_32SC1.
-void OpenCv(State& state, const Scene& (*scene)(), int type, int margin) {
-  cv::setNumThreads(1);
-  cv::Mat image(kSide, kSide, type);
-  ForEachPixel(scene(), [&](int x, int y, BYTE red, BYTE green, BYTE blue) {
-    if (type == CV_8UC1) image.at<BYTE>(y, x) = static_cast<BYTE>(255 - red);
-    if (type == CV_8UC3) image.at<cv::Vec3b>(y, x) = {blue, green, red};
-    if (type == CV_32SC1) image.at<int>(y, x) = red | green << 8 | blue << 16;
-  });
-  const cv::Scalar colors[] = {type == CV_8UC3 ? cv::Scalar(0, 0, 0xC0) : cv::Scalar(0x41),
-                               type == CV_8UC3 ? cv::Scalar(0xC0, 0, 0) : cv::Scalar(0x81)};
+cv::Mat MatOf(const Scene& scene, int type) {
+  Bytes rows = scene.Picture(BitsOf(type));
+  return cv::Mat(kSide, kSide, type, rows.data()).clone();
+}
+
+i64 Fill(cv::Mat& image, const Scene& scene, const cv::Scalar& color, int margin) {
   const cv::Scalar range = cv::Scalar::all(margin);
   i64 pixels = 0;
-  int pass = 0;
-  const auto fill = [&] {
+  for (const KXPoint& seed : scene.seeds) {
+    cv::Rect box;
+    pixels += cv::floodFill(image, cv::Point(seed.x, seed.y), color, &box, range, range,
+                            4 | cv::FLOODFILL_FIXED_RANGE);
+  }
+  return pixels;
+}
+
+void OpenCv(State& state, const Scene& (*scene)(), int type, int margin) {
+  cv::setNumThreads(1);
+  const cv::Mat picture = MatOf(scene(), type);
+  cv::Mat image = picture.clone();
+  i64 pixels = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    picture.copyTo(image);
+    state.ResumeTiming();
+    pixels = Fill(image, scene(), ColorsOf(type).theirs[0], margin);
+  }
+  state.counters["pixels"] = static_cast<double>(pixels);
+}
+
+// --- Ours ---------------------------------------------------------------------------------------
+
+/// Whether ours has painted where OpenCV paints, and nowhere else.
+bool IsRight(const Bytes& painted, const Scene& scene, int type, int margin) {
+  const Colors colors = ColorsOf(type);
+  cv::Mat mat = MatOf(scene, type);
+  Fill(mat, scene, colors.theirs[0], margin);
+  const std::size_t step = type == CV_8UC1 ? 1 : 4, theirs = mat.elemSize();
+  const DWORD color = type == CV_8UC1 ? colors.ours[0] >> 24 : colors.ours[0];
+  for (std::size_t i = 0; i < mat.total(); ++i) {
+    const bool isPainted = std::memcmp(&painted[i * step], &color, step) == 0;
+    if (isPainted != (std::memcmp(mat.data + i * theirs, &color, theirs) == 0)) return false;
+  }
+  return true;
+}
+
+void Ours(State& state, const Scene& (*scene)(), int bits, int margin, int type, bool inPlace) {
+  const Bytes picture = scene().Picture(bits);
+  const KXVOffscreenPtr drawing = MakeImage(bits, kSide, kSide);
+  const KXVOffscreenPtr layer = inPlace ? nullptr : MakeImage(bits, kSide, kSide);
+  KXVOffscreen* const paint = inPlace ? drawing.get() : layer.get();
+  i64 pixels = 0;
+  const auto fill = [&](DWORD color) {
     pixels = 0;
     for (const KXPoint& seed : scene().seeds) {
-      cv::Rect box;
-      pixels += cv::floodFill(image, cv::Point(seed.x, seed.y), colors[pass & 1], &box, range,
-                              range, 4 | cv::FLOODFILL_FIXED_RANGE);
+      KXRect box;
+      int count = 0;
+      paint->FloodFill(box, seed, color, drawing.get(), nullptr, KXPoint(0, 0), paint->GetRect(),
+                       margin, &count, 0);
+      pixels += count;
     }
-    ++pass;
   };
-  fill();
-  for (auto _ : state) fill();
+  const Colors colors = ColorsOf(type);
+  kxw::bench::Write(*drawing, picture);
+  fill(colors.ours[0]);  // which also gives a layer its blocks
+  if (!IsRight(kxw::bench::Read(*paint), scene(), type, margin)) {
+    state.SkipWithError("the pixels are wrong");
+  }
+  int pass = 0;  // a layer is painted with another colour each time
+  for (auto _ : state) {
+    state.PauseTiming();
+    if (inPlace) kxw::bench::Write(*drawing, picture);
+    state.ResumeTiming();
+    fill(colors.ours[++pass & 1]);
+  }
   state.counters["pixels"] = static_cast<double>(pixels);
 }
 
@@ -254,7 +254,7 @@ bool Add(const std::string& name, const Scene& (*scene)(), int bits, int margin,
   for (const bool inPlace : {true, false}) {
     kxw::bench::Add(
         "flood fill: " + name + (inPlace ? ", in place" : ", onto a layer"), 2,
-        [=](State& state) { Ours(state, scene, bits, margin, inPlace); }, "OpenCV floodFill",
+        [=](State& state) { Ours(state, scene, bits, margin, type, inPlace); }, "OpenCV floodFill",
         [=](State& state) { OpenCv(state, scene, type, margin); });
   }
   return true;

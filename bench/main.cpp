@@ -1,15 +1,19 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 
 // Runs the benchmarks and prints, below the usual report, one line for each operation with what it
-// stands beside: a physical limit, or the library that a user would take instead.
+// stands beside: a physical limit, or the library that a user would take instead. `--seed N` gives
+// other pictures; all other arguments are those of Google Benchmark.
 
 namespace {
 
@@ -29,9 +33,16 @@ class TableReporter : public benchmark::ConsoleReporter {
   TableReporter() : ConsoleReporter(OO_Tabular) {}
 
   void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
+    // The table has the median of the repetitions; here each stands for itself.
+    std::vector<Run> repetitions;
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      if (run.run_type == Run::RT_Iteration) repetitions.push_back(run);
+    }
+    if (repetitions.empty()) return;
+    ConsoleReporter::ReportRuns(repetitions);
+    for (const Run& run : repetitions) {
+      hasFailed_ |= run.error_occurred;
+      if (run.error_occurred) continue;
       const std::string name = run.run_name.function_name;
       const std::size_t bar = name.find('|');
       if (bar == std::string::npos) continue;
@@ -43,6 +54,9 @@ class TableReporter : public benchmark::ConsoleReporter {
           time / static_cast<double>(run.iterations) * 1e9);
     }
   }
+
+  /// Whether a line had a wrong result.
+  bool HasFailed() const { return hasFailed_; }
 
   void Finalize() override {
     std::printf("\n%-52s %-30s %12s %12s %7s %7s\n", "operation", "beside", "ours", "other",
@@ -84,6 +98,7 @@ class TableReporter : public benchmark::ConsoleReporter {
     it->second.push_back({side, {time}});
   }
 
+  bool hasFailed_ = false;
   std::vector<std::string> order_;
   std::map<std::string, std::vector<Side>> groups_;
 };
@@ -95,11 +110,57 @@ std::map<std::string, double>& kxw::bench::Wanted() {
   return wanted;
 }
 
+unsigned& kxw::bench::Seed() {
+  static unsigned seed = 1;
+  return seed;
+}
+
+namespace {
+
+/// Takes `--seed N` and `--seed=N` out of the arguments; false where N is no number.
+bool TakeSeed(std::vector<char*>& arguments) {
+  constexpr const char* kFlag = "--seed";
+  const std::size_t length = std::strlen(kFlag);
+  for (auto it = arguments.begin() + 1; it != arguments.end();) {
+    const char* value = *it + length;
+    if (std::strncmp(*it, kFlag, length) != 0 || (*value && *value != '=')) {
+      ++it;
+      continue;
+    }
+    if (*value) {
+      ++value;
+    } else {
+      it = arguments.erase(it);
+      if (it == arguments.end()) return false;
+      value = *it;
+    }
+    const char* const end = value + std::strlen(value);
+    const auto [stop, error] = std::from_chars(value, end, kxw::bench::Seed());
+    if (error != std::errc() || stop != end) return false;
+    it = arguments.erase(it);
+  }
+  return true;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  std::vector<char*> arguments(argv, argv + argc);
+  if (!TakeSeed(arguments)) {
+    std::fprintf(stderr, "--seed takes a number from 0 to 4294967295\n");
+    return 1;
+  }
+  // Every line runs for a while, and three times, so that a first run with cold memory or a busy
+  // moment of the machine is no result. What the user says stands behind, and so is what counts.
+  char repetitions[] = "--benchmark_repetitions=3", time[] = "--benchmark_min_time=0.2";
+  arguments.insert(arguments.begin() + 1, {repetitions, time});
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
+  std::printf("Pictures of seed %u\n", kxw::bench::Seed());
   TableReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
-  return 0;
+  return reporter.HasFailed() ? 1 : 0;
 }

@@ -4,82 +4,38 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <random>
 #include <string>
-#include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
-#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
-#include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 namespace {
 
 using benchmark::State;
-
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
-
-ImagePtr MakeImage(int bits, int width, int height) {
-  static KXVirtualMemory* const manager = [] {
-    auto* made = new KXVirtualMemory;
-    made->Create(512u << 20, nullptr);
-    return made;
-  }();
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(manager, width, height, 72);
-  return image;
-}
+using kxw::bench::Bytes;
+using kxw::bench::MakeImage;
 
 int TypeOf(int bits) {
   return bits == 8 ? CV_8UC1 : bits == 24 ? CV_8UC3 : bits == 32 ? CV_8UC4 : CV_16UC4;
 }
 
-cv::Mat Noise(int bits, int side) {
-  cv::Mat mat(side, side, TypeOf(bits));
-  std::mt19937_64 random(1);
-  for (std::size_t i = 0; i + 8 <= mat.total() * mat.elemSize(); i += 8) {
-    const u64 word = random();
-    std::memcpy(mat.data + i, &word, 8);
-  }
-  return mat;
-}
-
-/// Calls `op(row, at)` with the image's and the matrix's memory of each row of each block.
-template <class Op>
-void ForEachRow(KXVOffscreen& image, int edit, cv::Mat& mat, Op op) {
-  KXVOffscreenAutoLock lock(&image, edit);
-  KXBlockGetter blocks(&image, image.GetRect(), 1);
-  for (KXRect part; blocks.GetNextBlock(part);) {
-    for (int y = part.top; y < part.bottom; ++y) {
-      image.MoveCursor(part.left, y);
-      op(image.GetCurrentAddress(), mat.ptr(y, part.left),
-         static_cast<std::size_t>(part.Width()) * mat.elemSize());
-    }
-  }
-}
-
-ImagePtr ImageOf(int bits, cv::Mat mat) {
-  ImagePtr image = MakeImage(bits, mat.cols, mat.rows);
-  ForEachRow(*image, 1, mat,
-             [](BYTE* row, const BYTE* at, std::size_t n) { std::memcpy(row, at, n); });
-  return image;
+cv::Mat Photograph(int bits, int side) {
+  Bytes rows = kxw::bench::Photograph(bits, side, side);
+  return cv::Mat(side, side, TypeOf(bits), rows.data()).clone();
 }
 
 void Check(State& state, KXVOffscreen& image, const cv::Mat& expected, double tolerance) {
-  cv::Mat mat(expected.rows, expected.cols, expected.type());
-  ForEachRow(image, 0, mat,
-             [](const BYTE* row, BYTE* at, std::size_t n) { std::memcpy(at, row, n); });
-  if (cv::norm(mat, expected, cv::NORM_INF) > tolerance)
+  Bytes rows = kxw::bench::Read(image);
+  const cv::Mat mat(expected.rows, expected.cols, expected.type(), rows.data());
+  if (cv::norm(mat, expected, cv::NORM_INF) > tolerance) {
     state.SkipWithError("the pixels are wrong");
+  }
 }
 
 using Change = void (*)(KXVOffscreen& dst, KXVOffscreen& src);
@@ -89,8 +45,9 @@ void AddChange(const std::string& name, double wanted, int bits, int from, int t
   kxw::bench::Add(
       name, wanted,
       [=](State& state) {
-        const cv::Mat source = Noise(bits, from);
-        ImagePtr src = ImageOf(bits, source), dst = MakeImage(bits, to, to);
+        const cv::Mat source = Photograph(bits, from);
+        const KXVOffscreenPtr src = MakeImage(bits, from, from), dst = MakeImage(bits, to, to);
+        src->WritePixels(src->GetRect(), KXPixelFormat::kNative, source.data);
         change(*dst, *src);
         cv::Mat expected;
         cv::resize(source, expected, cv::Size(to, to), 0, 0, interpolation);
@@ -103,7 +60,7 @@ void AddChange(const std::string& name, double wanted, int bits, int from, int t
       peer,
       [=](State& state) {
         cv::setNumThreads(1);
-        const cv::Mat source = Noise(bits, from);
+        const cv::Mat source = Photograph(bits, from);
         cv::Mat result(to, to, source.type());
         for (auto _ : state) {
           cv::resize(source, result, cv::Size(to, to), 0, 0, interpolation);
@@ -118,8 +75,8 @@ void Area(KXVOffscreen& dst, KXVOffscreen& src) {
 }
 
 void CopyPlain(State& state, int bits) {
-  const cv::Mat source = Noise(bits, 4096);
-  ImagePtr dst = MakeImage(bits, 4096, 4096);
+  const cv::Mat source = Photograph(bits, 4096);
+  const KXVOffscreenPtr dst = MakeImage(bits, 4096, 4096);
   for (auto _ : state) {
     dst->CopyBitmap(0, 0, 4096, 4096, source.data, bits, static_cast<int>(source.step), 2, 1, 0, 3,
                     0, 0, 4096, 4096, KXVOffscreen::kResolutionFast);
@@ -131,19 +88,30 @@ constexpr int kSparseSide = 32768, kSparseBlocks = 327;  // 2 % of 128 by 128
 
 /// Half of an image of `side` by `side` pixels with `count` blocks in memory.
 void HalfOf(State& state, int side, int count) {
-  ImagePtr src = MakeImage(8, side, side), dst = MakeImage(8, side / 2, side / 2);
+  const KXVOffscreenPtr src = MakeImage(8, side, side), dst = MakeImage(8, side / 2, side / 2);
   {
     KXVOffscreenAutoLock lock(src.get(), 1);
-    std::mt19937 random(2);
+    std::mt19937_64 random = kxw::bench::Random(4);
     const int blocks = side / 256 * (side / 256);
     for (int i = 0, left = count; i < blocks && left > 0; ++i) {
-      if (static_cast<int>(random() % static_cast<unsigned>(blocks - i)) >= left) continue;
+      if (static_cast<int>(random() % static_cast<u64>(blocks - i)) >= left) continue;
       --left;
       src->MoveCursor(i % (side / 256) * 256, i / (side / 256) * 256);
       std::memset(src->GetBaseAddress(), i | 1, 65536);
     }
   }
   dst->ChangeResolutionHalfAll(src.get());
+  // The blocks of the source are flat: the pixels at their corners tell of all.
+  for (int y = 0; y < side / 256; ++y) {
+    for (int x = 0; x < side / 256; ++x) {
+      const auto at = [](KXVOffscreen& image, int px, int py) {
+        return kxw::bench::Read(image, KXRect(px, py, px + 1, py + 1));
+      };
+      if (at(*dst, x * 128 + 127, y * 128 + 127) == at(*src, x * 256, y * 256)) continue;
+      state.SkipWithError("the pixels are wrong");
+      return;
+    }
+  }
   for (auto _ : state) {
     dst->ChangeResolutionHalfAll(src.get());
     benchmark::ClobberMemory();
@@ -180,7 +148,7 @@ const bool kAdded = [] {
         "CopyBitmap 4096, " + std::to_string(bits) + " bits", 0.5,
         [=](State& s) { CopyPlain(s, bits); }, "memcpy",
         [=](State& state) {
-          const cv::Mat source = Noise(bits, 4096);
+          const cv::Mat source = Photograph(bits, 4096);
           cv::Mat copy = source.clone();
           for (auto _ : state) {
             std::memcpy(copy.data, source.data, source.total() * source.elemSize());
