@@ -134,8 +134,8 @@ class KX_EXPORT KXVOffscreen {
   /// with the channels moved together to 8 bits each, in the low half of the pixel; this is meant.
   ///
   /// `src` is read-locked for the call and not kept; null does nothing, and this image itself
-  /// raises 0x20010008. Raises 8 if a block finds no room or cannot be brought in; what was written
-  /// before stays.
+  /// raises 0x20010008. Polls `KXAbort`. Raises 8 if a block finds no room or cannot be brought in;
+  /// what was written before stays.
   virtual void ChangeResolution(int x, int y, int w, int h, KXVOffscreen* src, int sx, int sy,
                                 int sw, int sh, CHANGE_RESOLUTION_MODE mode, int behind,
                                 int skipTransparent);

@@ -10,6 +10,7 @@
 
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
@@ -149,6 +150,7 @@ class AreaFilter {
     ForEachSource(
         src_, area,
         [this](const KXRect& part, const BYTE* base) {
+          abort_.CheckAbort();
           hasMemory_ = true;
           AddPart(part, base);
         },
@@ -340,6 +342,7 @@ class AreaFilter {
     return true;
   }
 
+  KXAbort abort_;
   KXVOffscreen& dst_;
   KXVOffscreen& src_;
   const KXRect to_, from_;

@@ -5,6 +5,7 @@
 #include "kxwcmn/compositing/detail/behind.h"
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
@@ -89,7 +90,12 @@ class RatioChange {
   void Walk(const KXRect& area, Op op) {
     if (!lay_ || !read_ || area.IsRectEmpty()) return;
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);
-    kxw::ForEachSource(src_, area, op, [](const KXRect&) {});
+    KXAbort abort;
+    const auto polled = [&](const KXRect& part, const BYTE* base) {
+      abort.CheckAbort();
+      op(part, base);
+    };
+    kxw::ForEachSource(src_, area, polled, [](const KXRect&) {});
   }
 
   template <int kRatio>
