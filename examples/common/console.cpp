@@ -5,8 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <string>
-
-#include "kxwcmn/kxwcmn.h"
+#include <utility>
 
 namespace examples {
 namespace {
@@ -15,7 +14,12 @@ volatile std::sig_atomic_t stopWanted = 0;
 
 void OnInterrupt(int) { stopWanted = 1; }
 
-int AskForStop() { return stopWanted; }
+WatchedOperation* watched = nullptr;
+
+int AskForStop() {
+  if (watched) watched->Look();
+  return stopWanted;
+}
 
 /// The one progress bar of the process.
 struct Bar {
@@ -60,6 +64,22 @@ void ConnectConsole(bool quiet) {
   KXProgressBar::SetCreateProc(CreateBar);
   KXProgressBar::SetStepProc(StepBar);
   KXProgressBar::SetDestroyProc(DestroyBar);
+}
+
+constexpr int kWatchedSteps = 100;
+
+WatchedOperation::WatchedOperation(const char* text, std::function<double()> done)
+    : done_(std::move(done)), progress_(kWatchedSteps, text) {
+  watched = this;
+}
+
+WatchedOperation::~WatchedOperation() { watched = nullptr; }
+
+void WatchedOperation::Look() {
+  for (const double steps = kWatchedSteps * done_(); shown_ < steps && shown_ < kWatchedSteps;) {
+    ++shown_;
+    progress_.Step();
+  }
 }
 
 }  // namespace examples

@@ -1,16 +1,12 @@
 #pragma once
 
-#include <memory>
 #include <stdexcept>
 
 #include "kxwcmn/kxwcmn.h"
 
 namespace examples {
 
-struct DeleteOffscreen {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using Offscreen = std::unique_ptr<KXVOffscreen, DeleteOffscreen>;
+using Offscreen = KXVOffscreenPtr;
 
 /// The pixels of the block under the cursor, from the cursor on; null where nothing was painted.
 /// Raises std::runtime_error for a block that is in the swap file and cannot be read.

@@ -13,6 +13,7 @@
 #include "store_image/inspect.h"
 #include "store_image/options.h"
 #include "store_image/pictures.h"
+#include "store_image/reshape.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ void Import(const Options& options) {
 void Export(const Options& options) {
   const std::string &from = options.files[0], &to = options.files[1];
   CheckApart(from, to);
-  const Offscreen image = examples::ReadStoredImage(from);
+  const Offscreen image = storeimage::Reshape(examples::ReadStoredImage(from), options.shape);
   storeimage::ExportPicture(*image, to);
   if (!options.quiet) {
     std::printf("%s: %d x %d pixels, depth %d\n", to.c_str(), image->GetWidth(), image->GetHeight(),
@@ -68,7 +69,7 @@ void Run(const Options& options) {
   options.memory.CreateManager();
   if (options.command == "import") {
     Import(options);
-  } else if (options.command == "export") {
+  } else if (options.command == "export" || options.command == "thumb") {
     Export(options);
   } else {
     for (const std::string& path : options.files) Recompress(path, options);

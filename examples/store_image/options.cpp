@@ -13,6 +13,7 @@ constexpr struct {
 } kCommands[] = {{"info", 1, 1000000, "the files to look at"},
                  {"import", 2, 2, "a PNG and the file to store it in"},
                  {"export", 2, 2, "a stored image and the PNG to write"},
+                 {"thumb", 2, 2, "a stored image and the PNG to write"},
                  {"recompress", 1, 1000000, "the files to store anew"}};
 
 void CheckFiles(const Options& options) {
@@ -27,12 +28,53 @@ void CheckFiles(const Options& options) {
       "; --help lists them");
 }
 
+/// Takes an option of the picture's shape; false for any other word.
+bool TakeShape(examples::Arguments& arguments, const std::string& word, Shape& shape) {
+  if (word == "--size") {
+    shape.mostSide = arguments.Number(1, KXVOffscreen::kMaxSize);
+  } else if (word == "--width") {
+    shape.width = arguments.Number(1, KXVOffscreen::kMaxSize);
+  } else if (word == "--rotate") {
+    shape.degrees = arguments.Number(-360, 360);
+  } else if (word == "--smooth") {
+    shape.isSmooth = true;
+  } else if (word == "--flip") {
+    const std::string_view way = arguments.Value();
+    if (way != "horizontal" && way != "vertical") {
+      throw examples::UserError("--flip takes horizontal or vertical");
+    }
+    (way == "horizontal" ? shape.flipsColumns : shape.flipsRows) = true;
+  } else if (word == "--quality") {
+    const std::string_view quality = arguments.Value();
+    if (quality != "area" && quality != "fast" && quality != "nearest") {
+      throw examples::UserError("--quality takes area, fast or nearest");
+    }
+    shape.quality = quality == "area"   ? Quality::kArea
+                    : quality == "fast" ? Quality::kFast
+                                        : Quality::kNearest;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+/// Refuses options of a shape that the command has no use for.
+void CheckShape(const std::string& command, const std::vector<std::string>& options) {
+  for (const std::string& option : options) {
+    if (command != (option == "--size" ? "thumb" : "export")) {
+      throw examples::UserError(command + " does not take " + option);
+    }
+  }
+}
+
 }  // namespace
 
 const char* const kHelp =
     R"(usage: store_image info FILE...
        store_image import PICTURE.png FILE [--depth N] [--level N | --raw]
-       store_image export FILE PICTURE.png
+       store_image export FILE PICTURE.png [--flip horizontal|vertical] [--rotate DEGREES]
+                          [--smooth] [--width N] [--quality area|fast|nearest]
+       store_image thumb FILE PICTURE.png [--size N]
        store_image recompress FILE... [--level N | --raw]
 
 Looks at stored images, and makes them from pictures and pictures from them. Images may be larger
@@ -41,11 +83,23 @@ than memory.
   info             depth, size, blocks and bytes of each file; reads no pixels
   import           stores a PNG of any kind
   export           writes a stored image as a PNG: depths 1 and 8 as greys, the others as they are
+  thumb            writes a small picture of a stored image
   recompress       stores each image anew in its place
 
   --depth N        bits a pixel, one of 1, 2, 8, 16, 24, 32 and 64 (32)
   --level N        compression of the blocks, from 1, fast, to 9, small (6)
   --raw            no compression
+  --flip WAY       mirrors the picture: horizontal, left becomes right, or vertical, top becomes
+                   bottom; may be given for both
+  --rotate N       turns it anticlockwise by -360 to 360 degrees, after --flip; quarter turns lose
+                   nothing
+  --smooth         other turns mix four pixels instead of taking the nearest one; 64 bits become
+                   opaque
+  --width N        columns of the picture, in the end; rows follow in proportion
+  --quality WAY    pixels of another size are means of areas, weighted to the last bit (area, if
+                   none is given), means of whole pixels (fast), or one pixel each (nearest); means
+                   of depths 1 and 2 are greys
+  --size N         the longer side of a small picture; it does not enlarge (256)
   --budget N       memory for the pixels of the image, in MiB (64)
   --swap FOLDER    where the swap file goes (a private temporary folder); swap files of earlier
                    runs, all files there with SWP in their names, are deleted
@@ -61,6 +115,7 @@ stopped.
 Options ParseOptions(int argc, char** argv) {
   Options options;
   bool onlyFiles = false;
+  std::vector<std::string> shapeOptions;
   for (examples::Arguments arguments(argc, argv); arguments.Next();) {
     const std::string word(arguments.Word());
     if (onlyFiles || !word.starts_with("-")) {
@@ -86,11 +141,15 @@ Options ParseOptions(int argc, char** argv) {
       if (std::find(std::begin(kDepths), std::end(kDepths), options.depth) == std::end(kDepths)) {
         throw examples::UserError("--depth takes one of 1, 2, 8, 16, 24, 32 and 64");
       }
+    } else if (TakeShape(arguments, word, options.shape)) {
+      shapeOptions.push_back(word);
     } else if (!options.memory.Take(arguments)) {
       throw examples::UserError("unknown option " + word + "; --help lists them");
     }
   }
   CheckFiles(options);
+  CheckShape(options.command, shapeOptions);
+  if (options.command == "thumb" && options.shape.mostSide == 0) options.shape.mostSide = 256;
   return options;
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "common/program.h"
+#include "store_image/reshape.h"
 
 namespace storeimage {
 
@@ -15,6 +16,7 @@ struct Options {
   examples::MemoryOptions memory;
   int depth = 32;  ///< Bits a pixel of what is imported.
   int level = 6;   ///< Of compression, 1 to 9; 0 stores the blocks raw.
+  Shape shape;     ///< Of what is exported.
   bool quiet = false;
 };
 

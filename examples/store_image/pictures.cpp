@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <vector>
 
 #include "common/png_io.h"
@@ -157,28 +156,14 @@ Offscreen ImportPicture(const std::string& path, int bits) {
 void ExportPicture(KXVOffscreen& image, const std::string& path) {
   const int width = image.GetWidth(), height = image.GetHeight(), bits = image.GetBitCount();
   examples::PngWriter writer(path, width, height, bits, image.GetResolution());
-  const auto bytesOf = [bits](int pixels) { return (Index(pixels) * Index(bits) + 7) / 8; };
-  const std::size_t rowBytes = bytesOf(width);
+  const std::size_t rowBytes = (Index(width) * Index(bits) + 7) / 8;
   const int most = RowsAtATime(rowBytes);
-  const int nothing = bits == 24 ? 255 : 0;  // the bytes of pixels without memory
   std::vector<BYTE> pixels(rowBytes * Index(std::min(most, height)));
   KXAbort abort;
   KXProgressBar progress(height, "Writing the picture");
   for (int first = 0, end; first < height; first = end) {
     end = std::min(first + most, height);
-    KXBlockGetter blocks(&image, KXRect(0, first, width, end), 1);
-    for (KXRect part; blocks.GetNextBlock(part);) {
-      KXVOffscreenAutoLock lock(&image, part.left, part.top, 0);
-      const BYTE* from = examples::PixelsUnderCursor(image);
-      BYTE* to = &pixels[bytesOf(part.left)];
-      for (int y = part.top; y < part.bottom; ++y, to += rowBytes) {
-        if (from) {
-          std::memcpy(to, from + (y - part.top) * image.GetBlockRowBytes(), bytesOf(part.Width()));
-        } else {
-          std::memset(to, nothing, bytesOf(part.Width()));
-        }
-      }
-    }
+    image.ReadPixels(KXRect(0, first, width, end), KXPixelFormat::kNative, pixels.data());
     for (int y = first; y < end; ++y, progress.Step()) {
       abort.CheckAbort();
       writer.WriteRow(&pixels[rowBytes * Index(y - first)]);
