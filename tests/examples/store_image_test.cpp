@@ -1,5 +1,8 @@
 // Runs store_image as a user does, on images made here and on pictures of every kind.
+#include <algorithm>
+#include <functional>
 #include <random>
+#include <string_view>
 #include <vector>
 
 #include "common/png_io.h"
@@ -123,6 +126,108 @@ TEST_F(StoreImage, ExportsAndImportsWhatEachDepthHolds) {
   }
 }
 
+/// The bytes of a picture's pixels as their own densities, or as what `format` of the PNG library
+/// makes of them.
+struct Picture {
+  int width = 0, height = 0;
+  std::vector<BYTE> bytes;
+
+  Picture(const std::string& path, unsigned format) {
+    png_image png = {};
+    png.version = PNG_IMAGE_VERSION;
+    EXPECT_TRUE(png_image_begin_read_from_file(&png, path.c_str())) << path;
+    png.format = format;
+    width = static_cast<int>(png.width);
+    height = static_cast<int>(png.height);
+    bytes.resize(PNG_IMAGE_SIZE(png));
+    EXPECT_TRUE(png_image_finish_read(&png, nullptr, bytes.data(), 0, nullptr)) << path;
+  }
+  BYTE Grey(int x, int y) const { return bytes[static_cast<std::size_t>(y * width + x)]; }
+};
+
+// Each quality by the words of its rule, on noise, where they differ in nearly all pixels; and
+// turns and mirrors by where a pixel comes from.
+TEST_F(StoreImage, ExportsTurnedAndAtOtherSizes) {
+  const std::vector<BYTE> noise = Noise(kWidth * kHeight);
+  const auto at = [&](int x, int y) { return noise[static_cast<std::size_t>(y * kWidth + x)]; };
+  WritePng(Path("p.png"), noise, kWidth, PNG_INTERLACE_NONE);
+  ASSERT_EQ(Run("import --depth 8" + Word("p.png") + Word("a")), 0) << output_;
+  const auto expectGreys = [&](const std::string& options, int width, int height, int tolerance,
+                               const std::function<double(int, int)>& expected) {
+    SCOPED_TRACE(options);
+    ASSERT_EQ(Run(options + Word("a") + Word("o.png")), 0) << output_;
+    const Picture picture(Path("o.png"), PNG_FORMAT_GRAY);
+    ASSERT_EQ(picture.width, width);
+    ASSERT_EQ(picture.height, height);
+    for (int i = 0; i < width * height; ++i) {
+      const int x = i % width, y = i / width;
+      ASSERT_NEAR(picture.Grey(x, y), expected(x, y), tolerance) << x << ' ' << y;
+    }
+  };
+  // The mean of the squares of `side` pixels.
+  const auto mean = [&](int side) {
+    return [&at, side](int x, int y) {
+      double sum = 0;
+      for (int i = 0; i < side * side; ++i) sum += at(x * side + i % side, y * side + i / side);
+      return sum / (side * side);
+    };
+  };
+  expectGreys("export --width 100", 100, 90, 1, mean(3));
+  expectGreys("export --width 150 --quality area", 150, 135, 1, mean(2));
+  expectGreys("export --width 75 --quality fast", 75, 68, 255, mean(4));  // the rows by 270 / 68
+  expectGreys("export --width 150 --quality fast", 150, 135, 1, mean(2));
+  expectGreys("thumb --size 60", 60, 54, 1, mean(5));
+  expectGreys("thumb", 256, 230, 255, mean(1));
+  expectGreys("thumb --size 1000", kWidth, kHeight, 0, mean(1));
+  const auto nearest = [&](int x, int y) { return at(x * 3 / 7, y * 3 / 7); };
+  expectGreys("export --width 700 --quality nearest", 700, 630, 0, nearest);
+  expectGreys("export --rotate 90", kHeight, kWidth, 0,
+              [&](int x, int y) { return at(kWidth - 1 - y, x); });
+  expectGreys("export --rotate -90 --smooth", kHeight, kWidth, 0,
+              [&](int x, int y) { return at(y, kHeight - 1 - x); });
+  expectGreys("export --rotate 180", kWidth, kHeight, 0,
+              [&](int x, int y) { return at(kWidth - 1 - x, kHeight - 1 - y); });
+  expectGreys("export --flip horizontal", kWidth, kHeight, 0,
+              [&](int x, int y) { return at(kWidth - 1 - x, y); });
+  // The flip comes first, the size last.
+  expectGreys("export --width 90 --rotate 90 --flip vertical", 90, 100, 1,
+              [&](int x, int y) { return mean(3)(99 - y, 89 - x); });
+}
+
+// Means of black and paper are greys; a turn by any angle leaves the middle where it is, and paper
+// around what it turns.
+TEST_F(StoreImage, ExportsEveryDepthInEveryQuality) {
+  std::vector<BYTE> grey(400 * 400, 255);
+  for (std::size_t y = 101; y < 299; ++y) std::fill_n(&grey[y * 400 + 101], 198, BYTE{0});
+  WritePng(Path("p.png"), grey, 400, PNG_INTERLACE_NONE);
+  for (const int bits : kDepths) {
+    ASSERT_EQ(Run("import --depth " + std::to_string(bits) + Word("p.png") + Word("a")), 0);
+    for (const char* how : {"--width 100", "--width 100 --quality fast", "--rotate 30 --smooth",
+                            "--width 100 --quality nearest", "--rotate 30"}) {
+      SCOPED_TRACE(std::to_string(bits) + how);
+      ASSERT_EQ(Run("export " + std::string(how) + Word("a") + Word("o.png")), 0) << output_;
+      const Picture picture(Path("o.png"), PNG_FORMAT_RGBA);
+      const bool isTurn = std::string_view(how).starts_with("--rotate");
+      // 400 times the sum of the sine and the cosine of 30 degrees.
+      EXPECT_NEAR(picture.width, isTurn ? 546.4 : 100, 2);
+      int greys = 0;
+      for (int x = 0; x < picture.width; ++x) {
+        const BYTE* pixel =
+            &picture.bytes[static_cast<std::size_t>(picture.height / 2 * picture.width + x) * 4];
+        greys += pixel[3] == 255 && pixel[1] > 20 && pixel[1] < 235;
+      }
+      const bool isMean = std::string_view(how).ends_with("100") ||
+                          std::string_view(how).ends_with("fast") ||
+                          std::string_view(how).ends_with("smooth");
+      EXPECT_EQ(greys > 0, isMean) << greys;
+      const BYTE* middle = &picture.bytes[static_cast<std::size_t>(
+          (picture.height / 2 * picture.width + picture.width / 2) * 4)];
+      EXPECT_EQ(middle[0] + middle[1] + middle[2], 0);
+      EXPECT_EQ(middle[3], 255);
+    }
+  }
+}
+
 // Half of a row of blocks goes through memory at a time.
 TEST_F(StoreImage, TakesWideImagesInParts) {
   const Offscreen image = RandomImage(64, 8300, 61);
@@ -243,6 +348,14 @@ TEST_F(StoreImage, ComplainsInOneLineAndTouchesNothing) {
   ExpectComplaint("import" + p + a, "a: read-only");
   ExpectComplaint("import --depth 12" + p + a, "--depth takes one of");
   ExpectComplaint("import" + p, "import takes");
+  ExpectComplaint("export --rotate 45x" + a + p, "--rotate takes a number from -360 to 360");
+  ExpectComplaint("export --flip up" + a + p, "--flip takes horizontal or vertical");
+  ExpectComplaint("export --quality best" + a + p, "--quality takes area, fast or nearest");
+  ExpectComplaint("thumb --width 5" + a + p, "thumb does not take --width");
+  ExpectComplaint("export --size 5" + a + p, "export does not take --size");
+  const Offscreen tall = RandomImage(8, 1);
+  Store("tall", *tall);
+  ExpectComplaint("export --width 2000000000" + Word("tall") + p, "too many rows");
   ExpectComplaint("eat" + p, "unknown command eat");
   EXPECT_TRUE(Read(Path("a")) == packed);
   EXPECT_FALSE(fs::exists(Path("b")));

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "kxwcmn/core/abort.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "tests/compositing/copymodel.h"
@@ -514,6 +515,21 @@ TEST(CopyBitmap, ScalesByAnImageOfItsOwn) {
   EXPECT_EQ(copy(24, 0, 3, 9), 0x20010008);
   EXPECT_EQ(copy(8, 0, 0, 0), 0);
   dst->CopyBitmap(0, 0, 9, 9, nullptr, 8, 4, 2, 1, 0, 3, 0, 0, 9, 9, kArea);
+}
+
+int Stop() { return 1; }
+
+TEST(ChangeResolution, HearsTheWishToStop) {
+  const ImagePtr src = FlatImage(32, 600, 600), dst = MakeImage(32, 600, 600);
+  KXAbort::SetCallback(Stop);
+  for (int size : {100, 150, 300}) {  // the filter, a quarter and a half
+    EXPECT_EQ(CodeOf([&] {
+                dst->ChangeResolution(0, 0, size, size, src.get(), 0, 0, 600, 600, kArea, 0, 0);
+              }),
+              0x20010004);
+  }
+  KXAbort::SetCallback(nullptr);
+  EXPECT_EQ(dst->GetLockCount() + src->GetLockCount(), 0u);
 }
 
 TEST(ChangeResolution, LeavesWhatItWroteWhenMemoryEnds) {
