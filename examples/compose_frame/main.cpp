@@ -3,7 +3,8 @@
 // Everything is laid through pixel mixers: glow and shadow by a Gaussian in front of a weight copy,
 // the puffs of a cloud by the denser one, the paint by a blend that a mask holds back where the ink
 // will be, the ink by a blend on top. The steps are written side by side as one contact sheet, and
-// each as a picture of its own whose file is named after it.
+// each as a picture of its own whose file is named after it. The finished frame is then made small
+// and turned in each quality.
 
 #include <cmath>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "common/console.h"
 #include "common/png_io.h"
 #include "common/program.h"
+#include "compose_frame/qualities.h"
 #include "compose_frame/sheet.h"
 #include "kxwcmn/kxwcmn.h"
 #include "paint_cel/cel.h"
@@ -30,7 +32,8 @@ constexpr char kHelp[] =
     R"(usage: compose_frame [FILE.png]
 
 Composes a frame from the built-in drawing and writes its steps as one contact sheet
-(composed_frame.png), and each step as a picture of its own beside it.
+(composed_frame.png), and each step as a picture of its own beside it. A second sheet
+(composed_frame_qualities.png) shows the frame made small and turned in each quality, enlarged below.
 )";
 
 constexpr QMCOLORREF Rgb(unsigned r, unsigned g, unsigned b, unsigned a = 255) {
@@ -204,6 +207,7 @@ void Compose(const std::string& out) {
   sheet.Add("frame", *frame);
 
   sheet.AddDetail("line_test", *LineTest(*frame), KXPoint(560, 520));
+  composeframe::ShowQualities(*frame, out.substr(0, out.rfind(".png")) + "_qualities.png");
   sheet.Finish();
 }
 
