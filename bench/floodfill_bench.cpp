@@ -153,18 +153,19 @@ const Scene& WideMaze() {
   return scene;
 }
 
-/// The colours of two passes, which no scene holds, within no margin of its own or of each other.
+/// What is filled with, two colours for passes that take turns. No scene holds them, within no
+/// margin of its own or of each other. The lowest byte of a colour is red, in memory it is blue.
 struct Colors {
   DWORD ours[2];
-  cv::Scalar theirs[2];
+  DWORD memory;  // the first of them
+  cv::Scalar theirs;
 };
 Colors ColorsOf(int type) {
-  if (type == CV_8UC1) return {{0x41000000, 0x81000000}, {cv::Scalar(0x41), cv::Scalar(0x81)}};
-  if (type == CV_8UC3) {
-    return {{0xFFC00000, 0xFF0000C0}, {cv::Scalar(0, 0, 0xC0), cv::Scalar(0xC0, 0, 0)}};
-  }
+  if (type == CV_8UC1) return {{0x41000000, 0x81000000}, 0x41, cv::Scalar(0x41)};
+  const DWORD blue = 0xFF0000C0;
   return {{0xFFC00000, 0xFF0000C0},
-          {cv::Scalar(static_cast<int>(0xFFC00000)), cv::Scalar(static_cast<int>(0xFF0000C0))}};
+          blue,
+          type == CV_8UC3 ? cv::Scalar(0xC0, 0, 0) : cv::Scalar(static_cast<int>(blue))};
 }
 
 // --- OpenCV -------------------------------------------------------------------------------------
@@ -197,7 +198,7 @@ void OpenCv(State& state, const Scene& (*scene)(), int type, int margin) {
     state.PauseTiming();
     picture.copyTo(image);
     state.ResumeTiming();
-    pixels = Fill(image, scene(), ColorsOf(type).theirs[0], margin);
+    pixels = Fill(image, scene(), ColorsOf(type).theirs, margin);
   }
   state.counters["pixels"] = static_cast<double>(pixels);
 }
@@ -208,9 +209,9 @@ void OpenCv(State& state, const Scene& (*scene)(), int type, int margin) {
 bool IsRight(const Bytes& painted, const Scene& scene, int type, int margin) {
   const Colors colors = ColorsOf(type);
   cv::Mat mat = MatOf(scene, type);
-  Fill(mat, scene, colors.theirs[0], margin);
+  Fill(mat, scene, colors.theirs, margin);
   const std::size_t step = type == CV_8UC1 ? 1 : 4, theirs = mat.elemSize();
-  const DWORD color = type == CV_8UC1 ? colors.ours[0] >> 24 : colors.ours[0];
+  const DWORD color = colors.memory;
   for (std::size_t i = 0; i < mat.total(); ++i) {
     const bool isPainted = std::memcmp(&painted[i * step], &color, step) == 0;
     if (isPainted != (std::memcmp(mat.data + i * theirs, &color, theirs) == 0)) return false;

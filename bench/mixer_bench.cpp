@@ -3,18 +3,15 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
-#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 #ifdef KXWCMN_WITH_PIXMAN
@@ -26,75 +23,44 @@ namespace {
 using benchmark::State;
 
 constexpr int kSide = 4096;
+using kxw::bench::Bytes;
 using Pixels = std::vector<DWORD>;  // a 32-bit picture as an image has it in memory
 
-/// A painted cel: half of it transparent, flat colours, soft edges of a few pixels.
-Pixels Cel() {
-  Pixels pixels(std::size_t{kSide} * kSide);
-  for (int y = 0; y < kSide; ++y) {
-    for (int x = 0; x < kSide; ++x) {
-      // Discs of different colours in a grid; their edges are three pixels wide.
-      const int cx = x / 512, cy = y / 512;
-      const double d = std::hypot(x % 512 - 256, y % 512 - 256) - 204;
-      const double cover = std::clamp(0.5 - d / 3, 0.0, 1.0);
-      const DWORD a = static_cast<DWORD>(cover * 255 + 0.5);
-      const DWORD color = static_cast<DWORD>(cx * 0x1F2A33 + cy * 0x07411B) & 0xFFFFFF;
-      pixels[std::size_t(y) * kSide + std::size_t(x)] = a << 24 | (a ? color : 0xFFFFFF);
-    }
-  }
+Pixels PixelsOf(const Bytes& bytes) {
+  Pixels pixels(bytes.size() / 4);
+  std::memcpy(pixels.data(), bytes.data(), bytes.size());
   return pixels;
 }
 
-Pixels Noise(unsigned seed, bool opaque) {
-  Pixels pixels(std::size_t{kSide} * kSide);
-  std::mt19937 random(seed);
-  for (DWORD& pixel : pixels) pixel = static_cast<DWORD>(random()) | (opaque ? 0xFF000000 : 0);
+/// A painted cel: half of it transparent, flat colours, soft edges of a few pixels.
+Pixels Cel() { return PixelsOf(kxw::bench::LineArt(32, kSide, kSide)); }
+
+Pixels Photograph() { return PixelsOf(kxw::bench::Photograph(32, kSide, kSide)); }
+
+Pixels Noise(u64 salt, bool opaque) {
+  Pixels pixels = PixelsOf(kxw::bench::Noise(std::size_t{kSide} * kSide * 4, salt));
+  if (opaque) {
+    for (DWORD& pixel : pixels) pixel |= 0xFF000000;
+  }
   return pixels;
 }
 
 /// Mixed alpha as a picture has it: a third clear, a third opaque, a third between.
-Pixels Mixed(unsigned seed) {
-  Pixels pixels = Noise(seed, false);
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
-    const std::size_t kind = i / 64 % 3;
-    if (kind == 0) pixels[i] &= 0x00FFFFFF;
-    if (kind == 1) pixels[i] |= 0xFF000000;
-  }
-  return pixels;
+Pixels Mixed(u64 salt) {
+  return PixelsOf(kxw::bench::MixedAlpha(32, std::size_t{kSide} * kSide, 64, salt));
 }
 
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
-
-KXVirtualMemory* Manager() {
-  static KXVirtualMemory* const manager = [] {
-    static KXVirtualMemory instance;
-    instance.Create(1u << 30, nullptr);
-    return &instance;
-  }();
-  return manager;
-}
-
-ImagePtr ImageOf(int bits, const Pixels& pixels) {
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(Manager(), kSide, kSide, 72);
-  KXVOffscreenAutoLock lock(image.get(), 1);
-  for (int y = 0; y < kSide; ++y) {
-    for (int x = 0; x < kSide; x += 256) {
-      image->MoveCursor(x, y);
-      const DWORD* from = &pixels[std::size_t(y) * kSide + std::size_t(x)];
-      if (bits == 32) {
-        std::memcpy(image->GetCurrentAddress(), from, 1024);
-      } else {
-        for (int i = 0; i < 256; ++i, image->NextCursorXFastest()) {
-          image->Set32BitColor(from[i]);
-        }
-      }
-    }
-  }
+KXVOffscreenPtr ImageOf(int bits, const Pixels& pixels) {
+  KXVOffscreenPtr image = kxw::bench::MakeImage(bits, kSide, kSide);
+  image->WritePixels(image->GetRect(), KXPixelFormat::kBgra8, pixels.data());
   return image;
+}
+
+template <class Pixel>
+std::vector<Pixel> Flat(KXVOffscreen& image) {
+  std::vector<Pixel> pixels(std::size_t{kSide} * kSide);
+  image.ReadPixels(image.GetRect(), KXPixelFormat::kNative, pixels.data());
+  return pixels;
 }
 
 /// A picture that a mixer lays over another.
@@ -110,27 +76,60 @@ struct Layers {
     KXVOffscreenAutoLock lock(dst.get(), 1), lockSrc(src.get(), 0);
     dst->RectFill(dst->GetRect(), &mixer, mask, nullptr, pattern);
   }
-  ImagePtr dst, src;
+  KXVOffscreenPtr dst, src;
   KXVOffPixelMixer mixer;
 };
 
-/// Lays the whole picture.
-void Lay(State& state, KXPixelMixer& node, int bits, const Pixels& over, const Pixels& under,
-         bool isMasked = false, BYTE* pattern = nullptr) {
-  Layers layers(node, bits, over, under);
-  ImagePtr line(KXVOffscreen::CreateOffscreen(8));
+/// One pixel of 32 bits over another, as densities: truncated over an opaque one, else rounded.
+DWORD Blend32(DWORD p, DWORD c) {
+  const DWORD a = c >> 24, pa = p >> 24;
+  if (a == 0) return p;
+  if (pa == 0 || a == 255) return c;
+  const double x = pa * (255 - a) * 0.00392156862745098, y = x + a;
+  DWORD result = (pa == 255 ? 255 : static_cast<DWORD>(y + 0.5)) << 24;
+  for (int shift = 0; shift < 24; shift += 8) {
+    const DWORD from = 255 - (p >> shift & 255), to = (255 - (c >> shift & 255)) * a;
+    const DWORD density = pa == 255 ? (from * (255 - a) + to) / 255
+                                    : static_cast<DWORD>((from * x + to) * (1.0 / y) + 0.5);
+    result |= (255 - density) << shift;
+  }
+  return result;
+}
+
+/// Blends the whole picture over one that is put back outside the clock, for what lies under a
+/// second pass is no longer the picture that the line names.
+void Blend(State& state, const Pixels& over, const Pixels& under, bool isMasked = false,
+           BYTE* pattern = nullptr) {
+  KXPixelMixerBlend node;
+  Layers layers(node, 32, over, under);
+  const KXVOffscreenPtr line = kxw::bench::MakeImage(8, kSide, kSide);
   KXVOffPixelMask mask;
   if (isMasked) {
-    line = ImageOf(8, Cel());
+    kxw::bench::Write(*line, kxw::bench::LineArt(8, kSide, kSide));
     KXVOffPixelMask::MaskInfo info;
     info.offscreen = line.get();
-    info.mode = 1;  // drawing is held back where the mask is not black
+    info.mode = 1;  // drawing is held back where the mask is not black: beside the discs
     info.color = 0xFF000000;
     mask.SetMaskInfo(0, info);
   }
   KXVOffscreenAutoLock lock(line.get(), 0);
-  for (auto _ : state) layers.Lay(isMasked ? &mask : nullptr, pattern);
+  for (auto _ : state) {
+    state.PauseTiming();
+    layers.dst->WritePixels(layers.dst->GetRect(), KXPixelFormat::kBgra8, under.data());
+    state.ResumeTiming();
+    layers.Lay(isMasked ? &mask : nullptr, pattern);
+  }
   state.SetItemsProcessed(state.iterations() * kSide * kSide);
+
+  const Pixels result = Flat<DWORD>(*layers.dst);
+  const std::vector<BYTE> cover = Flat<BYTE>(*line);
+  for (std::size_t i = 0; i < result.size(); ++i) {
+    const std::size_t cell = i / kSide % 4 * 4 + i % 4;
+    const bool isHeld = (isMasked && cover[i] != 255) || (pattern && !pattern[cell]);
+    if (result[i] == (isHeld ? under[i] : Blend32(under[i], over[i]))) continue;
+    state.SkipWithError("the pixels are wrong");
+    return;
+  }
 }
 
 #ifdef KXWCMN_WITH_PIXMAN
@@ -145,8 +144,12 @@ void PixmanOver(State& state, Pixels over, Pixels under) {
   const auto make = [](Pixels& pixels) {
     return pixman_image_create_bits(PIXMAN_a8r8g8b8, kSide, kSide, pixels.data(), kSide * 4);
   };
-  pixman_image_t *src = make(over), *dst = make(under);
+  Pixels pixels = under;
+  pixman_image_t *src = make(over), *dst = make(pixels);
   for (auto _ : state) {
+    state.PauseTiming();
+    std::memcpy(pixels.data(), under.data(), under.size() * sizeof(DWORD));
+    state.ResumeTiming();
     pixman_image_composite32(PIXMAN_OP_OVER, src, nullptr, dst, 0, 0, 0, 0, 0, 0, kSide, kSide);
     benchmark::ClobberMemory();
   }
@@ -156,47 +159,46 @@ void PixmanOver(State& state, Pixels over, Pixels under) {
 }
 #endif
 
-// --- Plain loops: what a user would write over two arrays
-// -----------------------------------------
+// --- Plain loops: what a user would write over two arrays ----------------------------------------
 
-template <class Pixel>
-std::vector<Pixel> Flat(KXVOffscreen& image) {
-  std::vector<Pixel> pixels(std::size_t{kSide} * kSide);
-  KXVOffscreenAutoLock lock(&image, 0);
-  for (std::size_t i = 0; i < pixels.size(); i += 256) {
-    image.MoveCursor(int(i % kSide), int(i / kSide));
-    std::memcpy(&pixels[i], image.GetCurrentAddress(), 256 * sizeof(Pixel));
-  }
-  return pixels;
-}
-
-template <class Mixer, class Pixel, class Rule>
-void Loop(State& state, Rule rule) {
-  Mixer node;
-  Layers layers(node, 8 * sizeof(Pixel), Noise(1, false), Noise(2, false));
-  std::vector<Pixel> dst = Flat<Pixel>(*layers.dst);
-  const std::vector<Pixel> src = Flat<Pixel>(*layers.src);
-  const auto lay = [&] {
-    for (std::size_t i = 0; i < dst.size(); ++i) dst[i] = rule(dst[i], src[i]);
-    benchmark::ClobberMemory();
-  };
-  lay();
-  layers.Lay();
-  if (dst != Flat<Pixel>(*layers.dst)) state.SkipWithError("the mixer lays something else");
-  for (auto _ : state) lay();
-  state.SetItemsProcessed(state.iterations() * kSide * kSide);
-}
-
-/// Adds a mixer over noise beside the loop that does the same.
+/// A mixer over noise beside the loop that does the same. What lies under is put back each time.
 template <class Mixer, class Pixel, class Rule>
 void AddBesideLoop(const char* name, Rule rule) {
+  constexpr int kBits = 8 * sizeof(Pixel);
+  const auto loop = [rule](std::vector<Pixel>& dst, const std::vector<Pixel>& src) {
+    for (std::size_t i = 0; i < dst.size(); ++i) dst[i] = rule(dst[i], src[i]);
+  };
   kxw::bench::Add(
       name, 1,
-      [](State& s) {
+      [loop](State& state) {
         Mixer node;
-        Lay(s, node, 8 * sizeof(Pixel), Noise(1, false), Noise(2, false));
+        Layers layers(node, kBits, Noise(1, false), Noise(2, false));
+        const std::vector<Pixel> under = Flat<Pixel>(*layers.dst);
+        for (auto _ : state) {
+          state.PauseTiming();
+          layers.dst->WritePixels(layers.dst->GetRect(), KXPixelFormat::kNative, under.data());
+          state.ResumeTiming();
+          layers.Lay();
+        }
+        state.SetItemsProcessed(state.iterations() * kSide * kSide);
+        std::vector<Pixel> expected = under;
+        loop(expected, Flat<Pixel>(*layers.src));
+        if (Flat<Pixel>(*layers.dst) != expected) state.SkipWithError("the pixels are wrong");
       },
-      "plain loop", [rule](State& s) { Loop<Mixer, Pixel>(s, rule); });
+      "plain loop",
+      [loop](State& state) {
+        const std::vector<Pixel> under = Flat<Pixel>(*ImageOf(kBits, Noise(2, false)));
+        const std::vector<Pixel> src = Flat<Pixel>(*ImageOf(kBits, Noise(1, false)));
+        std::vector<Pixel> dst(under.size());
+        for (auto _ : state) {
+          state.PauseTiming();
+          std::copy(under.begin(), under.end(), dst.begin());
+          state.ResumeTiming();
+          loop(dst, src);
+          benchmark::ClobberMemory();
+        }
+        state.SetItemsProcessed(state.iterations() * kSide * kSide);
+      });
 }
 
 DWORD WeightCopy(DWORD p, DWORD c) {
@@ -231,6 +233,7 @@ const bool kAdded = [] {
     Pixels (*under)();
   } kBlends[] = {
       {"blend, cel over opaque", 1, Cel, [] { return Noise(2, true); }},
+      {"blend, cel over photograph", 1, Cel, Photograph},
       {"blend, cel over mixed alpha", 1, Cel, [] { return Mixed(2); }},
       {"blend, noise over opaque", 0.7, [] { return Noise(1, false); },
        [] { return Noise(2, true); }},
@@ -238,33 +241,23 @@ const bool kAdded = [] {
        [] { return Mixed(2); }},
   };
   for (const auto& blend : kBlends) {
-    kxw::bench::AddOurs(blend.name, blend.wanted, [blend](State& s) {
-      KXPixelMixerBlend node;
-      Lay(s, node, 32, blend.over(), blend.under());
-    });
+    kxw::bench::AddOurs(blend.name, blend.wanted,
+                        [blend](State& s) { Blend(s, blend.over(), blend.under()); });
 #ifdef KXWCMN_WITH_PIXMAN
     kxw::bench::AddSide(blend.name, "pixman OVER",
                         [blend](State& s) { PixmanOver(s, blend.over(), blend.under()); });
 #endif
   }
   // Three times the time is what masks and patterns may cost: the wanted ratio is a third.
-  const auto plain = [](State& s) {
-    KXPixelMixerBlend node;
-    Lay(s, node, 32, Cel(), Noise(2, true));
-  };
+  const auto plain = [](State& s) { Blend(s, Cel(), Noise(2, true)); };
   Add(
       "blend, cel over opaque, one mask", 0.33,
-      [](State& s) {
-        KXPixelMixerBlend node;
-        Lay(s, node, 32, Cel(), Noise(2, true), true);
-      },
-      "without", plain);
+      [](State& s) { Blend(s, Cel(), Noise(2, true), true); }, "without", plain);
   Add(
       "blend, cel over opaque, pattern", 0.33,
       [](State& s) {
-        KXPixelMixerBlend node;
         static BYTE pattern[16] = {1, 0, 1, 1, 0, 1, 1, 1, 1, 1, 1, 0, 1, 0, 1, 1};
-        Lay(s, node, 32, Cel(), Noise(2, true), false, pattern);
+        Blend(s, Cel(), Noise(2, true), false, pattern);
       },
       "without", plain);
 

@@ -3,12 +3,10 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
-#include <random>
 #include <string>
-#include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
-#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 #ifdef KXWCMN_WITH_OPENCV
@@ -19,45 +17,19 @@
 namespace {
 
 using benchmark::State;
-using Bytes = std::vector<BYTE>;
+using kxw::bench::Bytes;
+using kxw::bench::Noise;
 
 constexpr int kSide = 4096;
 constexpr std::size_t kPixels = std::size_t{kSide} * kSide;
 constexpr KXRect kAll(0, 0, kSide, kSide);
 
-KXVirtualMemory* Manager() {
-  static KXVirtualMemory* const manager = [] {
-    auto* made = new KXVirtualMemory;
-    made->Create(512u << 20);
-    return made;
-  }();
-  return manager;
-}
-
-KXVOffscreenPtr MakeImage(int bits) {
-  return KXVOffscreen::Make(bits, kSide, kSide, 72, Manager());
-}
-
-Bytes Noise(std::size_t count) {
-  Bytes bytes(count);
-  std::mt19937_64 random(count);
-  for (std::size_t i = 0; i + 8 <= count; i += 8) {
-    const u64 word = random();
-    std::memcpy(&bytes[i], &word, 8);
-  }
-  return bytes;
-}
+KXVOffscreenPtr MakeImage(int bits) { return kxw::bench::MakeImage(bits, kSide, kSide); }
 
 Bytes NativeNoise(int bits) { return Noise(kPixels * static_cast<std::size_t>(bits) / 8); }
 
 void Check(State& state, const Bytes& actual, const Bytes& expected) {
   if (actual != expected) state.SkipWithError("the pixels are wrong");
-}
-
-Bytes ReadAll(KXVOffscreen& image, KXPixelFormat format) {
-  Bytes rows(image.GetPixelRowBytes(format, kSide) * kSide);
-  image.ReadPixels(kAll, format, rows.data());
-  return rows;
 }
 
 void Read(State& state, int bits, KXPixelFormat format, const Bytes& pixels,
@@ -79,7 +51,7 @@ void Write(State& state, int bits, KXPixelFormat format, const Bytes& rows, cons
     image->WritePixels(kAll, format, rows.data());
     benchmark::ClobberMemory();
   }
-  Check(state, ReadAll(*image, KXPixelFormat::kNative), expected);
+  Check(state, kxw::bench::Read(*image), expected);
 }
 
 void Memcpy(State& state, int bits) {

@@ -4,27 +4,24 @@
 #include <benchmark/benchmark.h>
 #include <pixman.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <memory>
+#include <cstring>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/memory/virtualmemory.h"
-#include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 namespace {
 
 using benchmark::State;
-
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
+using kxw::bench::Bytes;
 
 KXVirtualMemory* Manager() {
   // That of the process, from which turned images come.
@@ -35,40 +32,45 @@ KXVirtualMemory* Manager() {
   return manager;
 }
 
-/// Noise in which each pixel tells its place.
-DWORD PixelAt(int x, int y) {
-  return (static_cast<DWORD>(x) * 2654435761u ^ static_cast<DWORD>(y) * 40503u) | 0xFF000000;
+Bytes Noise(int bits, int side) {
+  const auto length = static_cast<std::size_t>(side);
+  return kxw::bench::Noise(length * length * static_cast<std::size_t>(bits) / 8);
 }
 
-ImagePtr MakeImage(int bits, int side, bool painted = true) {
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(Manager(), side, side, 72);
-  if (!painted) return image;
-  KXVOffscreenAutoLock lock(image.get(), 1);
-  for (int y = 0; y < side; ++y) {
-    image->MoveCursor(0, y);
-    for (int x = 0; x < side; ++x, image->NextCursorX()) image->SetColor(PixelAt(x, y));
-  }
+KXVOffscreenPtr MakeImage(int bits, int side) {
+  return KXVOffscreen::Make(bits, side, side, 72, Manager());
+}
+
+KXVOffscreenPtr MakeImage(int bits, int side, const Bytes& rows) {
+  KXVOffscreenPtr image = MakeImage(bits, side);
+  kxw::bench::Write(*image, rows);
   return image;
 }
 
 int TypeOf(int bits) { return bits == 8 ? CV_8UC1 : bits == 24 ? CV_8UC3 : CV_8UC4; }
 
-cv::Mat MakeMat(int bits, int side) {
+cv::Mat MatOf(int bits, int side, Bytes rows) {
   cv::setNumThreads(1);
-  cv::Mat mat(side, side, TypeOf(bits));
-  cv::randu(mat, cv::Scalar::all(0), cv::Scalar::all(256));
-  return mat;
+  return cv::Mat(side, side, TypeOf(bits), rows.data()).clone();
+}
+
+void Check(State& state, KXVOffscreen& image, const cv::Mat& expected, double tolerance) {
+  const cv::Mat mat = MatOf(image.GetBitCount(), image.GetWidth(), kxw::bench::Read(image));
+  if (cv::norm(mat, expected, cv::NORM_INF) > tolerance) {
+    state.SkipWithError("the pixels are wrong");
+  }
 }
 
 // --- Other sizes --------------------------------------------------------------------------------
 
 bool AddSize(const std::string& name, int bits, int srcBits, int from, int to, bool isLow,
              double wanted) {
+  const int filter = isLow ? cv::INTER_AREA : cv::INTER_NEAREST;
   kxw::bench::Add(
       name, wanted,
       [=](State& state) {
-        const ImagePtr src = MakeImage(srcBits, from), dst = MakeImage(bits, to, false);
+        const Bytes rows = Noise(srcBits, from);
+        const KXVOffscreenPtr src = MakeImage(srcBits, from, rows), dst = MakeImage(bits, to);
         const auto change = [&] {
           if (isLow) {
             dst->ChangeResolutionLow(0, 0, to, to, src.get(), 0, 0, from, from, 0, 0);
@@ -78,20 +80,40 @@ bool AddSize(const std::string& name, int bits, int srcBits, int from, int to, b
         };
         change();  // which makes the blocks
         for (auto _ : state) change();
-        if (dst->GetUsedMemory(0) == 0) std::abort();
+        cv::Mat expected;
+        cv::resize(MatOf(srcBits, from, rows), expected, cv::Size(to, to), 0, 0, filter);
+        if (bits != srcBits) cv::cvtColor(expected, expected, cv::COLOR_BGR2BGRA);
+        Check(state, *dst, expected, isLow ? 1 : 0);
       },
       isLow ? "OpenCV INTER_AREA" : "OpenCV INTER_NEAREST",
       [=](State& state) {
-        const cv::Mat src = MakeMat(srcBits, from);
+        const cv::Mat src = MatOf(srcBits, from, Noise(srcBits, from));
         cv::Mat dst;
-        for (auto _ : state) {
-          cv::resize(src, dst, cv::Size(to, to), 0, 0, isLow ? cv::INTER_AREA : cv::INTER_NEAREST);
-        }
+        for (auto _ : state) cv::resize(src, dst, cv::Size(to, to), 0, 0, filter);
       });
   return true;
 }
 
 // --- Quarter turns and mirrors ------------------------------------------------------------------
+
+constexpr int kTurned = 4096;
+
+/// Mirrors pixels of one bit, or turns them to the right.
+void TurnBits(Bytes& to, const Bytes& from, bool isMirror) {
+  std::fill(to.begin(), to.end(), BYTE{0});
+  for (int y = 0; y < kTurned; ++y) {
+    for (int x = 0; x < kTurned; ++x) {
+      const int u = kTurned - 1 - (isMirror ? x : y), v = isMirror ? y : x;
+      const auto at = static_cast<std::size_t>(v * kTurned + u);
+      const auto bit = from[static_cast<std::size_t>(y * kTurned + x) / 8] >> (7 - x % 8) & 1;
+      to[at / 8] = static_cast<BYTE>(to[at / 8] | bit << (7 - at % 8));
+    }
+  }
+}
+
+void Turn(const cv::Mat& from, cv::Mat& to, bool isMirror) {
+  isMirror ? cv::flip(from, to, 1) : cv::rotate(from, to, cv::ROTATE_90_CLOCKWISE);
+}
 
 bool AddTurn(int bits, bool isMirror) {
   const std::string name = std::string(isMirror ? "mirror" : "quarter turn") + " 4096^2, " +
@@ -99,37 +121,41 @@ bool AddTurn(int bits, bool isMirror) {
   kxw::bench::Add(
       name, bits == 1 ? 4 : 0.8,
       [=](State& state) {
-        const ImagePtr src = MakeImage(bits, 4096);
-        for (auto _ : state) {
-          const ImagePtr turned(isMirror ? src->CreateAndReverseHorz() : src->CreateAndRotate90R());
+        const Bytes rows = Noise(bits, kTurned);
+        const KXVOffscreenPtr src = MakeImage(bits, kTurned, rows);
+        const auto turn = [&] {
+          return KXVOffscreenPtr(isMirror ? src->CreateAndReverseHorz()
+                                          : src->CreateAndRotate90R());
+        };
+        for (auto _ : state) turn();
+        const KXVOffscreenPtr turned = turn();
+        if (bits == 1) {
+          Bytes expected(rows.size());
+          TurnBits(expected, rows, isMirror);
+          if (kxw::bench::Read(*turned) != expected) state.SkipWithError("the pixels are wrong");
+        } else {
+          cv::Mat expected;
+          Turn(MatOf(bits, kTurned, rows), expected, isMirror);
+          Check(state, *turned, expected, 0);
         }
       },
       bits == 1  ? "plain loop over bits"
       : isMirror ? "OpenCV flip"
                  : "OpenCV rotate",
       [=](State& state) {
-        constexpr int kSide = 4096;
+        const Bytes rows = Noise(bits, kTurned);
         if (bits == 1) {
-          std::vector<BYTE> from(kSide * kSide / 8, 0x5A), to(kSide * kSide / 8);
+          Bytes to(rows.size());
           for (auto _ : state) {
-            std::fill(to.begin(), to.end(), BYTE{0});
-            for (int y = 0; y < kSide; ++y) {
-              for (int x = 0; x < kSide; ++x) {
-                const int u = kSide - 1 - (isMirror ? x : y), v = isMirror ? y : x;
-                const auto at = static_cast<std::size_t>(v * kSide + u);
-                const auto bit =
-                    from[static_cast<std::size_t>(y * kSide + x) / 8] >> (7 - x % 8) & 1;
-                to[at / 8] = static_cast<BYTE>(to[at / 8] | bit << (7 - at % 8));
-              }
-            }
+            TurnBits(to, rows, isMirror);
             benchmark::DoNotOptimize(to.data());
           }
           return;
         }
-        const cv::Mat src = MakeMat(bits, kSide);
+        const cv::Mat src = MatOf(bits, kTurned, rows);
         for (auto _ : state) {
           cv::Mat dst;  // a new one, as ours is
-          isMirror ? cv::flip(src, dst, 1) : cv::rotate(src, dst, cv::ROTATE_90_CLOCKWISE);
+          Turn(src, dst, isMirror);
         }
       });
   return true;
@@ -142,18 +168,30 @@ bool AddRotation(int smooth, double wanted) {
   kxw::bench::Add(
       std::string("rotation by 30 degrees of 2048^2, ") + (smooth ? "smooth" : "fast"), wanted,
       [=](State& state) {
-        const ImagePtr src = MakeImage(32, kSide);
-        for (auto _ : state) {
-          const ImagePtr dst(KXVOffscreen::CreateOffscreen(32));
+        const Bytes photograph = kxw::bench::Photograph(32, kSide, kSide);
+        const KXVOffscreenPtr src = MakeImage(32, kSide, photograph);
+        const auto turn = [&] {
+          KXVOffscreenPtr dst(KXVOffscreen::CreateOffscreen(32));
           dst->CreateRotationImage(*src, kDegrees, smooth);
+          return dst;
+        };
+        for (auto _ : state) turn();
+        // The middle stays where it is, but for the grain.
+        const KXVOffscreenPtr turned = turn();
+        const auto middle = [](KXVOffscreen& image) {
+          const int x = image.GetWidth() / 2, y = image.GetHeight() / 2;
+          return kxw::bench::Read(image, KXRect(x, y, x + 1, y + 1));
+        };
+        const Bytes before = middle(*src), after = middle(*turned);
+        for (std::size_t c = 0; c < 4; ++c) {
+          if (std::abs(after[c] - before[c]) > 13) state.SkipWithError("the pixels are wrong");
         }
       },
       smooth ? "pixman bilinear" : "pixman nearest",
       [=](State& state) {
-        std::vector<DWORD> from(static_cast<std::size_t>(kSide) * kSide);
-        for (std::size_t i = 0; i < from.size(); ++i) {
-          from[i] = PixelAt(static_cast<int>(i % kSide), static_cast<int>(i / kSide));
-        }
+        const Bytes photograph = kxw::bench::Photograph(32, kSide, kSide);
+        std::vector<DWORD> from(photograph.size() / 4);
+        std::memcpy(from.data(), photograph.data(), photograph.size());
         const double angle = kDegrees * 0.017453292519943295;
         const int side = static_cast<int>(kSide * (std::cos(angle) + std::sin(angle)));
         pixman_image_t* const src =
