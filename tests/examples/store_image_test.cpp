@@ -194,6 +194,20 @@ TEST_F(StoreImage, ExportsTurnedAndAtOtherSizes) {
               [&](int x, int y) { return mean(3)(99 - y, 89 - x); });
 }
 
+// Of an image twice as large as its budget, and of one in memory.
+TEST_F(StoreImage, ExportsTheSameUnderEveryBudget) {
+  WritePng(Path("p.png"), Noise(1100 * 1000), 1100, PNG_INTERLACE_NONE);
+  ASSERT_EQ(Run("import" + Word("p.png") + Word("a")), 0) << output_;
+  for (const char* how : {"--width 700 ", "--width 550 ", "--width 700 --quality fast",
+                          "--width 1500 --quality nearest", "--rotate 30", "--rotate 30 --smooth",
+                          "--rotate 90 --flip vertical"}) {
+    const std::string command = "export " + std::string(how) + Word("a");
+    ASSERT_EQ(Run(command + Word("small.png") + " --budget 2"), 0) << output_;
+    ASSERT_EQ(Run(command + Word("large.png")), 0) << output_;
+    EXPECT_TRUE(Read(Path("small.png")) == Read(Path("large.png"))) << how;
+  }
+}
+
 // Means of black and paper are greys; a turn by any angle leaves the middle where it is, and paper
 // around what it turns.
 TEST_F(StoreImage, ExportsEveryDepthInEveryQuality) {
