@@ -31,15 +31,20 @@ std::unique_ptr<KXVirtualMemory> Manager(unsigned budget) {
   return manager;
 }
 
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-using ImagePtr = std::unique_ptr<KXVOffscreen, DeleteImage>;
+KXVOffscreenPtr Image(KXVirtualMemory* manager, int bits, int width, int height) {
+  return KXVOffscreen::Make(bits, width, height, 72, manager);
+}
 
-ImagePtr Image(KXVirtualMemory* manager, int bits, int width, int height) {
-  ImagePtr image(KXVOffscreen::CreateOffscreen(bits));
-  image->Create(manager, width, height, 72);
-  return image;
+/// Whether every pixel of an image of 32 bits reads as `color`, in the order of memory.
+bool IsFlat(KXVOffscreen& image, DWORD color) {
+  std::vector<DWORD> row(static_cast<std::size_t>(image.GetWidth()));
+  for (int y = 0; y < image.GetHeight(); ++y) {
+    image.ReadPixels(KXRect(0, y, image.GetWidth(), y + 1), KXPixelFormat::kNative, row.data());
+    if (std::any_of(row.begin(), row.end(), [=](DWORD pixel) { return pixel != color; })) {
+      return false;
+    }
+  }
+  return true;
 }
 
 // --- A lock of a block on memory -----------------------------------------------------------------
@@ -82,15 +87,17 @@ constexpr int kWalk = 2048;  // pixels of a side
 
 struct Resident {
   std::unique_ptr<KXVirtualMemory> manager = Manager(64 << 20);
-  ImagePtr image = Image(manager.get(), 32, kWalk, kWalk);
+  KXVOffscreenPtr image = Image(manager.get(), 32, kWalk, kWalk);
+  std::vector<DWORD> pixels = std::vector<DWORD>(std::size_t{kWalk} * kWalk);
+  DWORD expected = 0;  // the sum of the pixels, as a cursor reads them
+
   Resident() {
-    KXVOffscreenAutoLock lock(image.get(), 1);
-    for (int y = 0; y < kWalk; ++y) {
-      image->MoveCursor(0, y);
-      for (int x = 0; x < kWalk; ++x, image->NextCursorX()) {
-        image->Set32BitColor(static_cast<DWORD>(x * 31 + y));
-      }
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      pixels[i] = static_cast<DWORD>(i % kWalk * 31 + i / kWalk);
+      // Red and blue change places between memory and a colour.
+      expected += (pixels[i] & 0xFF00FF00) | (pixels[i] & 255) << 16 | (pixels[i] >> 16 & 255);
     }
+    image->WritePixels(image->GetRect(), KXPixelFormat::kNative, pixels.data());
   }
 };
 
@@ -98,14 +105,16 @@ void WalkChecked(State& state) {
   Resident r;
   KXVOffscreen* o = r.image.get();
   KXVOffscreenAutoLock lock(o, 0);
+  DWORD sum = 0;
   for (auto _ : state) {
-    DWORD sum = 0;
+    sum = 0;
     for (int y = 0; y < kWalk; ++y) {
       o->MoveCursor(0, y);
       for (int x = 0; x < kWalk; ++x, o->NextCursorX()) sum += o->Get32BitColor();
     }
     DoNotOptimize(sum);
   }
+  if (sum != r.expected) state.SkipWithError("the sum is wrong");
   state.SetItemsProcessed(state.iterations() * kWalk * kWalk);
 }
 
@@ -113,8 +122,9 @@ void WalkFastest(State& state) {
   Resident r;
   KXVOffscreen* o = r.image.get();
   KXVOffscreenAutoLock lock(o, 0);
+  DWORD sum = 0;
   for (auto _ : state) {
-    DWORD sum = 0;
+    sum = 0;
     for (int y = 0; y < kWalk; ++y) {
       for (int left = 0; left < kWalk; left += 256) {
         o->MoveCursor(left, y);
@@ -123,6 +133,7 @@ void WalkFastest(State& state) {
     }
     DoNotOptimize(sum);
   }
+  if (sum != r.expected) state.SkipWithError("the sum is wrong");
   state.SetItemsProcessed(state.iterations() * kWalk * kWalk);
 }
 
@@ -241,7 +252,8 @@ u64 ResidentBytes() {
 }
 
 /// Paints `count` images of 1024 x 1024 pixels.
-void PaintImages(KXVirtualMemory* manager, int bits, int count, std::vector<ImagePtr>& images) {
+void PaintImages(KXVirtualMemory* manager, int bits, int count,
+                 std::vector<KXVOffscreenPtr>& images) {
   for (int i = 0; i < count; ++i) {
     images.push_back(Image(manager, bits, 1024, 1024));
     KXVOffscreenAutoLock lock(images.back().get(), 1);
@@ -264,7 +276,7 @@ void ComeAndGo(State& state) {
     kxw::TrimIdleMemory(0);
     const u64 before = ResidentBytes();
     auto manager = Manager(kBudget);
-    std::vector<ImagePtr> images;
+    std::vector<KXVOffscreenPtr> images;
     for (const auto& [bits, count] : {std::pair{32, 64}, {64, 31}, {24, 76}}) {
       if (!kBetween) {
         images.clear();
@@ -293,12 +305,13 @@ void Sparse(State& state) {
   auto manager = Manager(512u << 20);
   u64 used = 0;
   for (auto _ : state) {
-    ImagePtr image = Image(manager.get(), 32, 100000, 100000);
+    KXVOffscreenPtr image = Image(manager.get(), 32, 100000, 100000);
     image->EnableClear(0);  // the clearing of blocks has a line of its own
     image->Lock(-1, -1, 1);
     for (int i = 0; i < 1000; ++i) {
+      // Each column of blocks comes again every 391 times, then in another row.
       image->MoveCursor(static_cast<int>(i * 7919LL % 391) * 256,
-                        static_cast<int>(i * 104729LL % 391) * 256);
+                        static_cast<int>((i * 104729LL + i / 391) % 391) * 256);
       std::memset(image->GetBaseAddress(), 0, 64);
       image->Set32BitColor(0xFF000000 + static_cast<DWORD>(i));
     }
@@ -309,16 +322,18 @@ void Sparse(State& state) {
     used = image->GetUsedMemory(0);
     image->Destroy();
   }
+  if (used < u64{1000} * kBlock) state.SkipWithError("blocks are missing");
   state.counters["MiB of blocks"] = static_cast<double>(used >> 20);
 }
 
 // --- The first write of a new image --------------------------------------------------------------
 
 void FirstWrite(State& state) {
+  bool isWhole = true;
   for (auto _ : state) {
     state.PauseTiming();
     auto manager = Manager(128u << 20);
-    ImagePtr image = Image(manager.get(), 32, 4096, 4096);
+    KXVOffscreenPtr image = Image(manager.get(), 32, 4096, 4096);
     state.ResumeTiming();
     image->Lock(-1, -1, 1);
     for (int y = 0; y < 4096; y += 256) {
@@ -329,10 +344,12 @@ void FirstWrite(State& state) {
     }
     image->Unlock();
     state.PauseTiming();
+    isWhole &= image->GetUsedMemory(0) >= u64{4} * 4096 * 4096;
     image.reset();
     manager.reset();
     state.ResumeTiming();
   }
+  if (!isWhole) state.SkipWithError("blocks are missing");
 }
 
 void MallocAndSet(State& state) {
@@ -353,7 +370,7 @@ constexpr int kSide = 4096;
 
 void Clear(State& state) {
   auto manager = Manager(128u << 20);
-  ImagePtr image = Image(manager.get(), 32, kSide, kSide);
+  KXVOffscreenPtr image = Image(manager.get(), 32, kSide, kSide);
   image->Lock(-1, -1, 1);
   for (auto _ : state) {
     for (int y = 0; y < kSide; y += 256) {
@@ -364,6 +381,7 @@ void Clear(State& state) {
     }
   }
   image->Unlock();
+  if (!IsFlat(*image, 0x00FFFFFF)) state.SkipWithError("the pixels are wrong");
   state.SetBytesProcessed(state.iterations() * 4 * kSide * kSide);
 }
 
@@ -378,7 +396,7 @@ void Set(State& state) {
 
 void OptimizeFull(State& state) {
   auto manager = Manager(128u << 20);
-  ImagePtr image = Image(manager.get(), 8, kSide, kSide);
+  KXVOffscreenPtr image = Image(manager.get(), 8, kSide, kSide);
   image->Lock(-1, -1, 1);
   for (int y = 0; y < kSide; y += 256) {
     for (int x = 0; x < kSide; x += 256) {
@@ -388,6 +406,7 @@ void OptimizeFull(State& state) {
   }
   image->Unlock();
   for (auto _ : state) image->Optimize();
+  if (image->GetUsedMemory(0) < u64{kSide} * kSide) state.SkipWithError("a painted block is gone");
   state.SetBytesProcessed(state.iterations() * kSide * kSide);
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/core/filepath.h"
 #include "kxwcmn/memory/virtualmemory.h"
@@ -24,6 +25,7 @@ namespace {
 
 using benchmark::DoNotOptimize;
 using benchmark::State;
+using kxw::bench::Bytes;
 
 /// A file of the temporary folder that goes with its owner.
 class ScratchFile {
@@ -153,38 +155,30 @@ constexpr std::size_t kBlockBytes = 262144;
 enum Kind { kFlat, kNoise };
 
 struct Cel {
-  explicit Cel(Kind kind) : image(KXVOffscreen::CreateOffscreen(32)) {
+  explicit Cel(Kind kind) {
     _CREATEVMPARAM param{0, nullptr, 1, 20};
     kxCreateVirtualMemory(&param);
-    image->Create(kxGetVirtualMemory(), kSide, kSide, 144);
-    KXVOffscreenAutoLock lock(image, 1);
-    unsigned random = 1;
-    for (int y = 0; y < kSide; y += 256) {
-      for (int x = 0; x < kSide; x += 256) {
-        // The flat cel is one figure in the middle of the page.
-        const bool isFigure = x >= 1280 && x < 2816 && y >= 1024 && y < 3072;
-        if (kind == kFlat && !isFigure) continue;
-        image->MoveCursor(x, y);
-        auto* pixels = reinterpret_cast<DWORD*>(image->GetBaseAddress());
-        for (int i = 0; i < 65536; ++i) {
-          const int px = x + (i & 255), py = y + (i >> 8);
-          random = random * 1664525 + 1013904223;
-          pixels[i] = kind == kNoise ? random
-                      : (px / 61 + py / 97) % 5 == 0 || px % 61 < 3
-                          ? 0xFF000000
-                          : 0xFF80C0FF + 0x1010 * (px / 400);
-        }
-      }
+    image = KXVOffscreen::Make(32, kSide, kSide, 144, kxGetVirtualMemory());
+    if (kind == kNoise) {
+      kxw::bench::Write(*image, kxw::bench::Noise(std::size_t{kSide} * kSide * 4));
+      return;
     }
+    // One figure in the middle of the page.
+    const KXRect figure(1280, 1024, 2816, 3072);
+    const Bytes rows =
+        kxw::bench::MakePicture(32, figure.Width(), figure.Height(), [&](int x, int y) {
+          const int px = x + figure.left, py = y + figure.top;
+          return (px / 61 + py / 97) % 5 == 0 || px % 61 < 3
+                     ? 0xFF000000
+                     : 0xFF80C0FF + 0x1010 * static_cast<DWORD>(px / 400);
+        });
+    image->WritePixels(figure, KXPixelFormat::kNative, rows.data());
   }
-  ~Cel() { KXVOffscreen::DeleteOffscreen(image); }
-  Cel(const Cel&) = delete;
-  Cel& operator=(const Cel&) = delete;
 
   /// The blocks that have memory, one after the other.
   std::vector<BYTE> Blocks() const {
     std::vector<BYTE> bytes;
-    KXVOffscreenAutoLock lock(image, 0);
+    KXVOffscreenAutoLock lock(image.get(), 0);
     for (int y = 0; y < kSide; y += 256) {
       for (int x = 0; x < kSide; x += 256) {
         image->MoveCursor(x, y);
@@ -195,15 +189,20 @@ struct Cel {
     return bytes;
   }
 
-  KXVOffscreen* image;
+  KXVOffscreenPtr image;
 };
 
 void Store(const Cel& cel, const ScratchFile& file, int level) {
   KXArchiveFile ar(1, 512000);
   file.OpenForWriting(ar);
-  KXVOffscreen::Write(ar, cel.image, level);
+  KXVOffscreen::Write(ar, cel.image.get(), level);
   ar.DoFlush();
   ar.FileClose();
+}
+
+bool IsEqual(KXVOffscreen& image, KXVOffscreen& expected) {
+  return image.GetUsedMemory(0) == expected.GetUsedMemory(0) &&
+         kxw::bench::Read(image) == kxw::bench::Read(expected);
 }
 
 template <Kind kKind, int kLevel>
@@ -211,6 +210,10 @@ void WriteCel(State& state) {
   const Cel cel(kKind);
   const ScratchFile file;
   for (auto _ : state) Store(cel, file, kLevel);
+  KXArchiveFile ar;
+  file.OpenForReading(ar);
+  const KXVOffscreenPtr image(KXVOffscreen::Read(ar));
+  if (!IsEqual(*image, *cel.image)) state.SkipWithError("stored wrong");
 }
 
 template <Kind kKind, int kLevel>
@@ -218,19 +221,18 @@ void ReadCel(State& state) {
   const Cel cel(kKind);
   const ScratchFile file;
   Store(cel, file, kLevel);
-  bool isChecked = false;
+  bool isChecked = false, isRight = true;
   for (auto _ : state) {
     KXArchiveFile ar;
     file.OpenForReading(ar);
-    KXVOffscreen* image = KXVOffscreen::Read(ar);
+    KXVOffscreenPtr image(KXVOffscreen::Read(ar));
     state.PauseTiming();
-    if (!isChecked && image->GetUsedMemory(0) != cel.image->GetUsedMemory(0)) {
-      state.SkipWithError("read wrong");
-    }
+    if (!isChecked) isRight = IsEqual(*image, *cel.image);
     isChecked = true;
-    KXVOffscreen::DeleteOffscreen(image);
+    image.reset();
     state.ResumeTiming();
   }
+  if (!isRight) state.SkipWithError("read wrong");
 }
 
 /// The same blocks through zlib, each its own stream, into memory.
