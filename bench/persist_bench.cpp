@@ -15,7 +15,6 @@
 #include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/core/filepath.h"
-#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/persist/archivefile.h"
@@ -156,9 +155,7 @@ enum Kind { kFlat, kNoise };
 
 struct Cel {
   explicit Cel(Kind kind) {
-    _CREATEVMPARAM param{0, nullptr, 1, 20};
-    kxCreateVirtualMemory(&param);
-    image = KXVOffscreen::Make(32, kSide, kSide, 144, kxGetVirtualMemory());
+    image = kxw::bench::MakeImage(32, kSide, kSide);
     if (kind == kNoise) {
       kxw::bench::Write(*image, kxw::bench::Noise(std::size_t{kSide} * kSide * 4));
       return;

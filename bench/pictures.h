@@ -133,15 +133,19 @@ inline Bytes MixedAlpha(int bits, std::size_t pixels, std::size_t run, u64 salt)
 
 // --- Images --------------------------------------------------------------------------------------
 
-/// An empty image in a manager that all benchmarks of images share. Its budget holds what one line
-/// needs.
-inline KXVOffscreenPtr MakeImage(int bits, int width, int height) {
+/// The manager of the process, from which turned and stored images come too. It is made once, here,
+/// and its budget holds what one line needs.
+inline KXVirtualMemory* Manager() {
   static KXVirtualMemory* const manager = [] {
-    auto* made = new KXVirtualMemory;
-    made->Create(1u << 30);
-    return made;
+    kxGetVirtualMemory()->Create(1u << 30);
+    return kxGetVirtualMemory();
   }();
-  return KXVOffscreen::Make(bits, width, height, 72, manager);
+  return manager;
+}
+
+/// An empty image in that manager.
+inline KXVOffscreenPtr MakeImage(int bits, int width, int height) {
+  return KXVOffscreen::Make(bits, width, height, 72, Manager());
 }
 
 inline void Write(KXVOffscreen& image, const Bytes& rows) {
