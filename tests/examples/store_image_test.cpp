@@ -126,8 +126,7 @@ TEST_F(StoreImage, ExportsAndImportsWhatEachDepthHolds) {
   }
 }
 
-/// The bytes of a picture's pixels as their own densities, or as what `format` of the PNG library
-/// makes of them.
+/// A PNG's pixels in one of the formats of the PNG library's simple interface.
 struct Picture {
   int width = 0, height = 0;
   std::vector<BYTE> bytes;
