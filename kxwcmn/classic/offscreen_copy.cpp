@@ -191,10 +191,9 @@ void KXOffscreen::CopyScamp(int x, int y, int width, int height, KXOffscreen* so
   if (GetBitCount() != source->GetBitCount() || GetRowBytes() != source->GetRowBytes()) return;
   const int group = GetBitCount() == 1 ? 32 : GetBitCount() == 8 ? 4 : 1;
   const int left = std::max(x, 0) / group * group, top = std::max(y, 0);
-  const int last =
-      static_cast<int>(std::min<i64>(i64{x} + width, std::min(GetWidth(), source->GetWidth())));
+  const i64 last = std::min<i64>(i64{x} + width, std::min(GetWidth(), source->GetWidth()));
   if (height <= 0 || last <= std::max(x, 0)) return;
-  const int right = (last + group - 1) / group * group;
+  const int right = (static_cast<int>(last) + group - 1) / group * group;
   if (i64{top} + height > std::min(GetHeight(), source->GetHeight())) {
     kxThrowError(kxw::kFailureBadArgument);
   }

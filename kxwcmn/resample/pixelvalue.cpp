@@ -99,8 +99,9 @@ void NarrowDepthOffscreen<Depth>::CalcPixelValue(KXVOffscreen::_KXRESOLUTIONTABL
                                                  DWORD& result) {
   if (!xTable || !yTable) kxThrowError(kFailureBadArgument);
   const Samples columns(*xTable, baseX, this->width_), rows(*yTable, baseY, this->height_);
-  result =
-      BoxValue<Depth>(columns, rows, scale, [this](int x, int y) { return this->EnterRow(x, y); });
+  result = BoxValue<Depth>(columns, rows, scale, [this](int x, int y) {
+    return this->GetBlockExist(x, y) ? this->EnterRow(x, y) : nullptr;
+  });
 }
 
 template void NarrowDepthOffscreen<Depth1>::CalcPixelValue(KXVOffscreen::_KXRESOLUTIONTABLE*,
@@ -128,6 +129,7 @@ void KXVOffscreen64Bit::CalcPixelValue64(_KXRESOLUTIONTABLE* xTable, _KXRESOLUTI
                                          int baseX, int baseY, double scale, u64& result) {
   if (!xTable || !yTable) kxThrowError(kxw::kFailureBadArgument);
   const Samples columns(*xTable, baseX, width_), rows(*yTable, baseY, height_);
-  result =
-      BoxValue<kxw::Depth64>(columns, rows, scale, [this](int x, int y) { return EnterRow(x, y); });
+  result = BoxValue<kxw::Depth64>(columns, rows, scale, [this](int x, int y) {
+    return GetBlockExist(x, y) ? EnterRow(x, y) : nullptr;
+  });
 }

@@ -69,12 +69,13 @@ constexpr DWORD PackChannels(u64 channels) {
 template <>
 KXW_WIDE_VECTORS void AverageRows<DWORD, 2>(BYTE* out, const BYTE* const* rows, int count) {
   constexpr u64 kEven = 0x00FF00FF00FF00FF;
-  const auto* a = reinterpret_cast<const Raw<u64>*>(rows[0]);
-  const auto* b = reinterpret_cast<const Raw<u64>*>(rows[1]);
   auto* to = reinterpret_cast<Raw<DWORD>*>(out);
   for (int i = 0; i < count; ++i) {
-    const u64 even = (a[i] & kEven) + (b[i] & kEven);
-    const u64 odd = (a[i] >> 8 & kEven) + (b[i] >> 8 & kEven);
+    u64 a, b;  // the rows begin at any pixel
+    std::memcpy(&a, rows[0] + static_cast<std::size_t>(i) * sizeof a, sizeof a);
+    std::memcpy(&b, rows[1] + static_cast<std::size_t>(i) * sizeof b, sizeof b);
+    const u64 even = (a & kEven) + (b & kEven);
+    const u64 odd = (a >> 8 & kEven) + (b >> 8 & kEven);
     to[i] = static_cast<DWORD>(((even + (even >> 32)) >> 2 & 0x00FF00FF) |
                                ((odd + (odd >> 32)) << 6 & 0xFF00FF00));
   }

@@ -170,6 +170,7 @@ TEST(ClassicCopy, NeedsLocksAndImages) {
       if (i64{at} + size > 0 && at < 20) continue;
       image->Copy(at, 0, size, 20, other.get(), 0, 0, 0);
       image->Copy(0, 0, 20, size, other.get(), 0, at, 1);
+      image->CopyScamp(at, 0, size, 1, other.get());
     }
   }
   EXPECT_EQ(BytesOf(*image), before);

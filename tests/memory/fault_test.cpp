@@ -55,12 +55,6 @@ class MemoryFaults : public testing::Test {
   KXVirtualMemory manager;
 };
 
-u64 ResidentBytes() {
-  u64 pages = 0;
-  std::ifstream("/proc/self/statm") >> pages >> pages;
-  return pages * static_cast<u64>(getpagesize());
-}
-
 }  // namespace
 
 TEST(BlockChecksum, SeesEveryBitAndEveryExchange) {
@@ -215,6 +209,16 @@ TEST_F(MemoryFaults, TheSweepSparesTheFileOfAnotherManagerAtWork) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__)
+namespace {
+
+u64 ResidentBytes() {
+  u64 pages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> pages;
+  return pages * static_cast<u64>(getpagesize());
+}
+
+}  // namespace
+
 // Blocks of all sizes come and most of them go, so that every chunk and region keeps one or two.
 TEST_F(MemoryFaults, ResidentMemoryFollowsTheBudget) {
   constexpr u64 kBudget = 128 * kMiB;

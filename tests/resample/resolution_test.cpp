@@ -202,6 +202,19 @@ TEST(AreaFilter, MakesNoBlockOfNothing) {
   EXPECT_EQ(dst->GetUsedMemory(0), 0u);
 }
 
+// A hole counts as what the depth reads there, also where a write lock of the caller would make it.
+TEST(AreaFilter, LeavesHolesUnderAWriteLock) {
+  const ImagePtr src = MakeImage(32, 600, 600);
+  src->SetClearColor(DWORD{0x11223344});
+  KXVOffscreen::_KXRESOLUTIONTABLE table;
+  KXVOffscreen::SetResolutionTable(&table, 300, 302.5);
+  const KXVOffscreenAutoLock lock(src.get(), 0, 0, 1);
+  DWORD value = 1;
+  src->CalcPixelValue(&table, &table, 0, 0, 1 / 6.25, value);
+  EXPECT_EQ(value, 0u);
+  EXPECT_FALSE(src->GetBlockExist(300, 300));
+}
+
 TEST(ResolutionTable, WeighsTheEnds) {
   const struct {
     double from, to;
