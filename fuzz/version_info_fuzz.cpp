@@ -79,9 +79,9 @@ bool Read(const std::string& resource, const std::string& key, std::u16string* t
 /// The texts in the order in which they stand; the first of a key counts.
 void CheckBuilt(fuzz::Input& input, const std::string& wanted) {
   constexpr std::size_t kMost = 60;  // so that all lengths fit their fields
-  const std::size_t language = input.Word(), codePage = input.Word();
-  char name[9];
-  std::snprintf(name, sizeof name, "%04zX%04zx", language, codePage);
+  const unsigned language = input.Word(), codePage = input.Word();
+  char name[17];  // as the compiler counts: two words of 32 bits
+  std::snprintf(name, sizeof name, "%04X%04x", language, codePage);
   const auto lower = [](std::string text) {
     for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
     return text;
