@@ -21,7 +21,6 @@
 
 namespace {
 
-constexpr int kSize = KXVOffscreen::kBlockSize;
 constexpr int kTile = 128;  // its window of the source fits the nearer caches
 
 std::size_t Index(i64 i) { return static_cast<std::size_t>(i); }

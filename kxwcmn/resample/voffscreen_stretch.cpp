@@ -114,7 +114,8 @@ class Picks {
     const double ratio = static_cast<double>(axis.fromSize) / axis.size;
     i64 block = -2;
     for (int at = start; at < end; ++at) {
-      const i64 source = static_cast<i64>((at - static_cast<i64>(axis.start)) * ratio) + axis.from;
+      const auto step = static_cast<double>(at - static_cast<i64>(axis.start));
+      const i64 source = static_cast<i64>(step * ratio) + axis.from;
       const bool isInside = source >= 0 && source < limit;
       const i64 in = isInside ? source / kSize : -1;
       if (in != block) runs_.push_back({at, at, isInside ? static_cast<int>(source) : -1});
