@@ -59,6 +59,11 @@ TEST(FileReplacement, ReplacesFilesAndWhatLinksLeadTo) {
   fs::create_symlink(folder.Host() / "d/second", folder.Host() / "first");
   fs::create_symlink("../f", folder.Host() / "d/second");
   fs::create_symlink("d/none", folder.Host() / "dangling");
+  // What is written, and no more, decides: reading the old file is no part of it.
+  folder.WriteFile("d/w", "old");
+  fs::permissions(folder.Host() / "d/w", fs::perms(0200));
+  EXPECT_EQ(Save(folder, "d\\w", "new"), 0);
+  EXPECT_EQ(RightsOf(folder, "d/w"), fs::perms(0200));
   EXPECT_EQ(Save(folder, "first", "through"), 0);
   EXPECT_EQ(Save(folder, "dangling", "made"), 0);
   EXPECT_EQ(folder.ReadFile("f") + folder.ReadFile("d/none"), "throughmade");

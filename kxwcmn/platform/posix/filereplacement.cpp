@@ -19,6 +19,8 @@ namespace kxw {
 
 namespace {
 
+constexpr int kOpenComplete = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+
 /// Goes from a link to where it leads, which need not exist. Returns 0 or errno.
 int FollowLinks(std::string* path) {
   constexpr int kMostLinks = 40;  // as the host follows
@@ -26,6 +28,7 @@ int FollowLinks(std::string* path) {
     char leadsTo[PATH_MAX];
     const ssize_t length = readlink(path->c_str(), leadsTo, sizeof leadsTo);
     if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
+    if (length == 0) return ENOENT;
     if (length == sizeof leadsTo) return ENAMETOOLONG;
     const std::string_view next(leadsTo, static_cast<std::size_t>(length));
     if (next[0] != '/') {
@@ -58,7 +61,22 @@ int TakeRights(int file, const struct stat& status) {
       fchown(file, static_cast<uid_t>(-1), status.st_gid) != 0) {
     mode &= ~static_cast<mode_t>(S_IRWXG);  // they were another group's
   }
-  return fchmod(file, mode) == 0 ? 0 : errno;
+  const mode_t given = own.st_mode & 0777;
+  if (given == mode || fchmod(file, mode) == 0) return 0;
+  // Where all files of a disk seem to be somebody else's, rights that are no wider will do.
+  const bool isRefused = errno == EPERM || errno == ENOSYS || errno == EOPNOTSUPP;
+  return isRefused && (given & ~mode) == 0 ? 0 : errno;
+}
+
+/// `ReplaceElement` of a file that is open, so that its rights need not let it be opened.
+int ReplaceByOpenFile(int folder, int file, const char* complete, const char* target) {
+  if (file >= 0) {
+    if (const int error = Sync(file)) return error;
+  }
+  // Both names are the folder's: it is on the disk with the complete file before the old one goes.
+  if (const int error = Sync(folder)) return error;
+  if (const int error = RenameReplacing(folder, complete, folder, target)) return error;
+  return Sync(folder);
 }
 
 }  // namespace
@@ -76,15 +94,9 @@ int Sync(int descriptor) {
 }
 
 int ReplaceElement(int folder, const char* complete, const char* target) {
-  {
-    const Descriptor file(openat(folder, complete, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    const int error = file ? Sync(file.Get()) : errno;
-    if (error != 0 && error != ELOOP) return error;  // a link is all in its folder
-  }
-  // Both names are the folder's: it is on the disk with the complete file before the old one goes.
-  if (const int error = Sync(folder)) return error;
-  if (const int error = RenameReplacing(folder, complete, folder, target)) return error;
-  return Sync(folder);
+  const Descriptor file(openat(folder, complete, kOpenComplete));
+  if (!file && errno != ELOOP) return errno;  // a link is all in its folder
+  return ReplaceByOpenFile(folder, file.Get(), complete, target);
 }
 
 FileReplacement::~FileReplacement() {
@@ -146,16 +158,15 @@ int FileReplacement::Commit() {
   struct stat status;
   bool exists;
   if (const int code = LookAtTarget(folder, target_, &status, &exists)) return Report(code);
-  if (exists) {
-    if (!(status.st_mode & S_IWUSR)) return Report(kErrorAccessDenied);
-    const Descriptor file(
-        openat(folder, temporary_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    const int error = file ? TakeRights(file.Get(), status) : errno;
-    if (error != 0) return Report(CodeOfHostError(error));
-  }
-  const int error = ReplaceElement(folder, temporary_.c_str(), target_.c_str());
+  if (exists && !(status.st_mode & S_IWUSR)) return Report(kErrorAccessDenied);
+  const Descriptor file(openat(folder, temporary_.c_str(), kOpenComplete));
+  int error = file ? 0 : errno;
+  if (error == 0 && exists) error = TakeRights(file.Get(), status);
+  if (error != 0) return Report(CodeOfHostError(error));
+  error = ReplaceByOpenFile(folder, file.Get(), temporary_.c_str(), target_.c_str());
   // After a failure of the last sync the temporary name is gone all the same.
-  if (faccessat(folder, temporary_.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) temporary_.clear();
+  struct stat left;
+  if (fstatat(folder, temporary_.c_str(), &left, AT_SYMLINK_NOFOLLOW) != 0) temporary_.clear();
   if (error == 0) Discard();
   return Report(CodeOfHostError(error));
 }
