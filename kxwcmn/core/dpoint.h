@@ -57,8 +57,8 @@ class KX_EXPORT KXDPoint {
   // The stored form, written in room persist.
 
   /// Stores or restores points and angle, behind a tag if `withTag` is set. Restoring raises
-  /// 0x2001000B for another tag, and for more points than the archive has bytes; of more than ten
-  /// it keeps the first ten.
+  /// 0x2001000B for another tag, and where the points beyond ten, which are left out, are not all
+  /// there; an end before that is the archive's to raise.
   void Serialize(KXArchive& archive, int withTag);
   /// Stores or restores opacity and colour, as a section.
   void SerializeEx(KXArchive& archive);

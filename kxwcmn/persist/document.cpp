@@ -163,7 +163,7 @@ int KXDocument::OnSaveDocument(KXFilePath* path) {
     throw;
   }
   if (IsCopySave()) {
-    PopBackup();
+    PopBackup();  // also what the application pushed itself, if no path was given: kept so
   } else {
     InitModify();
   }

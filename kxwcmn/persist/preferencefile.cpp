@@ -1,6 +1,7 @@
 #include "kxwcmn/persist/preferencefile.h"
 
 #include <string>
+#include <utility>
 
 #include "kxwcmn/core/color.h"
 #include "kxwcmn/core/exception.h"
@@ -34,8 +35,9 @@ int KXPreferenceFile::OpenPreferenceFile(int write, const KXFilePath& path) {
     path_ = path;
     return 1;
   }
-  if (!path.IsExistence()) return 0;
-  reader_ = std::make_unique<kxw::RecordFile>(path);
+  auto reader = std::make_unique<kxw::RecordFile>(path);
+  if (!reader->IsValid()) return 0;
+  reader_ = std::move(reader);
   path_ = path;
   return 1;
 }

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string>
 #include <unordered_set>
 
@@ -20,8 +22,26 @@ constexpr UINT kLoadBig = kArchiveLoad | kArchiveBigEndian;
 constexpr UINT kCache = 512000;
 constexpr UINT kType = 0x20465057;  // " FPW", for platforms with type codes
 
-void OpenToRead(KXArchiveFile& file, const KXFilePath& path) {
-  file.FileOpen(path, static_cast<int>(kFileRead), kShareRead, kOpenExisting, 0);
+/// Opens a file for reading; false if there is none. What cannot be opened is not taken for none:
+/// a save would replace it.
+bool OpenIfThere(KXArchiveFile& file, const KXFilePath& path) {
+  try {
+    file.FileOpen(path, static_cast<int>(kFileRead), kShareRead, kOpenExisting, 0);
+    return true;
+  } catch (const KXException& failure) {
+    const int code = failure.GetErrorCode();
+    if (code != kErrorFileNotFound && code != kErrorPathNotFound) throw;
+    return false;
+  }
+}
+
+WORD WordAt(std::string_view bytes, std::size_t at) {
+  return static_cast<WORD>(static_cast<BYTE>(bytes[at]) << 8 | static_cast<BYTE>(bytes[at + 1]));
+}
+
+/// The label of the record at `begin`, in its stored form.
+std::string_view LabelAt(std::string_view bytes, UINT begin) {
+  return bytes.substr(begin + sizeof(WORD), WordAt(bytes, begin));
 }
 
 /// A lock on what was written to an archive in memory.
@@ -47,18 +67,14 @@ class WrittenBytes {
 }  // namespace
 
 bool RecordWalk::Next(Record& record) {
-  const auto word = [this](std::size_t at) {
-    return static_cast<WORD>(static_cast<BYTE>(bytes_[at]) << 8 |
-                             static_cast<BYTE>(bytes_[at + 1]));
-  };
   std::size_t left = bytes_.size() - at_;
   if (left < sizeof(WORD)) return false;
-  const WORD length = word(at_);
+  const WORD length = WordAt(bytes_, at_);
   if (length == 0 || left < 2 * sizeof(WORD) + length) return false;
   record.begin = at_;
-  record.label = bytes_.substr(at_ + sizeof(WORD), length);
+  record.label = LabelAt(bytes_, at_);
   record.sizeField = at_ + UINT{sizeof(WORD)} + length;
-  record.size = static_cast<short>(word(record.sizeField));
+  record.size = static_cast<short>(WordAt(bytes_, record.sizeField));
   left -= 2 * sizeof(WORD) + length;
   if (record.size < 0 || left < static_cast<std::size_t>(record.size)) return false;
   at_ = record.end = record.sizeField + UINT{sizeof(WORD)} + static_cast<UINT>(record.size);
@@ -66,7 +82,7 @@ bool RecordWalk::Next(Record& record) {
 }
 
 RecordFile::RecordFile(const KXFilePath& path) : reader_(kLoadBig, kCache) {
-  if (path.IsExistence()) OpenToRead(reader_, path);
+  OpenIfThere(reader_, path);
 }
 
 bool RecordFile::LoadPref() {
@@ -85,33 +101,45 @@ bool RecordFile::LoadPref() {
     qmFree(block);
     return false;
   }
-  walk_ = RecordWalk({static_cast<const char*>(loaded_.Lock()), static_cast<std::size_t>(length)});
+  bytes_ = {static_cast<const char*>(loaded_.Lock()), static_cast<std::size_t>(length)};
+  try {
+    Record record;
+    for (RecordWalk walk(bytes_); walk.Next(record);) byLabel_.push_back(record.begin);
+    std::sort(byLabel_.begin(), byLabel_.end(), [this](UINT a, UINT b) {
+      const int order = LabelAt(bytes_, a).compare(LabelAt(bytes_, b));
+      return order < 0 || (order == 0 && a < b);
+    });
+  } catch (const std::bad_alloc&) {
+    byLabel_.clear();
+    loaded_.Unlock();
+    loaded_.MemFree();
+    return false;
+  }
   isLoaded_ = true;
   return true;
 }
 
-const Record* RecordFile::Find(const char* label) {
-  if (!label || !LoadPref()) return nullptr;
+bool RecordFile::Find(const char* label, Record& record) {
+  if (!label || !LoadPref()) return false;
   const std::string wanted = StoredText(label);
-  if (const auto known = found_.find(wanted); known != found_.end()) return &known->second;
-  for (Record record; walk_.Next(record);) {
-    const auto [at, isFirst] = found_.try_emplace(record.label, record);
-    if (isFirst && record.label == wanted) return &at->second;
-  }
-  return nullptr;
+  const auto first = std::lower_bound(
+      byLabel_.begin(), byLabel_.end(), wanted,
+      [this](UINT at, std::string_view text) { return LabelAt(bytes_, at) < text; });
+  if (first == byLabel_.end() || LabelAt(bytes_, *first) != wanted) return false;
+  return RecordWalk(bytes_, *first).Next(record);
 }
 
 KXArchive* RecordFile::SearchLabel(const char* label, int size) {
-  const Record* record = Find(label);
-  if (!record || record->size != size) return nullptr;
-  loaded_.Seek(static_cast<int>(record->sizeField + sizeof(WORD)), 0);
+  Record record;
+  if (!Find(label, record) || record.size != size) return nullptr;
+  loaded_.Seek(static_cast<int>(record.sizeField + sizeof(WORD)), 0);
   return &loaded_;
 }
 
 bool RecordFile::ReadText(const char* label, KXString& text) {
-  const Record* record = Find(label);
-  if (!record) return false;
-  loaded_.Seek(static_cast<int>(record->sizeField), 0);  // which is the count of the string too
+  Record record;
+  if (!Find(label, record)) return false;
+  loaded_.Seek(static_cast<int>(record.sizeField), 0);  // which is the count of the string too
   loaded_ >> text;
   return true;
 }
@@ -150,10 +178,9 @@ void AppendBlock(KXArchiveMem& writer, const char* label, int size, const void* 
 void SearchSet(const KXFilePath& path, KXArchiveMem& records, bool keepsTemporary) {
   PtrBlock block;
   std::string_view old;
-  const bool exists = path.IsExistence();
+  KXArchiveFile reader(kLoadBig, kCache);
+  const bool exists = OpenIfThere(reader, path);
   if (exists) {
-    KXArchiveFile reader(kLoadBig, kCache);
-    OpenToRead(reader, path);
     const int length = reader.GetLength();
     if (length == std::numeric_limits<int>::max()) kxThrowError(kErrorFileTooLarge);
     if (length > 0) {
@@ -161,6 +188,7 @@ void SearchSet(const KXFilePath& path, KXArchiveMem& records, bool keepsTemporar
       ReadAll(reader, block.get(), static_cast<UINT>(length));
       old = {reinterpret_cast<const char*>(block.get()), static_cast<std::size_t>(length)};
     }
+    reader.FileClose();
   }
   const WrittenBytes added(records);
   std::unordered_set<std::string_view> labels;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "kxwcmn/core/filepath.h"
 #include "kxwcmn/core/string.h"
@@ -30,7 +30,8 @@ struct Record {
 class RecordWalk {
  public:
   RecordWalk() = default;
-  explicit RecordWalk(std::string_view bytes) : bytes_(bytes) {}
+  /// `at` is where a record begins.
+  explicit RecordWalk(std::string_view bytes, UINT at = 0) : bytes_(bytes), at_(at) {}
 
   /// The next record; false at the end, at an empty label, and where there is no whole record.
   bool Next(Record& record);
@@ -46,6 +47,9 @@ class RecordFile {
   /// Opens the file if there is one. Raises the platform's code.
   explicit RecordFile(const KXFilePath& path);
 
+  /// Whether there was one.
+  bool IsValid() const { return reader_.IsValid(); }
+
   /// An archive at the value of a label's record; null if there is none, or one of another size.
   /// All labels together take one walk over the file, whatever their order.
   KXArchive* SearchLabel(const char* label, int size);
@@ -55,13 +59,14 @@ class RecordFile {
  private:
   /// Reads the whole file on the first look-up; false if that fails, or nothing is in it.
   bool LoadPref();
-  const Record* Find(const char* label);
+  /// Finds the first record of a label; false if there is none, or no memory to look for it.
+  bool Find(const char* label, Record& record);
 
   KXArchiveFile reader_;
   KXArchiveMem loaded_;
   bool isLoaded_ = false;
-  RecordWalk walk_;  // behind what is in `found_`
-  std::unordered_map<std::string_view, Record> found_;
+  std::string_view bytes_;     // of the file
+  std::vector<UINT> byLabel_;  // where the records begin, those of one label in their order
 };
 
 /// Appends a record: the label, `size`, and what `writeValue()` writes. Raises 0x20010008 for a

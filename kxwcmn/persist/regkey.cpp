@@ -4,6 +4,8 @@
 #include <string>
 #include <tuple>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/string.h"
@@ -70,16 +72,23 @@ KXRegKey::~KXRegKey() {
 
 int KXRegKey::Open(const KXRegKey& parent, const char* keyName, WORD flags) {
   const KXFilePath root = parent.folder_;  // which goes with the closing, if it is this key
+  if (parent.flags_ == 0) {
+    Close();
+    return 0;
+  }
   return Open(root, keyName, flags);
 }
 
 int KXRegKey::Open(const KXFilePath& root, const char* keyName, WORD flags) {
   Close();
-  KXFilePath folder = root;
+  std::vector<std::string> elements;
   for (const char* name = keyName ? keyName : ""; *name;) {
-    const std::string element = NextElement(name);
-    if (element.empty()) continue;
+    std::string element = NextElement(name);
     if (element == "." || element == "..") return 0;
+    if (!element.empty()) elements.push_back(std::move(element));
+  }
+  KXFilePath folder = root;
+  for (const std::string& element : elements) {
     folder += element.c_str();
     if (folder.IsFolder()) continue;
     if (flags & kRead) return 0;

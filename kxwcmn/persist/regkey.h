@@ -31,7 +31,7 @@ class KX_EXPORT KXRegKey {
   /// "." or "..", for no key lies outside its root, and where neither flag is set. Closes what was
   /// open before. Raises what `KXFilePath` and `KXFile` raise.
   int Open(const KXFilePath& root, const char* keyName, WORD flags);
-  /// Below the folder of an open key.
+  /// Below the folder of an open key; returns 0 for one that is not open.
   int Open(const KXRegKey& parent, const char* keyName, WORD flags);
 
   /// Saves what was set, in front of the values that were not; nothing if nothing was set. Raises

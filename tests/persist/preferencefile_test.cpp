@@ -233,6 +233,25 @@ TEST(PreferenceFile, FailsClearlyAndLosesNothing) {
             kxw::kErrorAccessDenied);
   folder.Save([](KXPreferenceFile&) {});
   EXPECT_TRUE(folder.Has("f") && folder.ReadFile("f").empty());
+  // A link to nothing is a new file; one that cannot be looked at is not overwritten as if it were.
+  fs::create_symlink("later", folder.Host() / "link");
+  ASSERT_EQ(file.OpenPreferenceFile(1, folder.Path("link").c_str()), 1);
+  file.SetPreferenceFile("a", 1);
+  file.ClosePreferenceFile();
+  const std::string kept = folder.ReadFile("later");
+  EXPECT_FALSE(kept.empty());
+  ASSERT_EQ(file.OpenPreferenceFile(1, folder.Path("later").c_str()), 1);
+  file.SetPreferenceFile("b", 1);
+  {
+    ScopedFaults faults;
+    faults.Fail(FaultPoint::kOpen, 1, kxw::kErrorIoDevice);
+    EXPECT_EQ(CodeOf([&] { file.ClosePreferenceFile(); }), kxw::kErrorIoDevice);
+  }
+  EXPECT_EQ(folder.ReadFile("later"), kept);
+  file.ClosePreferenceFile();
+  EXPECT_EQ(folder.ReadFile("later").size(), 2 * kept.size());
+  fs::remove(folder.Host() / "link");
+  fs::remove(folder.Host() / "later");
   // A file that comes or goes between open and close.
   ASSERT_EQ(file.OpenPreferenceFile(1, folder.File()), 1);
   file.SetPreferenceFile("a", 1);
