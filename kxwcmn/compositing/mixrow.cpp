@@ -6,6 +6,7 @@
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/compositing/mixkernels_internal.h"
 #include "kxwcmn/compositing/mixrow_internal.h"
+#include "kxwcmn/compositing/mixrules_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
@@ -227,9 +228,8 @@ class Chain {
     kernel_ = FindMixKernel(head, bits);
     if (kernel_) return true;
     const KXPixelMixer* node = head;
-    // A chain that leads into itself has no end to find.
     for (int length = 0; node && typeid(*node) == typeid(KXPixelMixerGaussian); ++length) {
-      if (length == kLongest) kxThrowError(kFailureBadArgument);
+      if (length == kLongestChain) kxThrowError(kFailureBadArgument);
       node = node->GetNext();
     }
     last_ = node;
@@ -265,7 +265,6 @@ class Chain {
   }
 
  private:
-  static constexpr int kLongest = 256;
   static std::size_t At(int i) { return static_cast<std::size_t>(i); }
 
   BYTE ValueAt(int x, int y, BYTE value) const {

@@ -12,6 +12,9 @@
 // `weight` is the strength, 255 or 65535 in full; `MaskN` work on the mask channel alone.
 namespace kxw {
 
+/// A chain of mixers with more nodes leads into itself.
+inline constexpr int kLongestChain = 256;
+
 namespace detail {
 
 /// p + (c - p) * w / 255, truncated toward zero.

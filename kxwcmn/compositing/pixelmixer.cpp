@@ -51,6 +51,23 @@ void Mask16(KXVOffscreen* offscreen, u64 color, WORD weight) {
   if (Rule::Mask16(mask, color, weight)) offscreen->Set16BitMask(static_cast<WORD>(mask));
 }
 
+/// A call on its way from one node of a chain to the next: they lie in one another, so that their
+/// number tells a chain that leads into itself.
+class ChainStep {
+ public:
+  ChainStep() {
+    if (depth_ == kxw::kLongestChain) kxThrowError(kxw::kFailureBadArgument);
+    ++depth_;
+  }
+  ~ChainStep() { --depth_; }
+  ChainStep(const ChainStep&) = delete;
+  ChainStep& operator=(const ChainStep&) = delete;
+
+ private:
+  static thread_local int depth_;
+};
+thread_local int ChainStep::depth_ = 0;
+
 }  // namespace
 
 // --- Replacing ----------------------------------------------------------------------------------
@@ -84,32 +101,39 @@ void KXPixelMixer::Do64Bit(KXVOffscreen* offscreen, u64 color, WORD) {
 }
 
 void KXPixelMixer::Do1BitNext(KXVOffscreen* offscreen, BYTE value) {
+  const ChainStep step;
   next_ ? next_->Do1Bit(offscreen, value) : KXPixelMixer::Do1Bit(offscreen, value);
 }
 
 void KXPixelMixer::Do2BitNext(KXVOffscreen* offscreen, BYTE value) {
+  const ChainStep step;
   next_ ? next_->Do2Bit(offscreen, value) : KXPixelMixer::Do2Bit(offscreen, value);
 }
 
 void KXPixelMixer::Do8BitNext(KXVOffscreen* offscreen, BYTE value) {
+  const ChainStep step;
   next_ ? next_->Do8Bit(offscreen, value) : KXPixelMixer::Do8Bit(offscreen, value);
 }
 
 void KXPixelMixer::Do24BitNext(KXVOffscreen* offscreen, DWORD color) {
+  const ChainStep step;
   next_ ? next_->Do24Bit(offscreen, color) : KXPixelMixer::Do24Bit(offscreen, color);
 }
 
 void KXPixelMixer::Do32BitNext(KXVOffscreen* offscreen, DWORD color, BYTE weight) {
+  const ChainStep step;
   next_ ? next_->Do32Bit(offscreen, color, weight)
         : KXPixelMixer::Do32Bit(offscreen, color, weight);
 }
 
 void KXPixelMixer::Do48BitNext(KXVOffscreen* offscreen, u64 color, WORD weight) {
+  const ChainStep step;
   next_ ? next_->Do48Bit(offscreen, color, weight)
         : KXPixelMixer::Do48Bit(offscreen, color, weight);
 }
 
 void KXPixelMixer::Do64BitNext(KXVOffscreen* offscreen, u64 color, WORD weight) {
+  const ChainStep step;
   next_ ? next_->Do64Bit(offscreen, color, weight)
         : KXPixelMixer::Do64Bit(offscreen, color, weight);
 }

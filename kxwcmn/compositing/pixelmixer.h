@@ -22,7 +22,8 @@ class MixRowAccess;
 ///
 /// Each operation works on the pixel under the cursor of `offscreen`, which is not kept and needs a
 /// write lock; where that pixel has no memory nothing happens. `weight` is the strength, 255 or
-/// 65535 in full.
+/// 65535 in full. A mixer of an application's own may move the cursors of images that it reads, and
+/// has to put them back.
 ///
 /// Mixers form a chain by `SetNext`; a node does not own its successor. Of the library's own mixers
 /// only KXPixelMixerGaussian passes a call on: every other one ends the chain.
@@ -45,6 +46,7 @@ class KX_EXPORT KXPixelMixer {
 
  protected:
   // For mixers of applications: the operation of the next node, or plain replacing at the end.
+  // They raise 0x20010008 in a chain that leads into itself.
   void Do1BitNext(KXVOffscreen* offscreen, BYTE value);
   void Do2BitNext(KXVOffscreen* offscreen, BYTE value);
   void Do8BitNext(KXVOffscreen* offscreen, BYTE value);

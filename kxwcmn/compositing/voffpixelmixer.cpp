@@ -1,14 +1,11 @@
 #include "kxwcmn/compositing/voffpixelmixer.h"
 
 #include "kxwcmn/compositing/mixrow_internal.h"
+#include "kxwcmn/compositing/mixrules_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/voffscreen.h"
-
-namespace {
-constexpr int kLongestChain = 256;  // a longer one leads into itself
-}
 
 void KXVOffPixelMixer::SetDstOffscreen(int depth, KXVOffscreen* offscreen) {
   dst_ = offscreen;
@@ -56,7 +53,7 @@ KXPixelMixer* KXVOffPixelMixer::PushNode(KXPixelMixer* mixer) {
   KXPixelMixer* tail = nullptr;
   int length = 0;
   for (KXPixelMixer* node = node_; node; node = node->GetNext()) {
-    if (node == mixer || ++length > kLongestChain) kxThrowError(kxw::kFailureBadArgument);
+    if (node == mixer || ++length > kxw::kLongestChain) kxThrowError(kxw::kFailureBadArgument);
     tail = node;
   }
   if (tail) {

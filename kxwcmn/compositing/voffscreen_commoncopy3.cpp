@@ -134,6 +134,9 @@ class ColorRow {
 
 /// A source on its way through a mixer. Each pixel goes to the mixer itself, unless its rule has a
 /// kernel: then runs of pixels go there.
+///
+/// A mixer of the application's may move the source's cursor to look around, and with it the block
+/// that was read goes out of reach: before it, each pixel is taken anew.
 template <class Row>
 class Laying {
  public:
@@ -158,11 +161,35 @@ class Laying {
     };
     kxw::ForEachSource(
         src, area_.source,
-        [&](const KXRect& part, const BYTE* base) { LayPart(part, base, src.GetBlockRowBytes()); },
+        [&](const KXRect& part, const BYTE* base) {
+          if (kernel_) {
+            LayPart(part, base, src.GetBlockRowBytes());
+          } else {
+            DoPart(part, src);
+          }
+        },
         clear);
   }
 
  private:
+  void DoPart(const KXRect& part, KXVOffscreen& src) {
+    const int rowBytes = src.GetBlockRowBytes();
+    for (int y = part.top; y < part.bottom; ++y) {
+      for (int x = part.left; x < part.right; ++x) {
+        const BYTE* const base = kxw::EnterForRead(src, x, y);
+        BYTE isLaid = 0;
+        if (base) {
+          row_.Read(kxw::RowOf(base, y, rowBytes), x & KXVOffscreen::kBlockMask, 1, &isLaid);
+        }
+        // Only where something is laid is a block made.
+        if (!isLaid) continue;
+        const KXComplexColor color = row_.ColorAt(0);
+        dst_.MoveCursor(x + area_.dx, y + area_.dy);
+        mixer_.Do(color);
+      }
+    }
+  }
+
   void LayPart(const KXRect& part, const BYTE* base, int rowBytes) {
     // Cut where the destination's blocks are.
     const int seam = part.left + kSize - ((part.left + area_.dx) & KXVOffscreen::kBlockMask);
@@ -183,14 +210,6 @@ class Laying {
           std::memchr(isLaid + i, 1 - isLaid[i], static_cast<std::size_t>(count - i));
       end = other ? static_cast<int>(static_cast<const BYTE*>(other) - isLaid) : count;
       if (!isLaid[i]) continue;
-      // Only where something is laid is a block made.
-      if (!kernel_) {
-        for (int k = i; k < end; ++k) {
-          dst_.MoveCursor(x + k + area_.dx, y + area_.dy);
-          mixer_.Do(row_.ColorAt(k));
-        }
-        continue;
-      }
       if (!colors) colors = row_.Colors(count);
       BYTE* base = kxw::EnterForWrite(dst_, x + area_.dx, y + area_.dy);
       kernel_(kxw::RowOf(base, y + area_.dy, dst_.GetBlockRowBytes()),

@@ -150,13 +150,13 @@ class AreaFilter {
     ForEachSource(
         src_, area,
         [this](const KXRect& part, const BYTE* base) {
-          abort_.CheckAbort();
           hasMemory_ = true;
           AddPart(part, base);
         },
         [this](const KXRect& part) {
           if (Area::kHole != 0) AddHole(part);
-        });
+        },
+        [this] { abort_.CheckAbort(); });
     if (hasMemory_ || Area::kHole != 0) {
       Round();
     } else {

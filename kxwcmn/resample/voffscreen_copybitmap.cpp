@@ -136,8 +136,10 @@ void KXVOffscreen::CopyBitmap(int dstX, int dstY, int dstWidth, int dstHeight, B
   KXVirtualMemory* const memory = kxGetVirtualMemory();
   if (!memory) kxThrowError(static_cast<int>(qmGetLastError()));
   scaled->Create(memory, dstWidth, dstHeight, GetResolution());
-  // Of rows beyond the height that is given, only the one behind it comes to be seen.
-  const int rows = static_cast<int>(std::min<i64>(dstHeight, height + 1));
+  // Of rows beyond the height that is given, only the one behind it comes to be seen. Bottom-up
+  // from row 0 it would lie in front of the array.
+  const bool hasRowBehind = srcHeight > 0 || srcY > 0;
+  const int rows = static_cast<int>(std::min<i64>(dstHeight, height + hasRowBehind));
   if (IsPlainDepth(bitCount)) WriteRows(*scaled, plain, srcWidth, rows);
   ChangeResolution(dstX, dstY, dstWidth, dstHeight, scaled.get(), 0, 0, srcWidth,
                    static_cast<int>(height), mode, 0, 0);

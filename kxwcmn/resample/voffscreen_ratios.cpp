@@ -91,11 +91,8 @@ class RatioChange {
     if (!lay_ || !read_ || area.IsRectEmpty()) return;
     KXVOffscreenAutoLock dstLock(&dst_, 1), srcLock(&src_, 0);
     KXAbort abort;
-    const auto polled = [&](const KXRect& part, const BYTE* base) {
-      abort.CheckAbort();
-      op(part, base);
-    };
-    kxw::ForEachSource(src_, area, polled, [](const KXRect&) {});
+    kxw::ForEachSource(
+        src_, area, op, [](const KXRect&) {}, [&abort] { abort.CheckAbort(); });
   }
 
   template <int kRatio>

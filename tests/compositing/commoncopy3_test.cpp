@@ -83,6 +83,50 @@ TEST(CommonCopy3, LaysEachPixelThroughTheMixer) {
   }
 }
 
+/// Replaces, after a look at each block of an image, whose cursor it puts back.
+class Wanderer : public KXPixelMixer {
+ public:
+  explicit Wanderer(KXVOffscreen& image) : image_(image) {}
+  void Do64Bit(KXVOffscreen* o, u64 color, WORD weight) override {
+    int x, y;
+    image_.GetCursorPos(x, y);
+    for (int k = 0; k < image_.GetWidth(); k += 256) {
+      image_.MoveCursor(k, y);
+      image_.Get64BitColor();
+    }
+    image_.MoveCursor(x, y);
+    KXPixelMixer::Do64Bit(o, color, weight);
+  }
+
+ private:
+  KXVOffscreen& image_;
+};
+
+// The blocks that the mixer looks at do not fit into the pool together.
+TEST(CommonCopy3, TakesEachPixelAnewForAMixerThatLooksElsewhere) {
+  for (int bits : kAllDepths) {
+    SCOPED_TRACE(testing::Message() << bits << " bits");
+    Random random(static_cast<unsigned>(bits));
+    ImagePtr src = RandomImage(bits, bits > 16 ? 4096 : 300, 2, random, false);
+    ImagePtr dst = MakeImage(64, 300, 2), expected = MakeImage(64, 300, 2);
+    Wanderer wanderer(*src);
+    KXPixelMixer replace;
+    KXVOffPixelMixer mixer;
+    mixer.SetNode(&replace);
+    mixer.SetDstOffscreen(expected.get());
+    CopyCase c(*dst, *src, random);
+    c.dstX = c.dstY = c.srcY = c.clearMode = 0;
+    c.srcX = 70;
+    c.width = 200;
+    c.height = 2;
+    ModelCommonCopy3(*expected, *src, c, mixer, ~u64{0}, 0);
+    mixer.SetNode(&wanderer);
+    mixer.SetDstOffscreen(dst.get());
+    dst->CommonCopy3(0, 0, c.width, c.height, src.get(), c.srcX, 0, &mixer, ~u64{0}, 0, 0);
+    ASSERT_NO_FATAL_FAILURE(ExpectSame(*dst, *expected));
+  }
+}
+
 TEST(CommonCopy3, DropsWhiteOnRequestAndRefusesForeignMixers) {
   ImagePtr dst = MakeImage(32, 8, 1), src = MakeImage(32, 8, 1);
   const DWORD colors[] = {0x00FFFFFF, 0xFFFFFFFF, 0x80FFFFFF, 0xFFFFFFFE};

@@ -8,6 +8,7 @@
 #include "kxwcmn/compositing/voffpixelmask.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "tests/support/failure.h"
 #include "tests/support/images.h"
 
 // A mixer has no virtual destructor, so one that an application derives has none either.
@@ -82,12 +83,55 @@ TEST(VOffPixelMixer, ChainGrowsAtItsTail) {
   EXPECT_EQ(mixer.SetNode(&c), &a);
   c.SetNext(&b);  // which is followed by c
   EXPECT_THROW(mixer.PushNode(&a), KXException);
-  KXPixelMixerGaussian loop;
-  loop.SetNext(&loop);
-  mixer.SetNode(&loop);
-  ImagePtr image = MakeImage(8, 4, 4);
-  mixer.SetDstOffscreen(image.get());
-  EXPECT_THROW(image->FillLineRowForPolygon(0, 3, &mixer, nullptr, nullptr), KXException);
+}
+
+/// A rule of an application's own, which passes calls on.
+class OwnGaussian : public KXPixelMixerGaussian {};
+
+TEST(VOffPixelMixer, RefusesAChainThatLeadsIntoItself) {
+  for (const int bits : {8, 32, 64}) {
+    KXPixelMixerGaussian a, b;
+    OwnGaussian own;
+    for (KXPixelMixer* second :
+         {static_cast<KXPixelMixer*>(&b), static_cast<KXPixelMixer*>(&own)}) {
+      SCOPED_TRACE(testing::Message() << bits << " bits" << (second == &b ? "" : ", own rule"));
+      a.SetNext(second);
+      second->SetNext(&a);
+      ImagePtr image = MakeImage(bits, 8, 8), source = MakeImage(bits, 8, 8);
+      KXVOffPixelMixer mixer;
+      mixer.SetNode(&a);
+      mixer.SetDstOffscreen(image.get());
+      KXVOffscreenAutoLock lock(image.get(), 0, 0, 1), sourceLock(source.get(), 0, 0, 1);
+      const auto draw = [&](int way) {
+        switch (way) {
+          case 0:
+            return mixer.Do();
+          case 1:
+            return image->RectFill(KXRect(1, 1, 1, 1), &mixer, nullptr, nullptr, nullptr);
+          case 2:
+            return image->RectFill(KXRect(1, 1, 3, 3), &mixer, nullptr, nullptr, nullptr);
+          case 3:
+            return image->Circle(4, 4, 2, 0, &mixer, nullptr, nullptr, nullptr);
+          case 4:
+            return image->FillLineRowForPolygon(0, 3, &mixer, nullptr, nullptr);
+          case 5:
+            return image->CommonCopy3(0, 0, 8, 8, source.get(), 0, 0, &mixer, ~u64{0}, 0, 0);
+          default:
+            mixer.SetSrcOffscreen(source.get(), {0, 0});
+            mixer.RelativeSrcCursor(0, 0);
+            return mixer.DoSrc();
+        }
+      };
+      source->Set64BitColor(0xFFFF800040002000);
+      for (int way = 0; way <= 6; ++way) {
+        EXPECT_EQ(CodeOf([&] { draw(way); }), 0x20010008) << way;
+      }
+      // The longest chain that holds is used again and again.
+      second->SetNext(nullptr);
+      mixer.SetSrcOffscreen(nullptr, {});
+      for (int i = 0; i < 300; ++i) draw(1);
+    }
+  }
 }
 
 TEST(VOffPixelMixer, SourceWithoutMemoryErases) {

@@ -518,6 +518,13 @@ TEST(CopyBitmap, ScalesByAnImageOfItsOwn) {
   expected->ChangeResolution(3, 2, 9, 7, rows.get(), 0, 0, 4, 4, kArea, 0, 0);
   dst->CopyBitmap(3, 2, 9, 7, bits, 8, 4, 0, 0, 0, 0, 0, 0, 4, 4, kArea);
   ExpectSame(*dst, *expected);
+  // Larger, bottom-up from row 0: the row in front of the array is not looked at.
+  std::fill_n(bits, 4, BYTE{0});
+  dst->CopyBitmap(3, 2, 9, 7, bits + 4, 8, 4, 0, 0, 0, 0, 0, 0, 4, -4, kArea);
+  expected = Clone(*dst);
+  std::fill_n(bits, 4, BYTE{255});
+  dst->CopyBitmap(3, 2, 9, 7, bits + 4, 8, 4, 0, 0, 0, 0, 0, 0, 4, -4, kArea);
+  ExpectSame(*dst, *expected);
   const auto copy = [&](int bitCount, int x, int blue, int size) {
     return CodeOf([&] {
       dst->CopyBitmap(0, 0, 9, 9, bits, bitCount, 4, 2, 1, blue, 3, x, 0, size, size, kArea);

@@ -76,17 +76,25 @@ inline const BYTE* EnterForRead(KXVOffscreen& image, int x, int y) {
 }
 
 /// Calls `copy(part, base)` for each block of `src` that `rect` touches, with the rectangle cut to
-/// the block and the block's memory; `hole(part)` where there is no block.
-template <class Copy, class Hole>
-void ForEachSource(KXVOffscreen& src, const KXRect& rect, Copy copy, Hole hole) {
+/// the block and the block's memory; `hole(part)` where there is no block. `poll()` comes before a
+/// block that is there is entered: what it asks may paint the image on the screen, and leaves its
+/// cursor elsewhere.
+template <class Copy, class Hole, class Poll>
+void ForEachSource(KXVOffscreen& src, const KXRect& rect, Copy copy, Hole hole, Poll poll) {
   KXBlockGetter blocks(&src, rect, 1);
   for (KXRect part; blocks.GetNextBlock(part);) {
+    if (src.GetBlockExist(part.left, part.top)) poll();
     if (const BYTE* base = EnterForRead(src, part.left, part.top)) {
       copy(part, base);
     } else {
       hole(part);
     }
   }
+}
+
+template <class Copy, class Hole>
+void ForEachSource(KXVOffscreen& src, const KXRect& rect, Copy copy, Hole hole) {
+  ForEachSource(src, rect, copy, hole, [] {});
 }
 
 /// The start of the block's row that holds pixels of row `y`.
