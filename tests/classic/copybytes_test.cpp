@@ -62,7 +62,8 @@ TEST(ClassicCopyEx, RefusesWhatLeavesAnImage) {
   constexpr int kMax = std::numeric_limits<int>::max();
   const int cases[][4] = {{-1, 0, 5, 5}, {0, -1, 5, 5},      {16, 0, 5, 5},
                           {0, 6, 5, 5},  {kMax, 0, kMax, 5}, {0, kMax, 5, kMax}};
-  for (const auto& [x, y, width, height] : cases) {
+  for (const auto& c : cases) {
+    const int x = c[0], y = c[1], width = c[2], height = c[3];
     EXPECT_EQ(CodeOf([&] { image->CopyEx(x, y, width, height, other.get(), 0, 0, 1, 1); }),
               0x20010008);
     EXPECT_EQ(CodeOf([&] { image->CopyAlign8Bit(0, 0, width, height, other.get(), x, y); }),

@@ -163,11 +163,14 @@ TEST_F(StoreImage, ExportsTurnedAndAtOtherSizes) {
       ASSERT_NEAR(picture.Grey(x, y), expected(x, y), tolerance) << x << ' ' << y;
     }
   };
-  // The mean of the squares of `side` pixels.
+  // The mean of the squares of `side` pixels, the picture's last row and column again outside.
   const auto mean = [&](int side) {
     return [&at, side](int x, int y) {
       double sum = 0;
-      for (int i = 0; i < side * side; ++i) sum += at(x * side + i % side, y * side + i / side);
+      for (int i = 0; i < side * side; ++i) {
+        sum += at(std::min(x * side + i % side, kWidth - 1),
+                  std::min(y * side + i / side, kHeight - 1));
+      }
       return sum / (side * side);
     };
   };
