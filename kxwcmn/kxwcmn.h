@@ -2,6 +2,8 @@
 
 // Every public header of the library.
 
+#include "kxwcmn/classic/bitimage.h"
+#include "kxwcmn/classic/bitkernels.h"
 #include "kxwcmn/classic/offscreen.h"
 #include "kxwcmn/classic/offscreencursor.h"
 #include "kxwcmn/classic/stlockoff.h"
@@ -56,6 +58,7 @@
 #include "kxwcmn/persist/preferencefile.h"
 #include "kxwcmn/persist/regkey.h"
 #include "kxwcmn/persist/zlib.h"
+#include "kxwcmn/platform/dib.h"
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/file.h"
