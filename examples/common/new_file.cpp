@@ -6,31 +6,49 @@ namespace examples {
 
 namespace fs = std::filesystem;
 
+void RaiseOfFile(const std::string& path, KXException& failure) {
+  switch (failure.GetErrorCode()) {
+    case kxw::kFailureAborted:
+    case kxw::kErrorNotEnoughMemory:
+    case kxw::kFailureNoSwapName:
+    case kxw::kFailureNoSwapSpace:
+      throw;
+    default:
+      KXString words;
+      failure.GetAlertMessage(words);
+      throw FileError(path, words.IsEmpty() ? "an unknown failure" : words.GetCStrPtr());
+  }
+}
+
+KXFilePath FromNative(const std::string& path) {
+  KXFilePath native;
+  native.SetNativePath(path.c_str());
+  return native;
+}
+
 NewFile::NewFile(const std::string& path) : path_(path) {
   std::error_code ignored;
   const fs::file_status status = fs::status(path, ignored);
   if (fs::exists(status) && !fs::is_regular_file(status)) throw FileError(path, "not a file");
-  KXFilePath target;
   KXString part;
   try {
-    target.SetNativePath(path.c_str());
+    const KXFilePath target = FromNative(path);
     // Now and not when the work is done, for it would be in vain.
     if (target.GetReadOnly()) throw FileError(path, "read-only");
-    RaiseIfFailed(replacement_.Begin(target, "new"));
+    if (const int code = replacement_.Begin(target, "new")) kxThrowError(code);
     KXFilePath(replacement_.Path()).GetNativePath(part);
   } catch (KXException& failure) {
-    RaiseIfFailed(failure.GetErrorCode());
+    RaiseOfFile(path, failure);
   }
   partPath_ = part.GetCStrPtr();
 }
 
-void NewFile::Keep() { RaiseIfFailed(replacement_.Commit()); }
-
-void NewFile::RaiseIfFailed(int code) const {
-  if (code == 0) return;
-  KXString words;
-  KXException(code, static_cast<UINT>(-1), "", "", "", "", "").GetAlertMessage(words);
-  throw FileError(path_, words.IsEmpty() ? "an unknown failure" : words.GetCStrPtr());
+void NewFile::Keep() {
+  try {
+    if (const int code = replacement_.Commit()) kxThrowError(code);
+  } catch (KXException& failure) {
+    RaiseOfFile(path_, failure);
+  }
 }
 
 }  // namespace examples

@@ -14,6 +14,14 @@ class FileError : public std::runtime_error {
       : std::runtime_error(path + ": " + reason) {}
 };
 
+/// What a failure of the library did to the file at `path`, as FileError in the library's words. A
+/// failure that has nothing to do with the file goes through as it is. To be called while `failure`
+/// is caught.
+[[noreturn]] void RaiseOfFile(const std::string& path, KXException& failure);
+
+/// A path of the host as the library has it.
+KXFilePath FromNative(const std::string& path);
+
 /// A file that takes its name only when it is complete: whatever has the name stays until then.
 class NewFile {
  public:
@@ -30,8 +38,6 @@ class NewFile {
   void Keep();
 
  private:
-  void RaiseIfFailed(int code) const;
-
   std::string path_;
   std::string partPath_;
   kxw::FileReplacement replacement_;

@@ -43,35 +43,22 @@ class WatchedFile : public KXArchiveFile {
   int shown_ = 0;
 };
 
-KXFilePath Native(const std::string& path) {
-  KXFilePath native;
-  native.SetNativePath(path.c_str());
-  return native;
-}
-
 }  // namespace
 
 void RaiseOfStored(const std::string& path, KXException& failure) {
   switch (failure.GetErrorCode()) {
-    case kxw::kFailureAborted:
-    case kxw::kErrorNotEnoughMemory:
-    case kxw::kFailureNoSwapName:
-    case kxw::kFailureNoSwapSpace:
-      throw;
     case kxw::kFailureBadArgument:  // by an archive that ends early
     case kxw::kFailureBadFormat:
       throw FileError(path, "not a stored image, or not a whole one");
     default:
-      KXString words;
-      failure.GetAlertMessage(words);
-      throw FileError(path, words.IsEmpty() ? "an unknown failure" : words.GetCStrPtr());
+      RaiseOfFile(path, failure);
   }
 }
 
 void StoredImageWriter::Write(KXVOffscreen& image, int level) {
   try {
     WatchedFile archive(kxw::kArchiveStore);
-    archive.FileOpen(Native(newFile_.PartPath()), kxw::kFileWrite, kxw::kShareNone,
+    archive.FileOpen(FromNative(newFile_.PartPath()), kxw::kFileWrite, kxw::kShareNone,
                      kxw::kOpenExisting, 0);
     // The image's cursor goes from block to block while they are stored.
     archive.Watch("Storing the image", image.GetBlockCount(nullptr, nullptr), [&] {
@@ -91,8 +78,8 @@ void StoredImageWriter::Write(KXVOffscreen& image, int level) {
 
 void OpenStoredImage(KXArchiveFile& archive, const std::string& path) {
   try {
-    if (Native(path).IsFolder()) throw FileError(path, "not a file");
-    archive.FileOpen(Native(path), static_cast<int>(kxw::kFileRead), kxw::kShareRead,
+    if (FromNative(path).IsFolder()) throw FileError(path, "not a file");
+    archive.FileOpen(FromNative(path), static_cast<int>(kxw::kFileRead), kxw::kShareRead,
                      kxw::kOpenExisting, 0);
   } catch (KXException& failure) {
     RaiseOfStored(path, failure);

@@ -29,8 +29,7 @@ Offscreen ReadStoredImage(const std::string& path);
 /// Opens a file that holds a stored image. Raises FileError.
 void OpenStoredImage(KXArchiveFile& archive, const std::string& path);
 
-/// What is wrong with the file at `path`, as FileError, for a failure of the library there. A
-/// failure that has nothing to do with the file goes through as it is.
+/// As `RaiseOfFile`, for a file that should hold a stored image.
 [[noreturn]] void RaiseOfStored(const std::string& path, KXException& failure);
 
 }  // namespace examples
