@@ -131,14 +131,20 @@ struct Bit32 {
   }
 };
 
+/// Stands for any other number of bits.
+struct BitNone {
+  using Pixel = BYTE;
+  static constexpr int kBits = 0;
+  static void From() {}
+};
+
 /// Whether pixels of one depth can become pixels of the other.
 template <class To, class From>
 inline constexpr bool kHasBitPair = requires(typename From::Pixel p) {
   To::From(FromBits<From::kBits>{}, p);
 };
 
-/// Calls `op` with the struct of the depth of `bitCount` bits, and returns what it returns; for
-/// another depth what it returns for `int`.
+/// Calls `op` with the struct of the depth of `bitCount` bits, and returns what it returns.
 template <class Op>
 constexpr auto WithBitDepth(int bitCount, Op op) {
   switch (bitCount) {
@@ -155,7 +161,7 @@ constexpr auto WithBitDepth(int bitCount, Op op) {
     case 64:
       return op(Bit64{});
     default:
-      return op(0);
+      return op(BitNone{});
   }
 }
 
