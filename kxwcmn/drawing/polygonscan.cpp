@@ -36,7 +36,7 @@ double AddRepeatedly(double sum, double addend, i64 times) {
   return sum;
 }
 
-PolygonScan::PolygonScan(const KXPoint* points, int count, bool breaks) {
+PolygonScan::PolygonScan(const tagPOINT* points, int count, bool breaks) {
   if (!points || count < 1) return;
   if (count > kLocalEdges) {
     const auto capacity = static_cast<std::size_t>(count);
@@ -48,10 +48,10 @@ PolygonScan::PolygonScan(const KXPoint* points, int count, bool breaks) {
     crossings_ = crossingMemory_.get();
   }
   for (int i = 0; i < count; ++i) {
-    const KXPoint& p = points[i];
-    const KXPoint& q = points[i + 1 < count ? i + 1 : 0];
+    const tagPOINT& p = points[i];
+    const tagPOINT& q = points[i + 1 < count ? i + 1 : 0];
     if (p.y == q.y || (breaks && (p.y == kBreak || q.y == kBreak))) continue;
-    const KXPoint& upper = p.y < q.y ? p : q;
+    const tagPOINT& upper = p.y < q.y ? p : q;
     const double dx = static_cast<double>(p.x) - q.x, dy = static_cast<double>(p.y) - q.y;
     edges_[edgeCount_++] = {static_cast<double>(upper.x), dx / dy, upper.y, std::max(p.y, q.y)};
   }

@@ -13,6 +13,19 @@ namespace kxw {
 /// at the cost of a few hundred of them at most.
 double AddRepeatedly(double sum, double addend, i64 times);
 
+/// How a scan takes crossings as columns: halves away from zero.
+struct RoundedCrossings {
+  /// Crossings this far before the first column come to columns before it.
+  static constexpr int kReach = 1;
+  static int Column(double x) { return RoundInside(x); }
+};
+
+/// A half more, truncated, which differs before column 0.
+struct TruncatedCrossings {
+  static constexpr int kReach = 2;
+  static int Column(double x) { return static_cast<int>(x + 0.5); }
+};
+
 /// The even-odd scan of a polygon, row by row.
 ///
 /// Where an edge crosses a row is what repeated addition of its slope gives, from the edge's upper
@@ -24,20 +37,20 @@ class PolygonScan {
 
   /// Takes the edges of the outline; horizontal ones are left out and, with `breaks`, those from or
   /// to a break. The points are only read. Raises 8 if there is no memory.
-  PolygonScan(const KXPoint* points, int count, bool breaks);
+  PolygonScan(const tagPOINT* points, int count, bool breaks);
 
   /// Calls `op(y, crossings, count)` for the rows from `firstRow` up to but not `endRow` that the
-  /// polygon crosses, until it returns false: a pair of columns for each span, ascending, rounded
-  /// and cut to `left` - 1 and `right`. A crossing without a partner, which only an outline that
-  /// does not close can have, is dropped. A scan runs once.
-  template <class Op>
+  /// polygon crosses, until it returns false: a pair of columns for each span, ascending, those
+  /// before `left` as one before it and those from `right` on as `right`. A crossing without a
+  /// partner, which only an outline that does not close can have, is dropped. A scan runs once.
+  template <class Crossings = RoundedCrossings, class Op>
   void Run(i64 firstRow, i64 endRow, int left, int right, Op op) {
     for (row_ = firstRow; NextRow(endRow);) {
       // One set of edges, until the next one begins or ends.
       for (const i64 end = std::min(changeRow_, endRow); row_ < end; ++row_) {
-        if (!RoundCrossings(left, right)) {
+        if (!TakeColumns<Crossings>(left, right)) {
           SortActive();
-          RoundCrossings(left, right);
+          TakeColumns<Crossings>(left, right);
         }
         if (!op(static_cast<int>(row_), crossings_, activeCount_ & ~1)) return;
         for (int i = 0; i < activeCount_; ++i) active_[i].x += active_[i].slope;
@@ -60,12 +73,13 @@ class PolygonScan {
   /// Puts the active edges into the order of their crossings.
   void SortActive();
   /// Returns false if the active edges are out of order.
-  bool RoundCrossings(int left, int right) {
-    const double low = left - 1.0, high = right;
+  template <class Crossings>
+  bool TakeColumns(int left, int right) {
+    const double low = static_cast<double>(left) - Crossings::kReach, high = right;
     int ordered = 1;
-    for (int i = 0, last = left - 1; i < activeCount_; ++i) {
+    for (int i = 0, last = left - Crossings::kReach; i < activeCount_; ++i) {
       // Cut before it is rounded, which comes to the same and keeps it small.
-      const int column = RoundInside(std::min(std::max(active_[i].x, low), high));
+      const int column = Crossings::Column(std::min(std::max(active_[i].x, low), high));
       ordered &= column >= last;
       crossings_[i] = last = column;
     }

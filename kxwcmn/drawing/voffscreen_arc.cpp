@@ -1,7 +1,3 @@
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
 #include "kxwcmn/drawing/filledarc_internal.h"
 #include "kxwcmn/drawing/shape_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
@@ -9,28 +5,11 @@
 
 namespace {
 
-int Saturate(i64 value) {
-  return static_cast<int>(
-      std::clamp<i64>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
-
-/// Calls `fill(first, last, y)` for the rows of the ellipse in a rectangle. One without width or
-/// height holds a straight line, and a reversed one counts from its left and top as well.
+/// Calls `fill(first, last, y)` for the rows of the ellipse in a rectangle.
 template <class Op>
 void ForEachRow(const KXVOffscreen& image, const KXRect& rect, const tagRECT* clip, Op fill) {
   if (!rect.IsIntersectRect(image.GetRect())) return;
-  const i64 a = std::abs(static_cast<i64>(rect.right) - rect.left) / 2;
-  const i64 b = std::abs(static_cast<i64>(rect.bottom) - rect.top) / 2;
-  // Less than two pixels in both directions hold no ellipse.
-  if (a == 0 && b == 0) return;
-  const i64 cx = rect.left + a, cy = rect.top + b;
-  const kxw::FilledArc arc(a, b);
-  const KXRect rows = kxw::CutToImage(clip, image);
-  const i64 first = std::max<i64>(cy - b, rows.top), last = std::min<i64>(cy + b, rows.bottom - 1);
-  for (i64 y = first; y <= last; ++y) {
-    const i64 half = arc.HalfWidth(std::abs(y - cy));
-    if (half >= 0) fill(Saturate(cx - half), Saturate(cx + half), static_cast<int>(y));
-  }
+  kxw::ForEachFilledArcRow(rect, kxw::CutToImage(clip, image), fill);
 }
 
 }  // namespace

@@ -1,34 +1,13 @@
 #include <algorithm>
-#include <cstring>
 
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/blockgetter.h"
 #include "kxwcmn/offscreen/detail/depths.h"
+#include "kxwcmn/offscreen/uniformrun_internal.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
-#include "kxwcmn/platform/vectorize.h"
 
 namespace {
-
-/// Whether none of `bytes` bytes, a multiple of 8 that begins on a pixel at every depth but 24, has
-/// one of the bits `used`, which repeat every 8 bytes. Looks at long stretches without a branch.
-KXW_WIDE_VECTORS
-bool IsRunEmpty(const BYTE* at, std::size_t bytes, u64 used) {
-  constexpr std::size_t kStretch = 4096;
-  const auto wordAt = [](const BYTE* p) {
-    u64 word;
-    std::memcpy(&word, p, sizeof word);
-    return word;
-  };
-  for (; bytes >= kStretch; bytes -= kStretch, at += kStretch) {
-    u64 seen = 0;
-    for (std::size_t i = 0; i < kStretch; i += sizeof(u64)) seen |= wordAt(at + i);
-    if (seen & used) return false;
-  }
-  u64 seen = 0;
-  for (std::size_t i = 0; i < bytes; i += sizeof(u64)) seen |= wordAt(at + i);
-  return (seen & used) == 0;
-}
 
 /// The pixels of one row of a block that have one of the bits `kBits`.
 template <class Depth, u64 kBits>
@@ -64,8 +43,8 @@ struct UsedPixels {
     const int from = std::min(last, (first + kPixels - 1) / kPixels * kPixels);
     const int to = std::max(from, last / kPixels * kPixels);
     return First(row, first, from) != from ||
-           !IsRunEmpty(row + ByteOf(from), static_cast<std::size_t>(ByteOf(to) - ByteOf(from)),
-                       kBits) ||
+           !kxw::IsUniformRun(row + ByteOf(from),
+                              static_cast<std::size_t>(ByteOf(to) - ByteOf(from)), 0, kBits) ||
            First(row, to, last) != last;
   }
 };
@@ -75,7 +54,7 @@ template <class Depth>
 bool IsPartEmpty(const BYTE* base, const KXRect& part) {
   constexpr int kSize = KXVOffscreen::kBlockSize, kMask = KXVOffscreen::kBlockMask;
   if (part.Width() == kSize && part.Height() == kSize) {
-    return IsRunEmpty(base, kxw::kBlockBytes<Depth>, Depth::kUsedBits);
+    return kxw::IsUniformRun(base, kxw::kBlockBytes<Depth>, 0, Depth::kUsedBits);
   }
   const int left = part.left & kMask;
   const BYTE* row = base + (part.top & kMask) * kxw::kRowBytes<Depth>;
