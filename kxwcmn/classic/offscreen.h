@@ -8,6 +8,9 @@
 
 class KXArchive;
 class KXOffscreenCursor;
+namespace kxw {
+class SpanPainter;
+}
 
 /// A raster image in one block of memory, of 1, 8, 24 or 32 bits a pixel.
 ///
@@ -221,6 +224,82 @@ class KX_EXPORT KXOffscreen {
   /// The same in whole groups of 32 pixels at 1 bit and of 4 at 8: more than was asked for.
   void RectFillScamp(const tagRECT& rect);
 
+  /// A row of `length` pixels from the place of `cursor`, a cursor of this image, or from `left` to
+  /// `right`, both included.
+  void FillLineRow(int length, const KXOffscreenCursor& cursor);
+  void FillLineRow(int left, int right, int y);
+
+  // --- Polygons and circles
+  // -----------------------------------------------------------------------
+
+  // Painted with the fore colour, inside the clip, as transparency and mode say; with F the fore
+  // colour's value at the image's depth and `opacity` the transparency over 255:
+  //
+  // | transparency | mode | a pixel becomes |
+  // |---|---|---|
+  // | 255 | 1 | the darker one of pixel and F, channel by channel |
+  // | 255 | other | F |
+  // | less | any | at 1 bit F, else pixel * (1 - opacity) + F * opacity, truncated |
+  //
+  // A 32-bit pixel comes out with alpha 255. Where it is looked at, its alpha, red and green stand
+  // for its red, green and blue; this is kept so. Under a clip mask each row of pixels is painted
+  // where the mask's row has 1. A mask coarser than the image is read once for each span of a row,
+  // at its first pixel; this is kept so, too.
+
+  /// Fills a polygon by the even-odd rule. An edge crosses a row at its upper end or a slope
+  /// further for each row, and not at its lower end; a span reaches from one crossing to the next,
+  /// both rounded (a half more, truncated) and included. Horizontal edges are painted behind that,
+  /// once more each. Nothing is painted with transparency 0 or, at 1 bit, below 127. Without points
+  /// nothing happens; raises 8 if there is no memory.
+  void FillPolygon(tagPOINT* const points, int count);
+  /// The same for a convex polygon in integer steps: a row reaches from the least to the greatest
+  /// column in which Bresenham's walk along an edge, lower end included, comes to it. Of another
+  /// polygon that is more than its inside.
+  void FillPolygonConvex(tagPOINT* const points, int count);
+  /// Fills the circle around the middle of the rectangle, with half of its width as radius. Nothing
+  /// is painted unless the whole rectangle lies in the image; the row at `bottom` belongs to it.
+  void TrueArcFill(int left, int top, int right, int bottom);
+
+  // --- Lines and shapes
+  // ---------------------------------------------------------------------------
+
+  /// Paints a square of `width` by `width` pixels around each point of a Bresenham walk from the
+  /// first point to the second, with the fore colour as a write at 24 bits. A square whose left
+  /// column is outside the image is left out as a whole, which is kept so.
+  void Line(int x1, int y1, int x2, int y2, int width);
+  /// Four lines along the inside of the rectangle.
+  void RectFrame(const tagRECT& rect, int width);
+  /// Fills the ellipse in a rectangle as RectFill does; a rectangle of less than two pixels in both
+  /// directions holds none.
+  void ArcFill(int left, int top, int right, int bottom);
+  /// Lays the fore colour by its alpha over a row of a 32-bit image, both columns included. With
+  /// `mode` 0 the result is opaque; else alphas add up, and the less opaque a pixel is the more of
+  /// the fore colour it takes.
+  void TransrateFillLineRow(int left, int right, int y, int mode);
+  /// The same of one pixel with mode 0.
+  void TransparentPlot(int x, int y);
+
+  // --- Extraction
+  // ---------------------------------------------------------------------------------
+
+  /// Finds the rectangle around all pixels that do not read as white at 24 bits. Returns 0, with
+  /// `rect` as it was, if there are none. Locks the image for that if it is not, and releases the
+  /// lock if it is the only one: also the one that a caller holds, which is kept so.
+  int GetExtentRect(tagRECT& rect);
+
+  // The results are new, unlocked, and the caller's to delete; null without a lock. A colour is
+  // narrowed to the high bytes of its channels and compared with pixels as they read at 32 bits;
+  // null raises 0x20010008. Raise 8 if there is no memory.
+
+  /// A white image of the same size and depth, with `to` where this one has `from`.
+  KXOffscreen* ExtractionColor(tagQMRGBCOLOR16* const from, tagQMRGBCOLOR16* const to) const;
+  /// A 1-bit image with 1 where this one has the colour, or has another.
+  KXOffscreen* ExtractionColorMask(tagQMRGBCOLOR16* const color) const;
+  KXOffscreen* ExtractionColorMaskEx(tagQMRGBCOLOR16* const color) const;
+  /// A 1-bit image with 1 where alpha is not 0 at 32 bits, and where a pixel does not read as white
+  /// at 24 bits else.
+  KXOffscreen* CreateMask() const;
+
   // --- Store ------------------------------------------------------------------------------------
 
   /// Reads or writes the stored form, by the archive's direction. With a non-zero `reverse` the
@@ -239,9 +318,19 @@ class KX_EXPORT KXOffscreen {
   /// whole pixels of the mask; the image without a clip. Returns 0, and leaves `area`, if that is
   /// nothing.
   int GetPaintArea(tagRECT& area) const;
+  /// Paints the columns from `left` to `right`, both included, of the row of `cursor` as polygons
+  /// do, as far as they lie in `imageArea` (null: the image). Under a clip mask it is the row of
+  /// `maskCursor` that is read, and nothing is painted where that leaves `maskArea` (null: the
+  /// mask). Both cursors, of this image and of the mask, come to the column of `left`.
+  void FillLineRowForPolygon(const int& left, const int& right, KXOffscreenCursor& cursor,
+                             KXOffscreenCursor& maskCursor, tagRECT* imageArea, tagRECT* maskArea);
 
  private:
+  friend class kxw::SpanPainter;  // applies the clip
   void SetKXImageInfo();
+  /// Paints a part of the image, or columns of a row that may lie outside it, with the row buffer.
+  void FillArea(const tagRECT& area);
+  void FillRow(i64 left, i64 end, int y);
   /// Moves the row buffer to the rows of a part of the image; its columns begin and end with bytes.
   void FillRows(const tagRECT& area);
   void CopyByColor(int x, int y, int width, int height, KXOffscreen* source, int sourceX,

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cstring>
 
+#include "kxwcmn/classic/offscreencursor.h"
 #include "kxwcmn/classic/rows_internal.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/drawing/detail/streamrun.h"
@@ -34,14 +36,31 @@ void KXOffscreen::RectFill(const tagRECT& rect) {
     return;
   }
   if (!area.IntersectRect(rect)) return;
+  FillArea(area);
+}
+
+void KXOffscreen::FillLineRow(int length, const KXOffscreenCursor& cursor) {
+  FillRow(cursor.GetX(), i64{cursor.GetX()} + length, cursor.GetY());
+}
+
+void KXOffscreen::FillLineRow(int left, int right, int y) { FillRow(left, i64{right} + 1, y); }
+
+void KXOffscreen::FillRow(i64 left, i64 end, int y) {
+  if (!IsLocked() || y < 0 || y >= GetHeight()) return;
+  left = std::max<i64>(left, 0);
+  end = std::min<i64>(end, GetWidth());
+  if (left < end) FillArea({static_cast<int>(left), y, static_cast<int>(end), y + 1});
+}
+
+void KXOffscreen::FillArea(const tagRECT& area) {
   FillRowLineBuffer();
-  if (GetBitCount() == 1) {
-    for (int y = area.top; y < area.bottom; ++y) {
-      kxw::FillPixels<kxw::Classic1>(kxw::ClassicRow(*this, y), area.left, area.Width(),
-                                     rowBufferBytes_[0]);
-    }
-  } else {
+  if (GetBitCount() > 1) {
     FillRows(area);
+    return;
+  }
+  for (int y = area.top; y < area.bottom; ++y) {
+    kxw::FillPixels<kxw::Classic1>(kxw::ClassicRow(*this, y), area.left, area.right - area.left,
+                                   rowBufferBytes_[0]);
   }
 }
 
