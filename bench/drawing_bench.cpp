@@ -1,15 +1,14 @@
 // Shapes beside a plain fill of the same bytes, and beside the polygons of OpenCV.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstring>
 #include <memory>
-#include <numbers>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "bench/pictures.h"
+#include "bench/polygons.h"
 #include "bench/table.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/compositing/voffpixelmixer.h"
@@ -24,6 +23,15 @@ namespace {
 
 using benchmark::State;
 using kxw::bench::Bytes;
+using kxw::bench::kStarSide;
+using kxw::bench::kTriangles;
+using kxw::bench::kTriangleSide;
+using kxw::bench::Star;
+using kxw::bench::Triangles;
+#ifdef KXWCMN_WITH_OPENCV
+using kxw::bench::OpenCvStar;
+using kxw::bench::OpenCvTriangles;
+#endif
 
 /// An image whose blocks all have their memory.
 KXVOffscreenPtr Picture(int bits, int width, int height) {
@@ -79,19 +87,6 @@ void Memset(State& state) {
 
 // --- Polygons ------------------------------------------------------------------------------------
 
-constexpr int kStarSide = 4000;
-
-std::vector<KXPoint> Star() {
-  std::vector<KXPoint> points;
-  for (int i = 0; i < 1000; ++i) {
-    const double angle = 2 * std::numbers::pi * i / 1000;
-    const double radius = i % 2 ? 1990 : 700;
-    points.emplace_back(static_cast<int>(2000 + radius * std::cos(angle)),
-                        static_cast<int>(2000 + radius * std::sin(angle)));
-  }
-  return points;
-}
-
 void FillStar(State& state) {
   const KXVOffscreenPtr image = Picture(8, kStarSide, kStarSide);
   const std::vector<KXPoint> star = Star();
@@ -102,21 +97,6 @@ void FillStar(State& state) {
   if (ColorAt(*image, 2000, 2000) != 0x80000000) {
     state.SkipWithError("the middle was not filled");
   }
-}
-
-constexpr int kTriangles = 10000, kTriangleSide = 1024;
-
-std::vector<KXPoint> Triangles() {
-  std::mt19937_64 random = kxw::bench::Random(5);
-  std::vector<KXPoint> points;
-  for (int i = 0; i < kTriangles; ++i) {
-    const int x = static_cast<int>(random() % (kTriangleSide - 40));
-    const int y = static_cast<int>(random() % (kTriangleSide - 40));
-    points.emplace_back(x, y + static_cast<int>(random() % 40));
-    points.emplace_back(x + 40, y + static_cast<int>(random() % 20));
-    points.emplace_back(x + static_cast<int>(random() % 40), y + 40);
-  }
-  return points;
 }
 
 void FillTriangles(State& state) {
@@ -197,36 +177,6 @@ void OpenCvCircles(State& state) {
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * kCircles);
-}
-
-std::vector<cv::Point> Convert(const std::vector<KXPoint>& points) {
-  std::vector<cv::Point> result;
-  for (const KXPoint& p : points) result.emplace_back(p.x, p.y);
-  return result;
-}
-
-void OpenCvStar(State& state) {
-  cv::setNumThreads(1);
-  cv::Mat image(kStarSide, kStarSide, CV_8UC1, cv::Scalar(0));
-  const std::vector<std::vector<cv::Point>> star{Convert(Star())};
-  for (auto _ : state) {
-    cv::fillPoly(image, star, cv::Scalar(128));
-    benchmark::ClobberMemory();
-  }
-}
-
-void OpenCvTriangles(State& state) {
-  cv::setNumThreads(1);
-  cv::Mat image(kTriangleSide, kTriangleSide, CV_8UC4, cv::Scalar(0));
-  const std::vector<cv::Point> points = Convert(Triangles());
-  for (auto _ : state) {
-    for (int i = 0; i < kTriangles; ++i) {
-      cv::fillConvexPoly(image, &points[static_cast<std::size_t>(i) * 3], 3,
-                         cv::Scalar(i & 255, i >> 8, 0, 255));
-    }
-    benchmark::ClobberMemory();
-  }
-  state.SetItemsProcessed(state.iterations() * kTriangles);
 }
 #endif
 
