@@ -59,7 +59,8 @@ class KX_EXPORT KXLength : public _QMLENGTH {
   }
 
   /// Store and restore value, unit (4 bytes) and resolution; what is read is taken as `Set` does.
-  /// Written in room persist.
+  /// What an archive without a cache does not hold any more reads as 0, as everywhere: a resolution
+  /// of 0 leaves that which is there. Written in room persist.
   void ReadArchive(KXArchive& archive);
   void WriteArchive(KXArchive& archive) const;
 };

@@ -59,7 +59,8 @@ class KX_EXPORT KXNumber : public _QMNUMBER {
   KXNumber operator+(int n) const;
   KXNumber operator-(int n) const;
 
-  /// Store and restore the number in 4 bytes and the 4 of the suffix. Written in room persist.
+  /// Store and restore the number in 4 bytes and the 4 of the suffix. What an archive without a
+  /// cache does not hold any more reads as 0, as everywhere. Written in room persist.
   void ReadArchive(KXArchive& archive);
   void WriteArchive(KXArchive& archive) const;
 

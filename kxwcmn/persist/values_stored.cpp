@@ -1,7 +1,6 @@
 #include "kxwcmn/core/length.h"
 #include "kxwcmn/core/number.h"
 #include "kxwcmn/persist/archive.h"
-#include "kxwcmn/persist/streams_internal.h"
 
 KXArchive& operator<<(KXArchive& archive, const _QMNUMBER& number) {
   archive << number.number;
@@ -12,7 +11,7 @@ KXArchive& operator<<(KXArchive& archive, const _QMNUMBER& number) {
 KXArchive& operator>>(KXArchive& archive, _QMNUMBER& number) {
   _QMNUMBER read{};
   archive >> read.number;
-  kxw::ReadAll(archive, read.suffix, sizeof read.suffix);
+  archive.Read(read.suffix, sizeof read.suffix);
   number = KXNumber(read);
   return archive;
 }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "kxwcmn/core/dpoint.h"
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/filepath.h"
 #include "kxwcmn/core/length.h"
 #include "kxwcmn/core/number.h"
@@ -30,6 +31,14 @@ TEST(StoredValues, NumbersAndLengthsHaveTheirBytes) {
   KXNumber expected;
   expected.SetNumber(7, "ABC");
   EXPECT_TRUE(number == expected && length == KXLength(2, 5, 72));
+  // A stream that ends early is a failure with a cache; without one, missing bytes are 0.
+  const std::string cut = Hex("00000007 4100 ");
+  StringArchive cached(kLoadBig, 64, cut), plain(kLoadBig, 0, cut);
+  EXPECT_EQ(CodeOf([&] { cached >> number; }), kxw::kFailureBadArgument);
+  EXPECT_TRUE(number == expected);
+  plain >> number >> length;
+  expected.SetNumber(7, "A");
+  EXPECT_TRUE(number == expected && length == KXLength(0, 0, 72));
 }
 
 // Counts, points and shadows after each step; 0.5 at 90 pixels a unit is 45.
