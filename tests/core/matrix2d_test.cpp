@@ -59,6 +59,7 @@ TEST(Matrix2D, MultipliesFromTheLeft) {
   KXMatrix2D kept(other);
   EXPECT_EQ(KXMatrix2D(1, 2, 3, 2, 4, 6, 0, 0, 1).CalcInverse(kept), 0);
   EXPECT_TRUE(kept == other);
+  EXPECT_EQ(KXMatrix2D(1e-200, 0, 0, 0, 1, 0, 0, 0, 1).CalcInverse(kept), 1);  // not quite 0
   EXPECT_EQ(CodeOf([&] { m.At(3, 0); }), 0x20010008);
 }
 
@@ -71,10 +72,17 @@ TEST(Matrix2D, BoundsAndRounds) {
   const KXRect bound = turn.MultiplyBound(KXRect(1, 2, 5, 4));
   EXPECT_EQ(bound, KXRect(-4, 1, -2, 5));
   EXPECT_EQ(turn.MultiplyBound(KXRectF(1, 2, 5, 4)), KXRectF(-4, 1, -2, 5));
+  for (const int slant : {1, -1}) {  // each corner is an end of one of the two
+    KXMatrix2D shear;
+    shear.Shear(slant, 0);
+    EXPECT_EQ(shear.MultiplyBound(KXRectD(1, 2, 5, 4)),
+              slant > 0 ? KXRectD(3, 2, 9, 4) : KXRectD(-3, 2, 3, 4));
+  }
   KXMatrix2D half;
   half.Scale(0.5, -0.75);
   EXPECT_EQ(half.MultiplyPoint(KXPoint(3, 3)), KXPoint(1, -2));  // truncated
   EXPECT_TRUE(half.IsReverseMatrix() && !turn.IsReverseMatrix());
+  EXPECT_FALSE(KXMatrix2D(1, 2, 0, 2, 4, 0, 0, 0, 1).IsReverseMatrix());
   EXPECT_EQ(half.GetScale(), 0.5);
   half.Transfer(4, 5);
   EXPECT_EQ(half.GetTransfer(), KXPointD(4, 5));

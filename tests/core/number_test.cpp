@@ -52,9 +52,10 @@ TEST(Number, SuffixesCountOn) {
     const char* from;
     int n;
     const char* to;
-  } cases[] = {{"A", 1, "B"},   {"Z", 1, "AA"},   {"Y", 26, "AY"},  {"Z", 26, "AZ"},
-               {"AZ", 1, "BA"}, {"AB", 26, "BB"}, {"ZZ", 1, "AAA"}, {"ZZ", 2, "ABA"},
-               {"ZA", 3, "ZD"}, {"", 1, ""},      {"ABC", 1, "ABC"}};
+  } cases[] = {{"A", 1, "B"},   {"Z", 1, "AA"},   {"Y", 26, "AY"},   {"Z", 26, "AZ"},
+               {"AZ", 1, "BA"}, {"AB", 26, "BB"}, {"ZZ", 1, "AAA"},  {"ZZ", 2, "ABA"},
+               {"ZA", 3, "ZD"}, {"", 1, ""},      {"ABC", 1, "ABC"}, {"AY", 1, "AZ"},
+               {"YZ", 1, "ZA"}};
   for (const auto& c : cases) {
     KXString suffix(c.from);
     KXNumber::IncrementSuffix(suffix, c.n);
@@ -80,7 +81,7 @@ TEST(Number, ComparesByNumberThenSuffix) {
   EXPECT_TRUE(make(12, "Z") < make(13, "") && make(12, "\xC0") > make(12, "a"));
   EXPECT_TRUE(make(12, "") == 12 && make(12, "A") != 12 && make(12, "A") > 12 &&
               make(11, "A") < 12);
-  EXPECT_TRUE(make(12, "ABCD") == make(12, "ABC"));
+  EXPECT_TRUE(make(12, "ABCD") == make(12, "ABC") && make(12, "ABC") < make(12, "ABD"));
   EXPECT_TRUE(make(12, "A") + 3 == make(15, "A") && make(12, "A") - 13 == make(-1, "A"));
   EXPECT_TRUE(KXNumber(2147483647) + 1 == -2147483647 - 1);
   EXPECT_TRUE(KXNumber().IsEmpty() && !make(0, "A").IsEmpty() && !KXNumber(1).IsEmpty());

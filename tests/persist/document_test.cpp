@@ -6,15 +6,16 @@
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/persist/archive.h"
-#include "kxwcmn/persist/archivemem.h"
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
 #include "tests/support/failure.h"
+#include "tests/support/streams.h"
 #include "tests/testfolder.h"
 
 namespace {
 
 using namespace std::string_literals;
+using namespace testing_kxw;
 using kxw::detail::FaultPoint;
 using kxw::detail::ScopedFaults;
 namespace fs = std::filesystem;
@@ -32,12 +33,13 @@ struct Note : KXDocument {
       archive >> value;
     } else {
       WriteVersionInfo(archive);
+      written = GetSerializeVersion();
       archive << value;
       if (fails) kxThrowError(1234);
     }
   }
   UINT endian;
-  WORD value = 0x0708;
+  WORD value = 0x0708, written = 0;
   bool fails = false;
   std::string modes;
 };
@@ -66,15 +68,17 @@ TEST(Document, WritesItsHeadInBothByteOrders) {
   EXPECT_EQ(folder.ReadFile("l"), "\x34\x33\x32\x31\x05\x01\x08\x07");
   EXPECT_EQ(folder.ReadFile("b"), "\x31\x32\x33\x34\x01\x05\x07\x08");
   KXDocument plain;
-  KXArchiveMem archive(kxw::kArchiveStore | plain.GetEndianMode(0), 0);
+  StringArchive archive(kxw::kArchiveStore | plain.GetEndianMode(0), 0);
   plain.WriteVersionInfo(archive);
-  EXPECT_EQ(std::string(static_cast<char*>(archive.Lock()), 6), "\0\0\0\0\0\1"s);
-  archive.Unlock();
+  EXPECT_EQ(archive.bytes, "\0\0\0\0\0\1"s);
   // An older version on request, for one save.
   little.SetSerializeVersion(0x0100);
   EXPECT_EQ(folder.Save(little, "old"), 0);
   EXPECT_EQ(folder.ReadFile("old").substr(4, 2), "\0\1"s);
   EXPECT_EQ(little.GetSerializeVersion(), 0x0105);
+  EXPECT_EQ(folder.Open(little, "old"), 0);
+  EXPECT_EQ(little.OnSaveDocument(nullptr), 1);
+  EXPECT_EQ(little.written, 0x0105);
 }
 
 TEST(Document, OpensWhatItKnows) {
@@ -124,9 +128,21 @@ TEST(Document, CountsChangesAndKnowsItsName) {
   EXPECT_TRUE(note.IsReadOnly() && note.GetDocumentFileName(name) && name == "y.doc");
   EXPECT_FALSE(note.IsNewDocument() || note.GetNewDocumentName(name));
   note.SetSaveMode(2);
-  Note copy(note);
-  EXPECT_TRUE(copy.IsCopySave() && copy.IsReadOnly() && copy.GetDocumentFilePath(path));
-  EXPECT_EQ(note.OnNewDocument(), 1);
+  note.SetSerializeVersion(0x0102);
+  note.PushModify();
+  Note copy(0);
+  copy = note;
+  EXPECT_TRUE(copy.IsCopySave() && copy.IsSaveAs() && copy.IsReadOnly() && copy.IsModified());
+  EXPECT_TRUE(copy.GetDocumentFilePath(path) && copy.GetCreater() == 0x41424344);
+  StringArchive head(kStoreBig, 0);
+  copy.WriteVersionInfo(head);
+  EXPECT_EQ(head.bytes, "1234\1\2");
+  copy.ClearSerializeVersion();
+  EXPECT_EQ(copy.GetSerializeVersion(), 0x0105);
+  EXPECT_EQ(copy.OnNewDocument(), 1);
+  EXPECT_TRUE(copy.IsNewDocument() && !copy.IsModified());
+  EXPECT_TRUE(copy.GetNewDocumentName(name) && name == "untitled");
+  note.SetNewDocumentName("new");
   EXPECT_TRUE(note.IsNewDocument());
   EXPECT_EQ(note.FileOpenDialog(path) + note.FileSaveDialog(path, 1), 4);
 }
@@ -170,7 +186,9 @@ TEST(Document, AFailedSaveLeavesTheOldFileAndState) {
   note.SetSerializeVersion(0x0100);
   EXPECT_EQ(folder.Save(note, "b"), 1234);
   expectAsBefore(1);  // which stays
+  note.PushModify();
   EXPECT_EQ(CodeOf([&] { note.OnSaveDocument(nullptr); }), 1234);
+  note.PopModify();  // of two: there was nothing to take back
   expectAsBefore(2);
   note.fails = false;
   for (const FaultPoint point : {FaultPoint::kWrite, FaultPoint::kRename, FaultPoint::kSync}) {

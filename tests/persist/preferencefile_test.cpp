@@ -108,7 +108,11 @@ TEST(PreferenceFile, StoresEveryTypeAsTold) {
   EXPECT_EQ(std::string(buffer, 4), " \0xx"s);  // a blank stays one there
   EXPECT_TRUE(file.GetPreferenceFile("t", buffer, 3));
   EXPECT_EQ(std::string(buffer, 4), "a\r\nx");  // cut, without an end
-  // Another size, another case, no such label.
+  // Another size, another case, no such label, a colour without its blue.
+  file.ClosePreferenceFile();
+  folder.WriteFile("f", bytes.substr(0, bytes.size() - 9));
+  ASSERT_EQ(file.OpenPreferenceFile(0, folder.File()), 1);
+  EXPECT_FALSE(file.GetPreferenceFile("c", c));
   EXPECT_FALSE(file.GetPreferenceFile("i", s) || file.GetPreferenceFile("I", i) ||
                file.GetPreferenceFile("b", 2, b) || file.GetPreferenceFile("c", i) ||
                file.GetPreferenceFile("x", t) || file.GetPreferenceFile("", t) ||
@@ -228,9 +232,21 @@ TEST(PreferenceFile, FailsClearlyAndLosesNothing) {
   const Folder folder;
   KXPreferenceFile file;
   EXPECT_EQ(file.OpenPreferenceFile(0, folder.File()), 0);
+  EXPECT_EQ(file.OpenPreferenceFile(2, folder.File()), 0);  // 1 alone is for writing
   EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile("a", 1); }), kxw::kFailureBadArgument);
   EXPECT_EQ(CodeOf([&] { file.OpenPreferenceFile(0, folder.Path().c_str()); }),
             kxw::kErrorAccessDenied);
+  // What was made for a file that was not there goes with the failure.
+  ASSERT_EQ(file.OpenPreferenceFile(1, folder.File()), 1);
+  file.SetPreferenceFile("a", 1);
+  {
+    ScopedFaults faults;
+    faults.Fail(FaultPoint::kWrite, 1, kxw::kErrorDiskFull);
+    EXPECT_EQ(CodeOf([&] { file.ClosePreferenceFile(); }), kxw::kErrorDiskFull);
+  }
+  EXPECT_TRUE(fs::is_empty(folder.Host()));
+  file.ClosePreferenceFile();
+  folder.WriteFile("f", "");
   folder.Save([](KXPreferenceFile&) {});
   EXPECT_TRUE(folder.Has("f") && folder.ReadFile("f").empty());
   // A link to nothing is a new file; one that cannot be looked at is not overwritten as if it were.

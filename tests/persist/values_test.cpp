@@ -41,7 +41,7 @@ TEST(StoredValues, NumbersAndLengthsHaveTheirBytes) {
   EXPECT_TRUE(number == expected && length == KXLength(0, 0, 72));
 }
 
-// Counts, points and shadows after each step; 0.5 at 90 pixels a unit is 45.
+// Points and shadows after each step; 0.511 at 90 pixels a unit is 45.99, which is truncated.
 TEST(DPoint, KeepsPointsAndShadows) {
   KXDPoint list;
   EXPECT_EQ(list.GetAngle() * 1000 + list.GetOpacity(), 5100);
@@ -53,20 +53,21 @@ TEST(DPoint, KeepsPointsAndShadows) {
     list.GetPoint(shadow, index);
     return std::to_string(p.x) + " " + std::to_string(shadow.x) + " " + std::to_string(shadow.y);
   };
-  list.AddPoint(tagPOINTD{0.5, -0.99});
-  EXPECT_EQ(at(0), "0.500000 45 -89");
+  list.AddPoint(tagPOINTD{0.511, -0.999});
+  EXPECT_EQ(at(0), "0.511000 45 -89");
   list.AddPoint(tagPOINT{7, 8});
   EXPECT_EQ(at(1), "0.000000 7 8");
   list.SetResolution(10);
-  EXPECT_EQ(at(0), "0.500000 45 -89");
+  EXPECT_EQ(at(0), "0.511000 45 -89");
   list.Offset(tagPOINTD{1, 1}, -1);
-  EXPECT_EQ(at(0), "1.500000 15 0");
-  EXPECT_EQ(at(1), "1.000000 10 10");
+  EXPECT_EQ(at(0) + "|" + at(1), "1.511000 15 0|1.000000 10 10");
   list.Offset(tagPOINT{2147483647, 1}, 0);
-  EXPECT_EQ(at(0), "1.500000 -2147483634 1");
+  EXPECT_EQ(at(0), "1.511000 -2147483634 1");
+  list.Offset(tagPOINT{0, 1}, -1);
+  EXPECT_EQ(at(0) + "|" + at(1), "1.511000 -2147483634 2|1.000000 10 11");
   list.AddPoint(tagPOINTD{3, 3});
   list.RemovePoint(0);
-  EXPECT_EQ(at(0) + "|" + at(1), "1.000000 10 10|3.000000 30 30");
+  EXPECT_EQ(at(0) + "|" + at(1), "1.000000 10 11|3.000000 30 30");
   list.AddPoint(tagPOINTD{4, 4});
   list.RemovePoint(9);
   list.RemovePoint(2147483647);
@@ -79,11 +80,20 @@ TEST(DPoint, KeepsPointsAndShadows) {
     EXPECT_EQ(at(outside), "0.000000 0 0");
   }
   list.RemovePoint(-2);
+  list.SetAngle(6);
+  list.SetColor(7);
   KXDPoint copy(&list);
   list.RemovePoint(-1);
   list.RemovePoint(0);
   EXPECT_EQ(list.GetCount() + 100 * copy.GetCount(), 1000);
   EXPECT_EQ(at(9), "8.000000 80 0");  // emptied, not cleared
+  list.AddPoint(tagPOINTD{9, 9});
+  list.RemovePoint(0);  // what lies behind the end moves down too
+  EXPECT_EQ(at(0), "0.000000 0 0");
+  EXPECT_TRUE(copy.GetAngle() == 6 && copy.GetColor() == 7);
+  copy.SetPoint(tagPOINTD{1.19, 1}, 9);
+  list = copy;
+  EXPECT_EQ(at(9), "1.190000 11 10");  // with the resolution
 }
 
 std::string Stored(const std::string& count, int points) {
