@@ -43,7 +43,8 @@ enum FileAttribute : DWORD {
 // it as last error as well.
 
 /// Opens or creates a file. `creator` and `type` are four-character codes that this host has no use
-/// for. `kFileNoBuffering` is dropped silently where the file system refuses it. A file opened with
+/// for. `kFileNoBuffering` is dropped silently where the file system refuses it. What is made with
+/// `kFileTemporary` is for this user alone, and a link in its place is refused. A file opened with
 /// `kFileDeleteOnClose` stays visible while it is open, is in use for `RemoveUnused`, and is
 /// removed when the process that opened it closes it; a forked child that closes it leaves it
 /// alone.

@@ -20,6 +20,10 @@ std::string HostPath(const char* path);
 /// character is missing in the code page, or an element contains a backslash of its own.
 bool LibraryPath(const std::string& hostPath, std::string* path);
 
+/// `path` from the root on, so that it stays right when the process changes its current folder.
+/// Fails with `kErrorInvalidName` if the current folder has no form in the library.
+int AbsolutePath(const char* path, std::string* absolute);
+
 /// What is known of a file or folder. Times are seconds since 1970, UTC.
 struct FileInfo {
   DWORD attributes = 0;  // FileAttribute bits
@@ -47,7 +51,8 @@ int RemoveTree(const char* path);
 
 /// Deletes a file or link of a process that has died. Fails with `kErrorSharingViolation`, and
 /// leaves it, while some process has it open to be deleted on closing; leaves what cannot be opened
-/// too, for nobody can tell. Where the file system knows no locks every file counts as unused.
+/// or asked for its locks too, for nobody can tell. Where the file system has no locks at all every
+/// file counts as unused.
 int RemoveUnused(const char* path);
 
 /// Copies a regular file with its rights and the time of its last change. A source that is a link

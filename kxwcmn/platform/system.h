@@ -25,8 +25,14 @@ namespace kxw {
 /// The host's page size in bytes.
 DWORD PageSize();
 
-/// The number of this process. A forked child has another one.
-u64 ProcessId();
+/// How many forks lie between this process and the one that loaded the library: what was made in
+/// another generation belongs to an ancestor. A number of the host tells less, for two processes
+/// may have the same one in different name spaces.
+unsigned ForkGeneration();
+
+/// How often this process has begun to fork. While that has not changed, nobody else has got hold
+/// of what it opened.
+unsigned ForksBegun();
 
 /// Milliseconds since some moment; they wrap after 49 days and never go back otherwise.
 DWORD MillisecondClock();

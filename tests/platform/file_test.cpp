@@ -8,6 +8,7 @@
 
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/memory.h"
 #include "tests/testfolder.h"
 
@@ -142,6 +143,12 @@ TEST(File, DeletedOnCloseButNotSomebodyElsesFile) {
   const TestFolder folder;
   FileHandle file = Create(folder.Path("f"), kxw::kFileDeleteOnClose | kxw::kFileTemporary);
   EXPECT_TRUE(folder.Has("f"));
+  EXPECT_EQ(std::filesystem::status(folder.Host() / "f").permissions(),
+            std::filesystem::perms(0600));
+  std::filesystem::create_symlink("f", folder.Host() / "link");
+  FileHandle linked = kNoFile;
+  EXPECT_NE(Open(folder.Path("link"), kReadWrite, kxw::kOpenAlways, &linked, kxw::kFileTemporary),
+            0);
   qmCloseFile(file);
   EXPECT_FALSE(folder.Has("f"));
 
@@ -150,6 +157,28 @@ TEST(File, DeletedOnCloseButNotSomebodyElsesFile) {
   folder.WriteFile("f", "another");
   EXPECT_EQ(qmCloseFile(file), 0);
   EXPECT_TRUE(folder.Has("f"));
+}
+
+// Where nobody can tell whether a file is in use, it stays.
+TEST(File, RemovesWhatIsUnused) {
+  const TestFolder folder;
+  const auto remove = [&](int codeOfLock) {
+    ScopedFaults faults;
+    if (codeOfLock) faults.Fail(FaultPoint::kLock, 1, codeOfLock);
+    return kxw::RemoveUnused(folder.Path("f").c_str());
+  };
+  const FileHandle file = Create(folder.Path("f"), kxw::kFileDeleteOnClose);
+  EXPECT_EQ(remove(0), kxw::kErrorSharingViolation);
+  EXPECT_TRUE(folder.Has("f"));
+  qmCloseFile(file);
+  folder.WriteFile("f", "old");
+  EXPECT_EQ(remove(kxw::kErrorIoDevice), kxw::kErrorSharingViolation);
+  EXPECT_EQ(remove(kxw::kErrorNotSupported), 0);
+  EXPECT_FALSE(folder.Has("f"));
+  folder.WriteFile("f", "old");
+  std::filesystem::permissions(folder.Host() / "f", std::filesystem::perms(0444));
+  EXPECT_EQ(remove(0), 0);
+  EXPECT_FALSE(folder.Has("f"));
 }
 
 TEST(File, NamesChangeWithoutReplacing) {

@@ -1,8 +1,11 @@
 #include "kxwcmn/platform/memory.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 #include <map>
 #include <random>
@@ -157,5 +160,52 @@ TEST(Memory, ServesManyThreads) {
   }
   for (std::thread& thread : threads) thread.join();
 }
+
+TEST(Memory, CountsWhatFreedBlocksStillHold) {
+  for (const DWORD size : {20480u, 131072u, 196608u, 1u << 20}) {
+    SCOPED_TRACE(size);
+    BYTE *kept = Alloc(size), *freed = Alloc(size);
+    kxw::TrimIdleMemory(0);
+    EXPECT_EQ(kxw::IdleMemory(), 0u);
+    qmFreePtr(freed);
+    EXPECT_EQ(kxw::IdleMemory(), size);
+    freed = Alloc(size);
+    EXPECT_EQ(kxw::IdleMemory(), 0u);
+    std::fill_n(kept, size, BYTE{7});
+    qmFreePtr(freed);
+    kxw::TrimIdleMemory(0);
+    EXPECT_EQ(kxw::IdleMemory(), 0u);
+    EXPECT_TRUE(IsFilled(kept, 0, size, 7));
+    qmFreePtr(kept);
+  }
+}
+
+#if !defined(__SANITIZE_ADDRESS__)
+// A fork may come while another thread is at work on the regions.
+TEST(Memory, ServesAForkedChildOfABusyProcess) {
+  kxw::Regions& regions = kxw::Regions::Get();
+  std::atomic<bool> ends = false;
+  std::thread busy([&] {
+    while (!ends) {
+      regions.Free(regions.Allocate(0x100000, false));
+      regions.MappedBytes();
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(5);
+      regions.MappedBytes();
+      _exit(0);
+    }
+    int status = 0;
+    const bool ended = waitpid(child, &status, 0) == child && status == 0;
+    EXPECT_TRUE(ended) << i << ": " << status;
+    if (!ended) break;
+  }
+  ends = true;
+  busy.join();
+}
+#endif
 
 }  // namespace

@@ -23,6 +23,7 @@ enum class FaultPoint {
   kSeek,
   kSetEnd,
   kRename,
+  kLock,
   kSync,      // a file or folder brought to the disk
   kDiskFree,  // a query of a disk's sizes
   kCount

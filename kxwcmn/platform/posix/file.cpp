@@ -17,6 +17,7 @@
 #include "kxwcmn/platform/filesystem.h"
 #include "kxwcmn/platform/posix/file_internal.h"
 #include "kxwcmn/platform/posix/host_internal.h"
+#include "kxwcmn/platform/system.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ using kxw::detail::FaultAt;
 using kxw::detail::FaultPoint;
 
 constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kTemporaryFileMode = 0600;  // of what nobody else has to do with
 constexpr mode_t kNewFolderMode = 0777;
 constexpr u64 kMostPerHostCall = u64{1} << 30;  // some hosts refuse 2 GiB and more
 
@@ -39,7 +41,7 @@ struct OpenFile {
   bool readable, writable;
   bool unbuffered;
   std::string deletedPath;  // host form; empty unless the file is deleted on closing
-  pid_t deleter = 0;        // the process that deletes it
+  unsigned deleter = 0;     // the fork generation of the process that deletes it
 };
 
 OpenFile* FileOf(kxw::FileHandle file) {
@@ -47,10 +49,10 @@ OpenFile* FileOf(kxw::FileHandle file) {
   return reinterpret_cast<OpenFile*>(file);
 }
 
-int OpenRetrying(const char* path, int flags) {
+int OpenRetrying(const char* path, int flags, mode_t mode) {
   int descriptor;
   do {
-    descriptor = open(path, flags, kNewFileMode);
+    descriptor = open(path, flags, mode);
   } while (descriptor < 0 && errno == EINTR);
   return descriptor;
 }
@@ -75,16 +77,16 @@ int FlagsOfDisposition(DWORD disposition) {
 
 /// Opens, and drops the wish for unbuffered access where the file system refuses it. Returns the
 /// descriptor, or -1 with errno set.
-int OpenOnHost(const char* path, int flags, bool* unbuffered) {
+int OpenOnHost(const char* path, int flags, mode_t mode, bool* unbuffered) {
 #ifdef O_DIRECT
   if (*unbuffered) {
-    const int descriptor = OpenRetrying(path, flags | O_DIRECT);
+    const int descriptor = OpenRetrying(path, flags | O_DIRECT, mode);
     if (descriptor >= 0 || errno != EINVAL) return descriptor;
     flags &= ~O_EXCL;  // the refused call may have made the file
   }
 #endif
   *unbuffered = false;
-  return OpenRetrying(path, flags);
+  return OpenRetrying(path, flags, mode);
 }
 
 /// After a transfer that was refused for its alignment or by the file system, goes on through the
@@ -98,6 +100,12 @@ bool DropUnbuffered(OpenFile* file) {
   }
 #endif
   return false;
+}
+
+/// Takes a lock of the whole file at once. Returns 0 or errno.
+int LockOnHost(int descriptor, int kind) {
+  if (const int error = kxw::HostErrorAt(FaultPoint::kLock)) return error;
+  return flock(descriptor, kind | LOCK_NB) == 0 ? 0 : errno;
 }
 
 /// Removes a file that was to be deleted on closing, unless its name has gone to another file
@@ -178,9 +186,11 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
   const std::string hostPath = kxw::HostPath(path);
   if (hostPath.empty()) return Report(kxw::kErrorPathNotFound);
   bool unbuffered = flags & kxw::kFileNoBuffering;
+  const bool temporary = flags & kxw::kFileTemporary;
+  if (temporary) hostFlags |= O_NOFOLLOW;
   // A pipe without a partner would let the opening wait.
-  const int descriptor =
-      OpenOnHost(hostPath.c_str(), hostFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, &unbuffered);
+  const int descriptor = OpenOnHost(hostPath.c_str(), hostFlags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
+                                    temporary ? kTemporaryFileMode : kNewFileMode, &unbuffered);
   if (descriptor < 0) return Report(CodeOfHostError(errno));
 
   struct stat status;
@@ -196,10 +206,10 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
   }
   if (flags & kxw::kFileDeleteOnClose) {
     opened->deletedPath = hostPath;
-    opened->deleter = getpid();
-    // The sign of being in use. It is refused only while somebody removes the name; the file serves
-    // on without one.
-    flock(descriptor, LOCK_SH | LOCK_NB);
+    opened->deleter = kxw::ForkGeneration();
+    // The sign of being in use. It is refused only while somebody removes the name, or by a file
+    // system without locks; the file serves on without one.
+    LockOnHost(descriptor, LOCK_SH);
   }
   *file = reinterpret_cast<kxw::FileHandle>(opened);
   return Report(0);
@@ -208,7 +218,7 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
 int qmCloseFile(kxw::FileHandle handle) {
   OpenFile* file = FileOf(handle);
   if (!file) return Report(kxw::kErrorInvalidHandle);
-  if (file->deleter == getpid()) RemoveNameOf(*file);
+  if (!file->deletedPath.empty() && file->deleter == kxw::ForkGeneration()) RemoveNameOf(*file);
   // Never repeated: the descriptor is gone even when the host says that it was interrupted.
   const int result = close(file->descriptor);
   const int code = result == 0 || errno == EINTR ? 0 : CodeOfHostError(errno);
@@ -310,12 +320,16 @@ int qmDeleteFile(const char* path) {
 int kxw::RemoveUnused(const char* path) {
   const std::string hostPath = HostPath(path);
   if (hostPath.empty()) return Report(kErrorPathNotFound);
-  const int file =
-      open(hostPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  // Some file systems lock against others only what may be written.
+  int file = open(hostPath.c_str(), O_RDWR | kFlags);
+  if (file < 0 && (errno == EACCES || errno == EROFS)) file = open(hostPath.c_str(), kFlags);
   const bool isLinkOrSocket = file < 0 && (errno == ELOOP || errno == ENXIO);
   if (file < 0 && !isLinkOrSocket) return ReportHost(false);
+  const int error = file < 0 ? 0 : LockOnHost(file, LOCK_EX);
   int code = kErrorSharingViolation;
-  if (file < 0 || flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+  // Where locks do not exist nobody holds one; any other failure may hide somebody's.
+  if (error == 0 || error == ENOSYS || error == EOPNOTSUPP) {
     code = unlink(hostPath.c_str()) == 0 ? 0 : CodeOfHostError(errno);
   }
   if (file >= 0) close(file);

@@ -1,6 +1,12 @@
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
+#include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/filesystem.h"
+#include "kxwcmn/platform/path.h"
+#include "kxwcmn/platform/posix/host_internal.h"
 #include "kxwcmn/platform/text.h"
 
 namespace kxw {
@@ -25,6 +31,21 @@ bool LibraryPath(const std::string& hostPath, std::string* path) {
   std::replace(result.begin(), result.end(), '/', '\\');
   *path = std::move(result);
   return true;
+}
+
+int AbsolutePath(const char* path, std::string* absolute) {
+  std::string result = path ? path : "";
+  if (result.empty() || !IsAnyDelimiter(result[0])) {
+    std::error_code error;
+    const std::string current = std::filesystem::current_path(error).string();
+    if (error) return Report(CodeOfHostError(error.value()));
+    std::string front;
+    if (!LibraryPath(current, &front)) return Report(kErrorInvalidName);
+    if (!IsAnyDelimiter(front.back())) front += '\\';
+    result = front + result;
+  }
+  *absolute = std::move(result);
+  return Report(0);
 }
 
 }  // namespace kxw

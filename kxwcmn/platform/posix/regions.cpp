@@ -1,5 +1,6 @@
 #include "kxwcmn/platform/posix/regions_internal.h"
 
+#include <pthread.h>
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -125,6 +126,11 @@ Regions& Regions::Get() {
   static Regions& regions = *new Regions;
   return regions;
 }
+
+// A thread of the parent that was at work at the moment of a fork does not go on in the child: the
+// lock that it held would never end there. So forks wait for it.
+const int Regions::kForks = pthread_atfork(
+    [] { Get().mutex_.lock(); }, [] { Get().mutex_.unlock(); }, [] { Get().mutex_.unlock(); });
 
 // Four sizes to a doubling: the two bits behind the leading one of size - 1 tell the quarter.
 int Regions::ClassOf(std::size_t size) {

@@ -72,6 +72,8 @@ class Regions {
   static constexpr std::size_t kMostSlots = kRegionSize / kSmallest;
   static constexpr int kClasses = 21;  // four to a doubling, from kSmallest to kLargestSlot
 
+  static const int kForks;
+
   static int ClassOf(std::size_t size);
   static std::size_t SizeOfClass(int sizeClass);
 

@@ -1,17 +1,34 @@
 #include "kxwcmn/platform/system.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 
 namespace kxw {
+
+namespace {
+
+std::atomic<unsigned> forkGeneration = 0;
+std::atomic<unsigned> forksBegun = 0;
+
+[[maybe_unused]] const int watched = pthread_atfork([] { ++forksBegun; }, nullptr,
+                                                    [] {
+                                                      ++forkGeneration;
+                                                      forksBegun = 0;
+                                                    });
+
+}  // namespace
 
 DWORD PageSize() {
   static const auto size = static_cast<DWORD>(sysconf(_SC_PAGESIZE));
   return size;
 }
 
-u64 ProcessId() { return static_cast<u64>(getpid()); }
+unsigned ForkGeneration() { return forkGeneration.load(std::memory_order_relaxed); }
+
+unsigned ForksBegun() { return forksBegun.load(std::memory_order_relaxed); }
 
 DWORD MillisecondClock() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
