@@ -17,6 +17,7 @@ namespace {
 
 constexpr UINT kSwapType = 0x53574150;  // "SWAP"
 constexpr u64 kMostBytes = 0x7FFFFFFF;
+constexpr u64 kMostBytesOfBlock = std::numeric_limits<DWORD>::max();
 
 /// Raises what keeps `size` more bytes from going to the disk of `path`.
 void CheckFreeSpace(const KXFilePath& path, u64 size) {
@@ -49,8 +50,7 @@ int KXSwap::Create(unsigned int* size, KXFilePath& path, int buffered) {
 
     flags_ = kxw::kFileTemporary | kxw::kFileDeleteOnClose;
     if (!buffered) flags_ |= kxw::kFileNoBuffering;
-    file_ = MakeFile(path, first);
-    maker_ = kxw::ProcessId();
+    MakeFile(path, first);
 
     garbage_ = std::make_unique<KXGarbage>();
     garbage_->Create(first);
@@ -67,27 +67,32 @@ int KXSwap::Create(unsigned int* size, KXFilePath& path, int buffered) {
   }
 }
 
-/// A file of `size` bytes. Raises if there can be none, and leaves nothing.
-std::unique_ptr<KXFile> KXSwap::MakeFile(const KXFilePath& path, u64 size) const {
+/// Makes the file of this process, `size` bytes long. Raises if there can be none, and leaves
+/// nothing.
+KXFile& KXSwap::MakeFile(const KXFilePath& path, u64 size) {
   auto file = std::make_unique<KXFile>();
   file->Create(path, 0, kSwapType, static_cast<int>(kxw::kFileRead | kxw::kFileWrite),
                kxw::kShareNone, kxw::kCreateAlways, static_cast<int>(flags_));
   file->Seek(static_cast<i64>(size), kxw::kFromBegin);
   file->SetEOF();
-  return file;
+  forksBefore_ = kxw::ForksBegun();
+  return *(files_[kxw::ForkGeneration()] = std::move(file));
 }
 
-/// Gives a forked child its file. Raises if there is none, or can be none.
-void KXSwap::MakeSureOfFile() {
-  if (!file_) kxThrowError(kxw::kErrorInvalidHandle);
-  if (maker_ == kxw::ProcessId()) return;
-  KXFilePath path = file_->GetPath();
+/// The file that a process of this line has made; null without one.
+KXFile* KXSwap::FindFile(unsigned generation) {
+  const auto found = files_.find(generation);
+  return found == files_.end() ? nullptr : found->second.get();
+}
+
+/// The file of this process. A forked child that has none gets it. Raises if there can be none.
+KXFile& KXSwap::OwnFile() {
+  if (files_.empty()) kxThrowError(kxw::kErrorInvalidHandle);
+  if (KXFile* file = FindFile(kxw::ForkGeneration())) return *file;
+  KXFilePath path = files_.rbegin()->second->GetPath();
   if (!path.MakeTempPath(kxw::kSwapPrefix, 1)) kxThrowError(kxw::kFailureNoSwapName);
   try {
-    inherited_.reserve(inherited_.size() + 1);
-    std::unique_ptr<KXFile> own = MakeFile(path, swapSize_);
-    inherited_.push_back(std::exchange(file_, std::move(own)));
-    maker_ = kxw::ProcessId();
+    return MakeFile(path, swapSize_);
   } catch (...) {
     path.Delete(0);
     throw;
@@ -103,23 +108,23 @@ void KXSwap::Destroy() {
 
 void KXSwap::CloseFile() {
   try {
-    if (file_ && maker_ == kxw::ProcessId()) {
-      // Cut first: some file systems write to the disk what a file holds when it is closed,
-      // although it is deleted then.
-      file_->Seek(0, kxw::kFromBegin);
-      file_->SetEOF();
+    // Cut first: some file systems write to the disk what a file holds when it is closed, although
+    // it is deleted then. A child that may still read from it has the last word.
+    KXFile* file = FindFile(kxw::ForkGeneration());
+    if (file && forksBefore_ == kxw::ForksBegun()) {
+      file->Seek(0, kxw::kFromBegin);
+      file->SetEOF();
     }
   } catch (...) {
     // Nothing in the file is of use any more.
   }
-  file_.reset();
-  inherited_.clear();
+  files_.clear();
 }
 
 KXSwapBlock* KXSwap::Allocate(unsigned int size) {
   if (!garbage_) return nullptr;
   const u64 rounded = RoundUp(size, sectorSize_);
-  if (rounded > std::numeric_limits<DWORD>::max()) kxThrowError(kxw::kErrorNotEnoughMemory);
+  if (rounded > kMostBytesOfBlock) kxThrowError(kxw::kErrorNotEnoughMemory);
   std::unique_ptr<KXSwapBlock> block(new (std::nothrow) KXSwapBlock(0, 0, rounded));
   if (!block) kxThrowError(kxw::kErrorNotEnoughMemory);
   block->SetSwapListItem(list_.Append(block.get()));
@@ -141,27 +146,33 @@ void KXSwap::Deallocate(KXSwapBlock* block) {
   delete block;
 }
 
+/// Whether the size of a block is one that Allocate gives.
+bool KXSwap::HasWholeSectors(const KXSwapBlock& block) const {
+  return block.GetSize() <= kMostBytesOfBlock && block.GetSize() % sectorSize_ == 0;
+}
+
 int KXSwap::Write(void* const data, KXSwapBlock* block) {
-  if (!garbage_ || !block) return 0;
+  if (!garbage_ || !block || !HasWholeSectors(*block)) return 0;
   const auto size = static_cast<DWORD>(block->GetSize());
   if (size == 0) return 1;
   try {
-    MakeSureOfFile();
+    KXFile& file = OwnFile();
     if (!block->IsSwapped() && !TakePlace(block)) return 0;
-    file_->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
-    file_->Write(data, size, nullptr);
+    file.Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
+    file.Write(data, size, nullptr);
   } catch (...) {
     return 0;
   }
   block->checksum_ = kxw::BlockChecksum(data, size);  // behind the write, which left them at hand
-  block->file_ = static_cast<unsigned int>(inherited_.size());
+  block->generation_ = kxw::ForkGeneration();
   block->written_ = true;
   ++traffic_.blocksWritten;
   traffic_.bytesWritten += size;
   return 1;
 }
 
-/// Gives `block` a place. False if the disk is full.
+/// Gives `block` a place. False if the disk is full; raises where it cannot be asked, or without
+/// memory for a record.
 bool KXSwap::TakePlace(KXSwapBlock* block) {
   const u64 size = block->GetSize();
   u64 position = 0;
@@ -170,8 +181,6 @@ bool KXSwap::TakePlace(KXSwapBlock* block) {
     const u64 growth = (size + unit - 1) / unit * unit;
     if (growth > std::numeric_limits<unsigned int>::max()) return false;
     if (!Enlarge(static_cast<unsigned int>(growth))) return false;
-    garbage_->Enlarge(static_cast<unsigned int>(growth), swapSize_);
-    swapSize_ += growth;
     if (!garbage_->Request(&position, size)) return false;
   }
   block->SetBeginPos(position);
@@ -181,12 +190,12 @@ bool KXSwap::TakePlace(KXSwapBlock* block) {
 }
 
 int KXSwap::Read(void* data, KXSwapBlock* block) {
-  if (!block || !block->IsSwapped()) return 0;
+  if (!garbage_ || !block || !block->IsSwapped() || !HasWholeSectors(*block)) return 0;
   block->damaged_ = false;
   const auto size = static_cast<DWORD>(block->GetSize());
   DWORD done = 0;
   try {
-    KXFile* file = block->file_ < inherited_.size() ? inherited_[block->file_].get() : file_.get();
+    KXFile* file = FindFile(block->generation_);
     if (!file) kxThrowError(kxw::kErrorInvalidHandle);
     file->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
     file->Read(data, size, &done);
@@ -194,7 +203,6 @@ int KXSwap::Read(void* data, KXSwapBlock* block) {
     qmSetLastError(e.GetErrorCode());
     return 0;
   }
-  // Half a block is no block: what is missing would be painted over with chance.
   if (done != size) {
     qmSetLastError(kxw::kErrorReadFault);
     return 0;
@@ -209,11 +217,21 @@ int KXSwap::Read(void* data, KXSwapBlock* block) {
   return 1;
 }
 
+/// Lets the file and its last gap grow together, or neither.
 int KXSwap::Enlarge(unsigned int size) {
   try {
-    CheckFreeSpace(file_->GetPath(), size);
-    file_->Seek(size, kxw::kFromEnd);
-    file_->SetEOF();
+    KXFile& file = OwnFile();
+    CheckFreeSpace(file.GetPath(), size);
+    file.Seek(static_cast<i64>(swapSize_ + size), kxw::kFromBegin);
+    file.SetEOF();
+    try {
+      garbage_->Enlarge(size, swapSize_);
+    } catch (...) {
+      file.Seek(static_cast<i64>(swapSize_), kxw::kFromBegin);
+      file.SetEOF();
+      throw;
+    }
+    swapSize_ += size;
     return 1;
   } catch (...) {
     return 0;

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <map>
 #include <memory>
-#include <vector>
 
 #include "kxwcmn/core/file.h"
 #include "kxwcmn/core/filepath.h"
@@ -20,8 +20,10 @@
 /// A forked child neither writes to the file of the process that made it, nor cuts or removes it.
 /// Its blocks have the places of the moment of the fork: what it writes goes, at the same places,
 /// to a file of its own that the first write makes beside the other, and what it has not written is
-/// read from the other. A block whose place the parent has used anew meanwhile, or has cut off by
-/// ending, cannot be read any more; that fails and is never taken for the block's contents.
+/// read from the other. What it has on memory counts as changed, for the other file may be written
+/// over. A block that lies there alone and whose place the parent has used anew meanwhile cannot be
+/// read any more; that fails and is never taken for the block's contents. The parent's end costs
+/// the child nothing: the file has no name then, and its bytes stay until the child ends, too.
 class KX_EXPORT KXSwap {
  public:
   KXSwap() = default;
@@ -59,13 +61,14 @@ class KX_EXPORT KXSwap {
   }
 
   /// Writes the bytes of `block`, which takes a place if it has none; the file grows if no gap
-  /// fits. Returns 0 if the disk is full or the write failed. After a failed write the contents of
-  /// its place are undefined.
+  /// fits. Returns 0 if the disk is full or the write failed, and for a size that Allocate does not
+  /// give. After a failed write the contents of its place are undefined.
   int Write(void* const data, KXSwapBlock* block);
 
   /// Reads the bytes of `block`. Returns 0 if it has no place, with the code as last error if not
-  /// all of its bytes could be read, and with 23 if they are not those last written: a host may
-  /// lose what it took into its cache when the disk refuses it later. `data` is undefined then.
+  /// all of its bytes could be read (a short read is a failure, for what is missing would be
+  /// painted over with chance), and with 23 if they are not those last written: a host may lose
+  /// what it took into its cache when the disk refuses it later. `data` is undefined then.
   int Read(void* data, KXSwapBlock* block);
 
   /// The length of the file and the sum of the sizes of the blocks with a place in it, in bytes.
@@ -89,15 +92,16 @@ class KX_EXPORT KXSwap {
  private:
   int Enlarge(unsigned int size);
   bool TakePlace(KXSwapBlock* block);
-  std::unique_ptr<KXFile> MakeFile(const KXFilePath& path, u64 size) const;
-  void MakeSureOfFile();
+  KXFile& MakeFile(const KXFilePath& path, u64 size);
+  KXFile* FindFile(unsigned generation);
+  KXFile& OwnFile();
+  bool HasWholeSectors(const KXSwapBlock& block) const;
 
-  std::unique_ptr<KXFile> file_;  // null without one
-  u64 maker_ = 0;                 // the process that made it
-  DWORD flags_ = 0;               // with which it was made
-  // Those of the processes that this one was forked from, the oldest first. A block counts the
-  // files up to its own.
-  std::vector<std::unique_ptr<KXFile>> inherited_;
+  // By the fork generation of the process that made it: those of the processes that this one was
+  // forked from, and its own if there is one.
+  std::map<unsigned, std::unique_ptr<KXFile>> files_;
+  unsigned forksBefore_ = 0;  // that had begun when the file was made
+  DWORD flags_ = 0;           // with which files are made
   unsigned int sectorSize_ = 0;
   std::unique_ptr<KXGarbage> garbage_;
   kxw::BlockList<KXSwapListItem> list_;

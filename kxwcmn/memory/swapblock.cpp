@@ -3,6 +3,7 @@
 #include "kxwcmn/memory/swap.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/system.h"
 
 int kxw::CodeOfMissingBlock(std::intptr_t block) {
   const auto* missing = reinterpret_cast<const KXSwapBlock*>(block);
@@ -28,7 +29,7 @@ KXSwapBlock& KXSwapBlock::operator=(const KXSwapBlock& other) {
   swapItem_ = other.swapItem_;
   cacheItem_ = other.cacheItem_;
   checksum_ = other.checksum_;
-  file_ = other.file_;
+  generation_ = other.generation_;
   written_ = other.written_;
   damaged_ = other.damaged_;
   return *this;  // no cache counts on what happens to a copy
@@ -54,7 +55,7 @@ void KXSwapBlock::FreeOnMemory(KXVirtualMemory* manager) {
 }
 
 int KXSwapBlock::Purge(KXSwap* swap, KXVirtualMemory* manager) {
-  const bool write = editFlag_ && !temporary_ && IsOnMemory();
+  const bool write = !IsClean() && IsOnMemory();
   if (write) {
     void* data = memory_.Lock();
     const int written = swap ? swap->Write(data, this) : 0;
@@ -67,6 +68,9 @@ int KXSwapBlock::Purge(KXSwap* swap, KXVirtualMemory* manager) {
   FreeOnMemory(manager);
   return 1;
 }
+
+/// Whether its bytes lie in the file of a process that this one was forked from.
+bool KXSwapBlock::IsInherited() const { return written_ && generation_ != kxw::ForkGeneration(); }
 
 void KXSwapBlock::ChangeTemporary() {
   temporary_ = !temporary_;

@@ -93,13 +93,15 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
     if (becomesClean && front_) front_->Reconsider(*this);
   }
 
-  /// Whether it can leave memory without being written.
-  bool IsClean() const { return temporary_ || !editFlag_; }
+  /// Whether it can leave memory without being written. What a forked child has on memory and not
+  /// in a file of its own cannot: its parent may write over the other place.
+  bool IsClean() const { return temporary_ || !(editFlag_ || IsInherited()); }
 
   /// A flag, not a count.
   int IsLocked() const { return locked_; }
 
-  /// Whether the last attempt to read the block found other bytes in the file than were written.
+  /// Whether the last attempt to bring the block in found other bytes in the file than were
+  /// written.
   bool IsDamaged() const { return damaged_; }
 
   const KXVMHandle& GetMemory() const { return memory_; }
@@ -143,9 +145,11 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
   friend class KXSwap;
   friend class KXVMCache;
   friend class KXVMChunk;
+  friend class KXVirtualMemory;
   friend class kxw::EvictionFront;
 
   bool IsPinned() const { return locked_ || absoluteProtect_; }
+  bool IsInherited() const;
 
   void Pin() {
     if (KXVMChunk* chunk = memory_.GetChunk()) ++chunk->pinned_;
@@ -173,8 +177,8 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
 
   // What the swap knows of the bytes in the file.
   u64 checksum_ = 0;
-  unsigned int file_ = 0;  // which of its files holds them
-  bool written_ = false;   // the place was written as a whole
+  unsigned generation_ = 0;  // the fork generation of the process whose file holds them
+  bool written_ = false;     // the place was written as a whole
   bool damaged_ = false;
 };
 

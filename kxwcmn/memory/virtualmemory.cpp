@@ -1,3 +1,23 @@
+// How room is made. KXVMCache::Request alone decides which blocks go: first in, first out, those
+// that cost no writing before all others, a chunk only as a whole. Left alone it would end badly
+// where a disk or the host has nothing more to give, so the manager does more around it:
+//
+// - What lies beyond the budget goes first (EndOverrun). A lock takes its block in although nothing
+//   can go, and the margin, which wraps then, reads as room without end: after one moment of full
+//   disk nothing would ever be evicted again.
+// - Request ends at the first block that cannot be written. Those behind it that need no writing go
+//   after all (RequestClean): a full disk is no reason to fail while memory can be had for nothing.
+// - Where the host has no memory, blocks make some and the operation is tried again (WithMemory).
+// - Nothing is evicted for a block that is larger than the budget, for it never fits.
+// - A read that is short, or that gives other bytes than were written, fails (KXSwap::Read): wrong
+//   pixels would be painted on and stored.
+// - The sweep of old swap files spares those that another process has open (RemoveUnused): only
+//   what nobody uses is rubbish.
+//
+// One locked block keeps its whole chunk of 1 MiB all the same, for only an empty chunk gives
+// memory back: an operation that locks n images at once wants a budget of more than n MiB. Allocate
+// raises 8 where nothing but such chunks is left.
+
 #include "kxwcmn/memory/virtualmemory.h"
 
 #include <algorithm>
@@ -5,6 +25,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/filepath.h"
@@ -67,7 +88,10 @@ void KXVirtualMemory::Create(unsigned int size, const KXFilePath* folder) {
   if (created_) kxThrowError(kxw::kFailureBadArgument);
   KXFilePath swapFile;
   if (folder) {
-    swapFile = *folder;
+    // The process may change its current folder while the file is open.
+    std::string absolute;
+    if (kxw::AbsolutePath(*folder, &absolute) != 0) kxThrowError(kxw::kFailureNoSwapName);
+    swapFile = absolute.c_str();
     swapFile += "dummy.tmp";
   }
   if (!swapFile.MakeTempPath(kxw::kSwapPrefix, folder ? 1 : 0))
@@ -89,11 +113,14 @@ void KXVirtualMemory::Create(unsigned int size, const KXFilePath* folder) {
 
 KXSwapBlock* KXVirtualMemory::Allocate(unsigned int size) {
   KXSwapBlock* block = nullptr;
-  WithMemory(size, [&] { block = swap_->Allocate(size); });
+  const auto make = [&] { block = swap_->Allocate(size); };
+  // What is larger than the budget never fits, so nothing leaves memory for it.
+  const bool fits = size <= physicalMemorySize_;
+  fits ? WithMemory(size, make) : make();
   if (!block) kxThrowError(kxw::kFailureNoSwapSpace);
   // From here on a failure leaves the block in the swap's list, where it ends with the manager.
   const auto rounded = static_cast<unsigned int>(block->GetSize());
-  if (!MakeRoom(rounded)) kxThrowError(kxw::kErrorNotEnoughMemory);
+  if (!fits || !MakeRoom(rounded)) kxThrowError(kxw::kErrorNotEnoughMemory);
   KXVMHandle handle;
   try {
     WithMemory(rounded, [&] { AllocHandle(rounded, handle); });
@@ -159,6 +186,11 @@ void KXVirtualMemory::GiveIdleBack(unsigned int size) {
 /// Lock for a block that is not on memory.
 void* KXVirtualMemory::BringIn(KXSwapBlock* block, int edit, int* loaded) {
   if (!block) return nullptr;
+  if (!KXSwap::IsListed(block)) {
+    qmSetLastError(kxw::kFailureBadArgument);
+    return nullptr;
+  }
+  block->damaged_ = false;  // until the file tells so again
   const auto size = static_cast<unsigned int>(block->GetSize());
   // A lock has to get its block in, also where nothing can be evicted: the pool overruns then.
   MakeRoom(size);

@@ -56,14 +56,15 @@ class KX_EXPORT KXVirtualMemory {
   /// folder whose name contains "SWP" and that no manager has open: a process that died has left
   /// it. Raises KXException with code 0x200132C9 if no unique name can be made, 0x200132C8 if the
   /// file cannot; Create may then be tried again. A manager is created once: another call raises
-  /// 0x20010008 and changes nothing.
+  /// 0x20010008 and changes nothing. A relative `folder` is taken from the current one once.
   void Create(unsigned int size, const KXFilePath* folder = nullptr);
   /// The same for a path or its text: `Create(256 << 20, "/var/tmp")`.
   void Create(unsigned int size, const KXFilePath& folder) { Create(size, &folder); }
 
   /// Makes a block of `size` bytes, rounded up to the disk's sectors: in the pool, not locked, its
   /// contents undefined. Raises KXException with code 8 if there is no room and no other block can
-  /// leave memory, 0x200132C8 before Create. The manager owns the block.
+  /// leave memory, or if there could not be enough (nothing leaves then); 0x200132C8 before Create.
+  /// The manager owns the block.
   KXSwapBlock* Allocate(unsigned int size);
 
   /// Destroys `block`, locked or not. Null does nothing; a copy of a block raises 0x20010008.
@@ -75,7 +76,7 @@ class KX_EXPORT KXVirtualMemory {
   /// that is temporary, comes in with undefined contents. When nothing can be evicted the pool goes
   /// beyond its budget, until something can. Returns null, with the block as it was, also for null;
   /// the last error tells why: 8 without memory, 23 if the file gives back other bytes than were
-  /// written, another code if it cannot be read.
+  /// written, 0x20010008 for a copy of a block, another code if it cannot be read.
   void* Lock(KXSwapBlock* block, int edit, int* loaded) {
     if (!block || !block->IsOnMemory()) return BringIn(block, edit, loaded);
     if (edit) block->SetEditFlag(1);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kxwcmn/core/exception.h"
 #include "kxwcmn/memory/swapblock.h"
 
 using Front = kxw::EvictionFront;
@@ -74,6 +75,8 @@ bool KXVMCache::EvictUnit(KXSwap* swap, KXSwapBlock* block) {
 int KXVMCache::Purge(KXSwap* swap, KXSwapBlock* block) {
   if (!block) return 1;
   if (block->IsLocked()) return 0;
+  const KXVMCacheListItem* item = block->cacheItem_;
+  if (item && item->block != block) kxThrowError(kxw::kFailureBadArgument);
   return Evict(swap, block);
 }
 

@@ -47,7 +47,8 @@ class KX_EXPORT KXVMCache {
   int GiveWay(KXSwap* swap, unsigned int size);
 
   /// Evicts `block` alone. Returns 0 if it is locked, absolutely protected (it is written if it was
-  /// changed) or cannot be written; null and a block that is not on memory give 1.
+  /// changed) or cannot be written; null and a block that is not on memory give 1. A copy of a
+  /// block on memory raises 0x20010008.
   int Purge(KXSwap* swap, KXSwapBlock* block);
 
   /// Enters `block` at the end of the list with the memory of `handle`, clean and unlocked, and

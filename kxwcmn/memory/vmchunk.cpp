@@ -5,7 +5,7 @@
 #include "kxwcmn/memory/memory_internal.h"
 #include "kxwcmn/memory/swapblock.h"
 
-int kxw::liveAllocations = 0;
+std::atomic<int> kxw::liveAllocations = 0;
 
 KXVMChunk::KXVMChunk(QMHANDLE__* memory, DWORD unitSize, u64 serial)
     : memory_(memory),

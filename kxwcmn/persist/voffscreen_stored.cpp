@@ -51,12 +51,12 @@ DWORD BlockBytes(const KXVOffscreen& image) {
   return static_cast<DWORD>(image.GetBlockRowBytes()) * KXVOffscreen::kBlockSize;
 }
 
-/// The memory of the current block after a move to `part`; raises 8 if there is none, and 23
-/// where that is because its bytes came back changed.
+/// The memory of the current block after a move to `part`; raises 8 if it cannot be brought in,
+/// whatever the reason: what is stored never has a hole in its place.
 BYTE* EnterBlock(KXVOffscreen& image, const KXRect& part) {
   image.MoveCursor(part.left, part.top);
   BYTE* block = image.GetBaseAddress();
-  if (!block) kxThrowError(kxw::CodeOfMissingBlock(image.GetBlockExist(part.left, part.top)));
+  if (!block) kxThrowError(kxw::kErrorNotEnoughMemory);
   return block;
 }
 

@@ -9,6 +9,7 @@
 #include "kxwcmn/memory/swapblock.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/platform/detail/faults.h"
+#include "kxwcmn/platform/error.h"
 #include "tests/memory/managermodel.h"
 #include "tests/memory/support.h"
 
@@ -267,7 +268,18 @@ TEST_F(Memory, BadArgumentsDoNothing) {
   manager->Unlock(nullptr);
   EXPECT_EQ(manager->Purge(nullptr), 1);
   EXPECT_EQ(manager->Lock(nullptr, 1, nullptr), nullptr);
-  EXPECT_EQ(CodeOf([&] { manager->Allocate(0xFFFFFFFF); }), 8);
+  KXSwapBlock* tile = manager->Allocate(8192);
+  for (const unsigned size : {0xFFFFFFFFu, (1u << 20) + 1}) {  // nothing leaves for what never fits
+    EXPECT_EQ(CodeOf([&] { manager->Allocate(size); }), 8);
+    EXPECT_TRUE(tile->IsOnMemory());
+  }
+  KXSwapBlock away = *tile;
+  EXPECT_EQ(CodeOf([&] { manager->Purge(&away); }), kxw::kFailureBadArgument);
+  EXPECT_EQ(manager->Purge(tile), 1);
+  away = *tile;
+  EXPECT_EQ(manager->Lock(&away, 0, nullptr), nullptr);
+  EXPECT_EQ(qmGetLastError(), kxw::kFailureBadArgument);
+  EXPECT_FALSE(tile->IsOnMemory() || away.IsOnMemory());
   KXSwapBlock* empty = manager->Allocate(0);
   EXPECT_TRUE(manager->Lock(empty, 1, nullptr));
   manager->Unlock(empty);

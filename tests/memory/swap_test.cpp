@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kxwcmn/core/filepath.h"
+#include "kxwcmn/platform/detail/faults.h"
 #include "tests/memory/support.h"
 
 namespace {
@@ -140,6 +141,34 @@ TEST_F(Swap, BlockKeepsItsPlaceAndTheFileGrowsByMultiplesOfItsFirstSize) {
   swap.Deallocate(fresh);
   EXPECT_EQ(swap.GetUsedTotalSize(), 6 * sector);
   EXPECT_EQ(swap.GetUsedBlockCount(), 2u);
+}
+
+// 256 gaps use up the records at hand, so that the growth behind them needs memory.
+TEST_F(Swap, AGrowthThatFailsLeavesTheFileAsItWas) {
+  ASSERT_EQ(Create(1), 1);
+  std::vector<KXSwapBlock*> blocks;
+  for (int i = 0; i < 2 * 256; ++i) blocks.push_back(Written(1));
+  for (std::size_t i = 0; i < blocks.size(); i += 2) swap.Deallocate(blocks[i]);
+  const u64 length = swap.GetSwapSize();
+  KXSwapBlock* large = swap.Allocate(2 * sector);
+  std::vector<BYTE> data(2 * sector, 7), back(2 * sector);
+  {
+    kxw::detail::ScopedFaults faults;
+    faults.Fail(kxw::detail::FaultPoint::kAlloc, 1, 8, 1000);
+    EXPECT_EQ(swap.Write(data.data(), large), 0);
+    EXPECT_GT(faults.Count(kxw::detail::FaultPoint::kAlloc), 0);
+  }
+  EXPECT_EQ(swap.GetSwapSize(), length);
+  EXPECT_EQ(std::filesystem::file_size(folder.Host() / "file"), length);
+  EXPECT_EQ(swap.Write(data.data(), large), 1);
+  EXPECT_EQ(large->GetBeginPos(), length);
+  EXPECT_EQ(swap.Read(back.data(), large), 1);
+  EXPECT_EQ(back, data);
+
+  large->SetSize(sector + 100);  // no size of a block
+  EXPECT_EQ(swap.Write(data.data(), large), 0);
+  EXPECT_EQ(swap.Read(data.data(), large), 0);
+  large->SetSize(2 * sector);
 }
 
 TEST(BlockList, KeepsOrderOverPagesAndUsesItemsAgain) {
