@@ -100,7 +100,7 @@ than memory.
                    none is given), means of whole pixels (fast), or one pixel each (nearest); means
                    of depths 1 and 2 are greys
   --size N         the longer side of a small picture; it does not enlarge (256)
-  --budget N       memory for the pixels of the image, in MiB (64)
+  --budget N       memory for the pixels of the images, in MiB (64); below 3 some work has no room
   --swap FOLDER    where the swap file goes (a private temporary folder); swap files of earlier
                    runs, all files there with SWP in their names, are deleted
   --quiet          no progress, and no words when all is well, save those of info
