@@ -9,8 +9,8 @@ target_compile_options(kxwcmn_flags INTERFACE
   $<$<BOOL:${KXWCMN_WERROR}>:-Werror>)
 if(KXWCMN_SANITIZE)
   target_compile_options(kxwcmn_flags INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(kxwcmn_flags INTERFACE -fsanitize=address,undefined)
+    -fsanitize=${KXWCMN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kxwcmn_flags INTERFACE -fsanitize=${KXWCMN_SANITIZE})
 endif()
 if(KXWCMN_FUZZ)
   target_compile_options(kxwcmn_flags INTERFACE -fsanitize=fuzzer-no-link)
