@@ -23,42 +23,6 @@
 using kxw::detail::FaultPoint;
 using kxw::detail::ScopedFaults;
 
-namespace {
-
-constexpr unsigned kTile = 65536;
-constexpr u64 kMiB = 1 << 20;
-
-class MemoryFaults : public testing::Test {
- protected:
-  void Create(KXVirtualMemory& vm, u64 budget) {
-    KXFilePath path(folder.Path().c_str());
-    vm.Create(static_cast<unsigned>(budget), &path);
-  }
-  KXSwapBlock* Painted(unsigned size, std::uint32_t word) {
-    KXSwapBlock* block = manager.Allocate(size);
-    Paint(block, word);
-    return block;
-  }
-  void Paint(KXSwapBlock* block, std::uint32_t word) {
-    Fill(manager.Lock(block, 1, nullptr), block->GetSize(), word);
-    manager.Unlock(block);
-  }
-  bool Reads(KXSwapBlock* block, std::uint32_t word) {
-    const void* at = manager.Lock(block, 0, nullptr);
-    const bool same = at && Holds(at, block->GetSize(), word);
-    manager.Unlock(block);
-    return same;
-  }
-  std::filesystem::path SwapFile() {
-    return std::filesystem::directory_iterator(folder.Host())->path();
-  }
-
-  TestFolder folder;
-  KXVirtualMemory manager;
-};
-
-}  // namespace
-
 TEST(BlockChecksum, SeesEveryBitAndEveryExchange) {
   using kxw::BlockChecksum, kxw::detail::NarrowBlockChecksum, kxw::detail::PlainBlockChecksum;
   for (const auto checksum : {BlockChecksum, NarrowBlockChecksum, PlainBlockChecksum}) {
@@ -89,11 +53,11 @@ TEST(BlockChecksum, SeesEveryBitAndEveryExchange) {
 }
 
 // One byte anywhere in the file is enough. An image tells it by the code that its work raises.
-TEST_F(MemoryFaults, ABlockThatComesBackChangedFailsWithItsCode) {
-  Create(manager, 4 * kMiB);
+TEST_F(Memory, ABlockThatComesBackChangedFailsWithItsCode) {
+  Create(4 * kMiB);
   std::unique_ptr<KXVOffscreen, void (*)(KXVOffscreen*)> image(
       KXVOffscreen::CreateOffscreen(8), [](KXVOffscreen* o) { KXVOffscreen::DeleteOffscreen(o); });
-  image->Create(&manager, 256, 256, 72);
+  image->Create(manager.get(), 256, 256, 72);
   {
     KXVOffscreenAutoLock lock(image.get(), 1);
     image->MoveCursor(3, 3);
@@ -103,12 +67,13 @@ TEST_F(MemoryFaults, ABlockThatComesBackChangedFailsWithItsCode) {
   auto* block = reinterpret_cast<KXSwapBlock*>(image->GetBlockExist(0));
   ASSERT_TRUE(block->IsSwapped() && !block->IsOnMemory());
   const auto poke = [&](u64 at, char byte) {
-    std::fstream file(SwapFile(), std::ios::in | std::ios::out | std::ios::binary);
+    std::fstream file(std::filesystem::directory_iterator(folder.Host())->path(),
+                      std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(static_cast<std::streamoff>(block->GetBeginPos() + at));
     file.put(byte);
   };
   poke(3 * 256 + 3, 8);
-  EXPECT_EQ(manager.Lock(block, 0, nullptr), nullptr);
+  EXPECT_EQ(manager->Lock(block, 0, nullptr), nullptr);
   EXPECT_EQ(qmGetLastError(), 23);
   EXPECT_TRUE(block->IsDamaged() && !block->IsOnMemory());
   EXPECT_EQ(kxw::CodeOfMissingBlock(image->GetBlockExist(0)), 23);
@@ -118,166 +83,157 @@ TEST_F(MemoryFaults, ABlockThatComesBackChangedFailsWithItsCode) {
     EXPECT_EQ(CodeOf([&] { KXVOffscreen::Write(out, image.get(), 1); }), 8);
     ScopedFaults faults;
     faults.Fail(FaultPoint::kAlloc, 1, 8, 1000);
-    EXPECT_EQ(manager.Lock(block, 0, nullptr), nullptr);
+    EXPECT_EQ(manager->Lock(block, 0, nullptr), nullptr);
     EXPECT_EQ(kxw::CodeOfMissingBlock(image->GetBlockExist(0)), 8);
   }
   poke(3 * 256 + 3, 9);  // it was the reading that failed
-  EXPECT_TRUE(manager.Lock(block, 0, nullptr));
+  EXPECT_TRUE(manager->Lock(block, 0, nullptr));
   EXPECT_FALSE(block->IsDamaged());
-  manager.Unlock(block);
+  manager->Unlock(block);
 }
 
-TEST_F(MemoryFaults, TheBudgetHoldsAgainAfterAFullDisk) {
-  Create(manager, kMiB);
-  std::vector<KXSwapBlock*> blocks;
-  const auto locks = [&] {
-    for (KXSwapBlock* block : blocks) {
-      ASSERT_TRUE(manager.Lock(block, 1, nullptr));
-      manager.Unlock(block);
-    }
-  };
-  for (std::uint32_t i = 0; i < 64; ++i) blocks.push_back(Painted(kTile, i));
+TEST_F(Memory, TheBudgetHoldsAgainAfterAFullDisk) {
+  Create(kMiB);
+  auto tiles = PaintedTiles(64);
   {
     ScopedFaults faults;
     faults.Fail(FaultPoint::kWrite, 1, 39, 1000);
-    locks();
-    EXPECT_GT(manager.GetUsedPhysicalMemorySize(), 2 * kMiB);
+    for (std::uint32_t i = 0; i < tiles.size(); ++i) Paint(tiles[i], i);
+    EXPECT_GT(manager->GetUsedPhysicalMemorySize(), 2 * kMiB);
     EXPECT_LE(faults.Count(FaultPoint::kWrite), 200);  // one attempt or two a lock, not one a block
   }
-  blocks.push_back(Painted(kTile, 64));
-  EXPECT_LE(manager.GetUsedPhysicalMemorySize(), kMiB);
-  for (std::uint32_t i = 0; i <= 64; ++i) EXPECT_TRUE(Reads(blocks[i], i));
+  tiles.push_back(Painted(kTile, 64));
+  EXPECT_LE(manager->GetUsedPhysicalMemorySize(), kMiB);
+  ExpectTiles(tiles);
 }
 
 // The oldest block cannot be written, but others need no writing.
-TEST_F(MemoryFaults, WhatNeedsNoWritingMakesRoomOnAFullDisk) {
-  Create(manager, kMiB);
+TEST_F(Memory, WhatNeedsNoWritingMakesRoomOnAFullDisk) {
+  Create(kMiB);
   KXSwapBlock* changed = Painted(20480, 7);
-  while (manager.GetFreePhysicalMemorySize() >= 20480) manager.Allocate(20480);
+  while (manager->GetFreePhysicalMemorySize() >= 20480) manager->Allocate(20480);
   ScopedFaults faults;
   faults.Fail(FaultPoint::kWrite, 1, 39, 1000);
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(CodeOf([&] { manager.Allocate(20480); }), 0);
-  EXPECT_LE(manager.GetUsedPhysicalMemorySize(), kMiB);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(CodeOf([&] { manager->Allocate(20480); }), 0);
+  EXPECT_LE(manager->GetUsedPhysicalMemorySize(), kMiB);
   EXPECT_TRUE(changed->IsOnMemory() && Reads(changed, 7));
 }
 
-TEST_F(MemoryFaults, EvictsWhereTheHostHasNoMemory) {
-  Create(manager, 4 * kMiB);
-  std::vector<KXSwapBlock*> blocks;
-  for (std::uint32_t i = 0; i < 8; ++i) blocks.push_back(Painted(196608, i));
-  manager.Purge(blocks[0]);
+TEST_F(Memory, EvictsWhereTheHostHasNoMemory) {
+  Create(4 * kMiB);
+  KXSwapBlock *away = Painted(196608, 1), *oldest = Painted(196608, 2);
+  Painted(196608, 3);
+  manager->Purge(away);
   ScopedFaults faults;
   faults.Fail(FaultPoint::kAlloc, 1, 8, 1);
-  EXPECT_TRUE(Reads(blocks[0], 0));
-  EXPECT_FALSE(blocks[1]->IsOnMemory());  // the oldest made room
+  EXPECT_TRUE(Reads(away, 1));
+  EXPECT_FALSE(oldest->IsOnMemory());  // it made room
   faults.Fail(FaultPoint::kAlloc, 1, 8, 1);
-  EXPECT_EQ(CodeOf([&] { manager.Allocate(196608); }), 0);
+  EXPECT_EQ(CodeOf([&] { manager->Allocate(196608); }), 0);
   faults.Fail(FaultPoint::kAlloc, 1, 8, 1000);
-  EXPECT_EQ(CodeOf([&] { manager.Allocate(196608); }), 8);
-  EXPECT_EQ(manager.GetStatistics().blocksOnMemory, 0);  // not before nothing was left to go
+  EXPECT_EQ(CodeOf([&] { manager->Allocate(196608); }), 8);
+  EXPECT_EQ(manager->GetStatistics().blocksOnMemory, 0);  // not before nothing was left to go
 }
 
-// The child paints all blocks anew, reads them back, and ends in each way that there is.
-TEST_F(MemoryFaults, AForkedChildLeavesTheSwapFileAlone) {
-  Create(manager, kMiB);
-  std::vector<KXSwapBlock*> blocks;
-  for (std::uint32_t i = 0; i < 64; ++i) blocks.push_back(Painted(kTile, i));
-  for (const int way : {3, 0, 1, 2}) {
-    const pid_t child = fork();
-    if (child == 0) {
+/// Runs `work` in a forked child, which ends as it says, or with 9 if it says none; the child has
+/// 20 seconds.
+pid_t Fork(auto work) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  alarm(20);
+  _exit(work() ? 0 : 9);
+}
+
+int StatusOf(pid_t child) {
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+// The child paints, reads all back, and ends in each way that there is.
+TEST_F(Memory, AForkedChildLeavesTheSwapFileAlone) {
+  enum Way { kDestroys, kDestroysUnpainted, kExits, kAborts };
+  Create(kMiB);
+  const auto tiles = PaintedTiles(64);
+  for (const Way way : {kDestroysUnpainted, kDestroys, kExits, kAborts}) {
+    SCOPED_TRACE(way);
+    const int status = StatusOf(Fork([&] {
       bool good = true;
-      if (way == 3) {  // without having painted
-        manager.~KXVirtualMemory();
-        _exit(0);
+      for (std::uint32_t i = 0; i < 64 && way != kDestroysUnpainted; i += 2) {
+        Paint(tiles[i], 1000 + i);
+        good &= Reads(tiles[i], 1000 + i) && Reads(tiles[i + 1], i + 1);
       }
-      for (std::uint32_t i = 0; i < 64; i += 2) Paint(blocks[i], 1000 + i);
-      for (std::uint32_t i = 0; i < 64; ++i) good &= Reads(blocks[i], i % 2 ? i : 1000 + i);
-      good &= manager.GetUsedPhysicalMemorySize() <= kMiB;
-      if (!good) _exit(9);
-      if (way == 0) manager.~KXVirtualMemory();  // as static objects end
-      if (way == 2) abort();
-      _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(way == 2 ? WIFSIGNALED(status) : status == 0) << way << ": " << status;
-    for (std::uint32_t i = 0; i < 64; ++i) ASSERT_TRUE(Reads(blocks[i], i)) << way << ' ' << i;
+      good &= manager->GetUsedPhysicalMemorySize() <= kMiB;
+      if (way == kDestroys || way == kDestroysUnpainted) manager.reset();
+      if (way == kAborts && good) abort();
+      return good;
+    }));
+    EXPECT_TRUE(way == kAborts ? WIFSIGNALED(status) : status == 0) << status;
+    ExpectTiles(tiles);
   }
   EXPECT_EQ(CountEntries(folder), 3);  // ours, and what the two that did not clean up have left
   KXVirtualMemory next;
-  Create(next, kMiB);
+  next.Create(kMiB, folder.Path().c_str());
   EXPECT_EQ(CountEntries(folder), 2);
 }
 
 // What its parent writes over, and the parent's end, cost a child nothing that it has on memory or
 // that still lies in the file.
-TEST_F(MemoryFaults, AForkedChildKeepsWhatItsParentDropsOrCloses) {
-  Create(manager, kMiB);
+TEST_F(Memory, AForkedChildKeepsWhatItsParentDropsOrCloses) {
+  Create(kMiB);
   KXSwapBlock *held = Painted(kTile, 1), *lying = Painted(kTile, 2), *lost = Painted(kTile, 3);
-  for (KXSwapBlock* block : {held, lying, lost}) manager.Purge(block);
+  for (KXSwapBlock* block : {held, lying, lost}) manager->Purge(block);
   ASSERT_TRUE(Reads(held, 1));  // on memory, clean
-  const auto drop = [&](KXSwapBlock* block) { return manager.Purge(block) == 1; };
-  const auto run = [](auto work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(20);
-      _exit(work() ? 0 : 9);
-    }
-    return child;
-  };
-  const auto isGood = [](pid_t child) {
-    int status = 0;
-    return waitpid(child, &status, 0) == child && status == 0;
-  };
+  const auto drop = [&](KXSwapBlock* block) { return manager->Purge(block) == 1; };
   int closed[2];
   ASSERT_EQ(pipe(closed), 0);
-  const pid_t child = run([&] {
+  const pid_t child = Fork([&] {
     char byte;
     bool good = read(closed[0], &byte, 1) == 1;
-    good &= manager.Lock(lost, 0, nullptr) == nullptr && qmGetLastError() == 23;
+    good &= manager->Lock(lost, 0, nullptr) == nullptr && qmGetLastError() == 23;
     for (int i = 0; i < 2; ++i) good &= Reads(held, 1) && Reads(lying, 2) && drop(held);
-    good &= manager.GetStatistics().blocksWritten == 4;  // one of them here, once
-    return good && isGood(run([&] {
-             Paint(held, 21);
-             return drop(held) && drop(lying) && Reads(held, 21) && Reads(lying, 2);
-           })) &&
-           Reads(held, 1);
+    good &= manager->GetStatistics().blocksWritten == 4;  // one of them here, once
+    const pid_t grandchild = Fork([&] {
+      Paint(held, 21);
+      return drop(held) && drop(lying) && Reads(held, 21) && Reads(lying, 2);
+    });
+    return good && StatusOf(grandchild) == 0 && Reads(held, 1);
   });
   for (KXSwapBlock* block : {held, lost}) {
     Paint(block, 10);
-    manager.Purge(block);
+    manager->Purge(block);
   }
-  manager.CloseSwapFile();
+  manager->CloseSwapFile();
   EXPECT_EQ(write(closed[1], "x", 1), 1);
-  EXPECT_TRUE(isGood(child));
+  EXPECT_EQ(StatusOf(child), 0);
   close(closed[0]);
   close(closed[1]);
 }
 
-TEST_F(MemoryFaults, TheSwapFileStaysWhereItIsWhenTheCurrentFolderChanges) {
+TEST_F(Memory, TheSwapFileStaysWhereItIsWhenTheCurrentFolderChanges) {
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path(folder.Host().parent_path());
-  manager.Create(kMiB, ("." + ("\\" + folder.Host().filename().string())).c_str());
+  manager->Create(kMiB, ("." + ("\\" + folder.Host().filename().string())).c_str());
   std::filesystem::current_path(before);
   ASSERT_EQ(CountEntries(folder), 1);
-  EXPECT_EQ(std::filesystem::status(SwapFile()).permissions(), std::filesystem::perms(0600));
-  manager.CloseSwapFile();
+  EXPECT_EQ(std::filesystem::directory_iterator(folder.Host())->status().permissions(),
+            std::filesystem::perms(0600));
+  manager->CloseSwapFile();
   EXPECT_EQ(CountEntries(folder), 0);
 }
 
-TEST_F(MemoryFaults, TheSweepSparesTheFileOfAnotherManagerAtWork) {
-  Create(manager, kMiB);
-  KXSwapBlock* block = Painted(kTile, 5);
-  manager.Purge(block);
+TEST_F(Memory, TheSweepSparesTheFileOfAnotherManagerAtWork) {
+  Create(kMiB);
+  const auto tiles = PaintedTiles(20);
   std::ofstream(folder.Host() / "SWPold.tmp") << 1;
   {
     KXVirtualMemory other;
-    Create(other, kMiB);
+    other.Create(kMiB, folder.Path().c_str());
     EXPECT_EQ(CountEntries(folder), 2);
     EXPECT_FALSE(folder.Has("SWPold.tmp"));
   }
   EXPECT_EQ(CountEntries(folder), 1);
-  EXPECT_TRUE(Reads(block, 5));
+  ExpectTiles(tiles);
 }
 
 #if !defined(__SANITIZE_ADDRESS__)
@@ -293,9 +249,9 @@ u64 ResidentBytes() {
 
 // Blocks of several sizes come one after the other and most of them go, so that memory for the next
 // has to come from between them: from regions and from chunks.
-TEST_F(MemoryFaults, ResidentMemoryFollowsTheBudget) {
+TEST_F(Memory, ResidentMemoryFollowsTheBudget) {
   const struct {
-    u64 budget;
+    unsigned budget;
     std::size_t kept;  // one in so many
     std::vector<unsigned> sizes;
   } cases[] = {
@@ -307,7 +263,7 @@ TEST_F(MemoryFaults, ResidentMemoryFollowsTheBudget) {
     kxw::TrimIdleMemory(0);
     const u64 before = ResidentBytes();
     KXVirtualMemory pool;
-    Create(pool, c.budget);
+    pool.Create(c.budget, folder.Path().c_str());
     std::vector<KXSwapBlock*> kept;
     u64 most = 0;
     for (const unsigned size : c.sizes) {

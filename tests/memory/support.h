@@ -1,11 +1,17 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <random>
+#include <vector>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/memory/swapblock.h"
+#include "kxwcmn/memory/virtualmemory.h"
 #include "tests/testfolder.h"
 
 /// Entries in a folder.
@@ -45,3 +51,41 @@ int CodeOf(auto operation) {
   }
   return 0;
 }
+
+/// A manager with its swap file in a folder of its own.
+class Memory : public testing::Test {
+ protected:
+  static constexpr unsigned kTile = 65536;
+  static constexpr unsigned kMiB = 1 << 20;
+
+  void Create(unsigned budget) { manager->Create(budget, folder.Path().c_str()); }
+
+  /// A new block, each word of which is `word`.
+  KXSwapBlock* Painted(unsigned size, std::uint32_t word) {
+    KXSwapBlock* block = manager->Allocate(size);
+    Paint(block, word);
+    return block;
+  }
+  /// Blocks of 64 KiB, with the words 0, 1, 2 and so on.
+  std::vector<KXSwapBlock*> PaintedTiles(unsigned count) {
+    std::vector<KXSwapBlock*> tiles;
+    for (unsigned i = 0; i < count; ++i) tiles.push_back(Painted(kTile, i));
+    return tiles;
+  }
+  void Paint(KXSwapBlock* block, std::uint32_t word) {
+    Fill(manager->Lock(block, 1, nullptr), block->GetSize(), word);
+    manager->Unlock(block);
+  }
+  bool Reads(KXSwapBlock* block, std::uint32_t word) {
+    const void* at = manager->Lock(block, 0, nullptr);
+    const bool same = at && Holds(at, block->GetSize(), word);
+    manager->Unlock(block);
+    return same;
+  }
+  void ExpectTiles(const std::vector<KXSwapBlock*>& tiles) {
+    for (std::uint32_t i = 0; i < tiles.size(); ++i) EXPECT_TRUE(Reads(tiles[i], i)) << i;
+  }
+
+  TestFolder folder;
+  std::unique_ptr<KXVirtualMemory> manager = std::make_unique<KXVirtualMemory>();
+};
