@@ -9,7 +9,7 @@ namespace testing_kxw {
 /// A number of `size` bytes, low byte first.
 inline std::string Bytes(u64 value, int size) {
   std::string bytes;
-  for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> 8 * i & 255);
+  for (; size > 0; --size, value >>= 8) bytes += static_cast<char>(value & 255);
   return bytes;
 }
 
