@@ -1,5 +1,5 @@
-// Bit images at other sizes beside OpenCV's nearest pixels, on one thread. What OpenCV does not
-// have, it makes in two steps: the size first and then the depth.
+// Bit images at other sizes beside OpenCV's nearest pixels and averages, on one thread. What OpenCV
+// does not have, it makes in two steps: the size first and then the depth.
 #ifdef KXWCMN_WITH_OPENCV
 
 #include <benchmark/benchmark.h>
@@ -38,8 +38,8 @@ cv::Mat MatOf(const KXBitImage& image) {
       .clone();
 }
 
-// The nearest pixels of the two differ by one where a border falls between: what is compared is the
-// last pixel of a reduction and the pixels around the middle of source pixels.
+// The nearest pixels of the two differ by one where a border falls between, so ours are looked at
+// beside the pixels that its walk is told to take.
 void Stretch(State& state, int fromBits, int toBits, int from, int to) {
   KXBitImage source, dest;
   MakeNoise(source, fromBits, from);
@@ -91,13 +91,63 @@ void Memset(State& state, int bits, int side) {
   }
 }
 
+// --- Averages ------------------------------------------------------------------------------------
+
+constexpr int kLarge = 4096, kSmall = 1500;
+
+/// A photograph, which is opaque, or a painted cel, which is transparent for a half.
+using MakePicture = kxw::bench::Bytes (*)();
+
+kxw::bench::Bytes Photograph() { return kxw::bench::Photograph(32, kLarge, kLarge); }
+kxw::bench::Bytes Cel() { return kxw::bench::LineArt(32, kLarge, kLarge); }
+
+void Average(State& state, MakePicture make) {
+  kxw::bench::Bytes bytes = make();
+  KXBitImage source, dest;
+  source.SetReference(bytes.data(), kLarge, kLarge, 32);
+  dest.Create(kSmall, kSmall, 32);
+  for (auto _ : state) {
+    source.AntiAliasCopy32(&dest, 0, 0, kSmall, kSmall, 0, 0, kLarge, kLarge);
+    benchmark::ClobberMemory();
+  }
+  // The first box is two pixels wide and high.
+  const BYTE* const at = bytes.data();
+  for (int c = 0; c < 4; ++c) {
+    const int sum = at[c] + at[4 + c] + at[4 * kLarge + c] + at[4 * kLarge + 4 + c];
+    if (at[3] == 255 && dest.GetBaseAddress()[c] != sum / 4) {
+      state.SkipWithError("the pixels are wrong");
+    }
+  }
+}
+
+void ResizeArea(State& state, MakePicture make) {
+  kxw::bench::Bytes bytes = make();
+  const cv::Mat source(kLarge, kLarge, CV_8UC4, bytes.data());
+  cv::Mat dest(kSmall, kSmall, CV_8UC4);
+  for (auto _ : state) {
+    cv::resize(source, dest, dest.size(), 0, 0, cv::INTER_AREA);
+    benchmark::ClobberMemory();
+  }
+}
+
 const bool kAdded = [] {
   cv::setNumThreads(1);
+  const struct {
+    const char* name;
+    MakePicture make;
+  } kPictures[] = {{"photograph", Photograph}, {"cel", Cel}};
+  for (const auto& picture : kPictures) {
+    const MakePicture make = picture.make;
+    kxw::bench::Add(
+        std::string("bit AntiAliasCopy32 4096² to 1500², ") + picture.name, 1,
+        [=](State& state) { Average(state, make); }, "OpenCV INTER_AREA",
+        [=](State& state) { ResizeArea(state, make); });
+  }
   const struct { int from, to; } kPairs[] = {{32, 32}, {24, 24}, {8, 32}, {1, 32}};
   for (const auto& pair : kPairs) {
     for (int from : {4096, 1500}) {
       const int to = 5596 - from, fromBits = pair.from, toBits = pair.to;
-      const std::string name = "StretchCopy " + std::to_string(fromBits) + " to " +
+      const std::string name = "bit StretchCopy " + std::to_string(fromBits) + " to " +
                                std::to_string(toBits) + " bits, " + std::to_string(from) + "² to " +
                                std::to_string(to) + "²";
       kxw::bench::Add(

@@ -7,6 +7,7 @@
 #include "kxwcmn/classic/detail/bitdepths.h"
 #include "kxwcmn/classic/rows_internal.h"
 #include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/platform/vectorize.h"
 
 // Each kernel is one of three walks, copy, reduction or enlargement, over a pair of depths. The
 // last two differ only in the steps of their axes.
@@ -98,12 +99,34 @@ void CopyOverlaid(const Target& to, const Source& from, const Source& overlay) {
 /// Columns are found out for so many pixels at once, and then used by all rows.
 constexpr int kStrip = 4096;
 
-/// Brings the pixels of `columns` of a source's row to `count` pixels of a row.
+/// Brings the pixels of `columns`, which never fall, of a source's row to `count` pixels of a row.
 template <class To, class From>
 void PickRow(BYTE* to, int toX, const BYTE* from, const int* columns, int count) {
-  for (int i = 0; i < count; ++i) {
+  int i = 0;
+  if constexpr (From::kBits == 24 || To::kBits == 24) {
+    // Pixels of three bytes move as four: what is written too much is written over by the next
+    // one. Neither may be done at the last one, behind which the row may end.
+    BYTE* at = to + std::ptrdiff_t{toX} * (To::kBits / 8);
+    for (const int last = columns[count - 1]; i < count - 1 && columns[i] < last; ++i) {
+      DWORD pixel;
+      if constexpr (From::kBits == 24) {
+        std::memcpy(&pixel, from + std::ptrdiff_t{columns[i]} * 3, 4);
+        pixel = To::From(FromBits<24>{}, pixel);
+      } else {
+        pixel = Convert<To, From>(From::Load(from, columns[i]));
+      }
+      std::memcpy(at, &pixel, 4);
+      at += To::kBits / 8;
+    }
+  }
+  for (; i < count; ++i) {
     To::Store(to, toX + i, Convert<To, From>(From::Load(from, columns[i])));
   }
+}
+
+/// The rows of a reduction lie too far apart for the machine to foresee them.
+void PrefetchRow(const BYTE* begin, const BYTE* end) {
+  for (; begin < end; begin += 64) KXW_PREFETCH(begin);
 }
 
 /// Copies `count` pixels of a row to the same columns of another.
@@ -135,6 +158,11 @@ void Stretch(const Target& to, const Source& from, const BitSteps& stepsX, const
         RepeatRow<To>(to.Row(i), to.Row(i - 1), x, count);
       } else {
         last = row.At();
+        if (stepsY.step > 0 && i + 1 < to.height) {
+          const BYTE* const next = from.Row(last + stepsY.step);
+          PrefetchRow(next + i64{columns[0]} * From::kBits / 8,
+                      next + i64{columns[count - 1]} * From::kBits / 8);
+        }
         PickRow<To, From>(to.Row(i), x, from.Row(last), columns, count);
       }
     }

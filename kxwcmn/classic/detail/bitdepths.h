@@ -9,7 +9,8 @@
 /// The depths of the bit images, a struct of pure functions each. `Load` and `Store` move the pixel
 /// of a column between a row and its value.
 ///
-/// `From` makes a pixel of one of another depth: there is a copy kernel for each pair of depths
+/// `From` makes a pixel of one of another depth, of a bit without a branch, which noise would make
+/// slow: there is a copy kernel for each pair of depths
 /// that has an overload, and none for another.
 namespace kxw {
 
@@ -33,11 +34,12 @@ struct Bit1 {
 /// 8 bits: a grey, 0 black and 255 white.
 struct Bit8 {
   using Pixel = BYTE;
+  using Fill = Pixel;
   static constexpr int kBits = 8;
 
   static Pixel Load(const BYTE* row, std::ptrdiff_t x) { return row[x]; }
   static void Store(BYTE* row, std::ptrdiff_t x, Pixel p) { row[x] = p; }
-  static Pixel From(FromBits<1>, BYTE p) { return p ? 255 : 0; }
+  static Pixel From(FromBits<1>, BYTE p) { return static_cast<Pixel>(-p); }
   static Pixel From(FromBits<8>, Pixel p) { return p; }
 };
 
@@ -59,7 +61,7 @@ struct Bit16 {
 
   // A mask becomes ink on paper here: a set bit is opaque black and a clear one transparent white,
   // other than at the greater depths.
-  static Pixel From(FromBits<1>, BYTE p) { return p ? 0x00FF : 0xFF00; }
+  static Pixel From(FromBits<1>, BYTE p) { return static_cast<Pixel>(-p ^ 0xFF00); }
   // A grey becomes the alpha of white.
   static Pixel From(FromBits<8>, BYTE p) { return static_cast<Pixel>(p ? 0xFF00 | p : 0); }
   static Pixel From(FromBits<16>, Pixel p) { return p; }
@@ -84,6 +86,7 @@ struct Bit64 {
 /// 24 bits: blue, green, red.
 struct Bit24 {
   using Pixel = DWORD;  // blue in the lowest byte, the highest 0
+  using Fill = Pixel;
   static constexpr int kBits = 24;
 
   static Pixel Load(const BYTE* row, std::ptrdiff_t x) {
@@ -96,7 +99,7 @@ struct Bit24 {
     at[1] = static_cast<BYTE>(p >> 8);
     at[2] = static_cast<BYTE>(p >> 16);
   }
-  static Pixel From(FromBits<1>, BYTE p) { return p ? 0xFFFFFF : 0; }
+  static Pixel From(FromBits<1>, BYTE p) { return (0u - p) & 0xFFFFFF; }
   static Pixel From(FromBits<8>, BYTE p) { return p * 0x010101u; }
   static Pixel From(FromBits<16>, WORD p) { return Bit16::Grey(p) * 0x010101u; }
   static Pixel From(FromBits<24>, Pixel p) { return p; }
@@ -109,6 +112,7 @@ struct Bit24 {
 /// 32 bits: blue, green, red, alpha.
 struct Bit32 {
   using Pixel = DWORD;  // blue in the lowest byte, alpha in the highest
+  using Fill = Pixel;
   static constexpr int kBits = 32;
 
   static Pixel Load(const BYTE* row, std::ptrdiff_t x) {
@@ -119,7 +123,7 @@ struct Bit32 {
   static void Store(BYTE* row, std::ptrdiff_t x, Pixel p) {
     std::memcpy(row + 4 * x, &p, sizeof p);
   }
-  static Pixel From(FromBits<1>, BYTE p) { return p ? 0xFFFFFFFF : 0xFF000000; }
+  static Pixel From(FromBits<1>, BYTE p) { return (0u - p) | 0xFF000000; }
   static Pixel From(FromBits<8>, BYTE p) { return p * 0x010101u | 0xFF000000; }
   static Pixel From(FromBits<16>, WORD p) {
     return Bit16::Grey(p) * 0x010101u | Bit16::Alpha(p) << 24;
