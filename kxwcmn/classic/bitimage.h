@@ -1,12 +1,10 @@
 #pragma once
 
+#include "kxwcmn/core/geometry.h"
 #include "kxwcmn/core/handle.h"
 #include "kxwcmn/platform/dib.h"
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
-
-class KXPoint;
-class KXRect;
 
 /// A block of pixels that a device can show as it stands: the last step of a picture to the screen.
 ///
@@ -84,6 +82,55 @@ class KX_EXPORT KXBitImage {
   /// memory are copied as if they did not; raises 8 if there is no memory for that.
   int StretchCopy(KXBitImage* dest, int destX, int destY, int destW, int destH, int srcX, int srcY,
                   int srcW, int srcH) const;
+  /// Brings a rectangle of this image to a smaller one of `dest`, each pixel the average of a box
+  /// of pixels: between images of 24 and 32 bits, others are left alone. What lies outside `dest`
+  /// is left out.
+  ///
+  /// At 32 bits wholly transparent pixels have no part in the colours, and a box of such pixels
+  /// makes white of alpha 0. The boxes come from steps of 1/4096 pixel that are cut short, so the
+  /// last ones may leave out a pixel; and they end at column `srcW` and row `srcH` of the image,
+  /// also if the rectangle starts further on: boxes behind count as transparent at 32 bits, and
+  /// leave what is there at 24. That is kept so.
+  ///
+  /// Where `dest`'s rectangle is not smaller on both axes, `StretchCopy` comes first, at any
+  /// depths, and the boxes are laid over that; many are empty then. No boxes are if pixels outside
+  /// this image would be read. Raises 8 if there is no memory.
+  void AntiAliasCopy32(KXBitImage* dest, int destX, int destY, int destW, int destH, int srcX,
+                       int srcY, int srcW, int srcH) const;
+
+  // --- Drawing ----------------------------------------------------------------------------------
+
+  // At 8, 24 and 32 bits; images of other depths are left alone. At 8 bits a colour becomes the
+  // grey (red + 4 * green + 2 * blue) / 7, at 24 bits its alpha is dropped. At 32 bits it replaces
+  // the pixel, alpha and all, or with `mode` 1 is laid over it by both alphas, as ink on white
+  // paper.
+
+  /// Right and bottom are exclusive.
+  void RectFill(KXRect rect, QMCOLORREF color, int mode);
+  /// Paints a square of `width` pixels at each pixel of a line, both ends included, which is its
+  /// top left corner. In mode 1 pixels where squares overlap are laid over as often.
+  void DrawSegment(int x1, int y1, int x2, int y2, int width, QMCOLORREF color, int mode);
+  void DrawSimpleSegment(int x1, int y1, int x2, int y2, QMCOLORREF color, int mode);
+  /// The segments between the four corners, clockwise from the top left.
+  void DrawRect(int left, int top, int right, int bottom, int width, QMCOLORREF color, int mode);
+  /// Fills by the even-odd rule, with the pixels at both ends of a row, and paints horizontal edges
+  /// on their own after that. A point with a Y of 0x7FFFFFFF ends an outline: there is no edge to
+  /// or from it. The points are only read. Raises 8 if there is no memory.
+  void FillPolygon(const KXPoint* points, int count, QMCOLORREF color, int mode);
+  /// Fills each row from the first pixel to the last one that edges meet, without breaks.
+  void FillPolygonConvex(const KXPoint* points, int count, QMCOLORREF color, int mode);
+
+  // --- Selections -------------------------------------------------------------------------------
+
+  /// Draws the set pixels that a mask of 1 bit has in a rectangle of its own, with the rectangle's
+  /// corner at (`x`, `y`) of this image of 32 bits, in dashes of four black and four white pixels
+  /// that wander with `phase`. Images of other depths are left alone.
+  void DrawSelectArea(KXBitImage* mask, tagRECT rect, int x, int y, int phase);
+  /// Leaves of the set pixels of a 1-bit image those that have a clear one above, below or beside
+  /// them, from column and row 1 on up to the rectangle's width and height, which are inclusive;
+  /// all else becomes clear. Beside the image is clear. Raises 8, with nothing changed, if there is
+  /// no memory.
+  void DigSelectArea(tagRECT rect);
 
  private:
   void SetInfo(int width, int height, int bitCount);

@@ -55,6 +55,14 @@ BoxColumns::BoxColumns(int from, int count) : count_(count), shortest_(std::max(
   }
 }
 
+BoxColumns::BoxColumns(const int* edges, int count, int shortest)
+    : count_(count), shortest_(shortest) {
+  for (int i = 0; i < count; ++i) {
+    begins_[i] = edges[i];
+    masks_[i] = edges[i + 1] - edges[i] > shortest ? ~0ull : 0;
+  }
+}
+
 void SumColumns(const WORD* sums, const BoxColumns& columns, DWORD* boxes) {
   const int shortest = columns.Shortest();
   for (int i = 0; i < columns.Count(); ++i) {
@@ -132,8 +140,21 @@ const float* BoxAverage::FactorsFor(int rows) {
   return factors_[0];
 }
 
+namespace {
+using Word KX_MAY_ALIAS = DWORD;
+}  // namespace
+
+KXW_WIDE_VECTORS void DropTransparent(BYTE* row, int count, WORD* counts) {
+  auto* const words = reinterpret_cast<Word*>(row);
+  for (int i = 0; i < count; ++i) {
+    const DWORD isDrawn = words[i] >> 24 != 0;
+    words[i] &= 0 - isDrawn;
+    counts[i] = static_cast<WORD>(counts[i] + isDrawn);
+  }
+}
+
 void AverageDrawn(const WORD* sums, const WORD* counts, const BoxColumns& columns, int rows,
-                  BYTE* pixels) {
+                  DWORD blank, BYTE* pixels) {
   for (int i = 0; i < columns.Count(); ++i, pixels += 4) {
     const int begin = columns.Begin(i), length = columns.Length(i);
     DWORD box[4] = {}, drawn = 0;
@@ -141,8 +162,12 @@ void AverageDrawn(const WORD* sums, const WORD* counts, const BoxColumns& column
       drawn += counts[k];
       for (int c = 0; c < 4; ++c) box[c] += sums[4 * k + c];
     }
-    const DWORD colors = std::max<DWORD>(drawn, 1), all = static_cast<DWORD>(rows * length);
-    for (int c = 0; c < 3; ++c) pixels[c] = static_cast<BYTE>(box[c] / colors);
+    if (drawn == 0) {
+      std::memcpy(pixels, &blank, sizeof blank);
+      continue;
+    }
+    const DWORD all = static_cast<DWORD>(rows * length);
+    for (int c = 0; c < 3; ++c) pixels[c] = static_cast<BYTE>(box[c] / drawn);
     pixels[3] = static_cast<BYTE>(box[3] / all);
   }
 }

@@ -10,7 +10,6 @@
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
-#include "kxwcmn/platform/vectorize.h"
 #include "kxwcmn/resample/detail/boxes.h"
 #include "kxwcmn/resample/detail/scale.h"
 
@@ -28,19 +27,6 @@ std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 // --- Averages in 32 bits ------------------------------------------------------------------------
 
 constexpr int kWordRowBytes = kxw::kRowBytes<kxw::Depth32>;
-
-using Word KX_MAY_ALIAS = DWORD;
-
-/// Makes the channels of transparent pixels 0, in the first `count` of a row, and adds the others
-/// to the counts of their columns.
-KXW_WIDE_VECTORS void DropTransparent(BYTE* row, int count, WORD* counts) {
-  auto* const words = reinterpret_cast<Word*>(row);
-  for (int i = 0; i < count; ++i) {
-    const DWORD isDrawn = words[i] >> 24 != 0;
-    words[i] &= 0 - isDrawn;
-    counts[i] = static_cast<WORD>(counts[i] + isDrawn);
-  }
-}
 
 class AverageKernel {
  public:
@@ -75,9 +61,10 @@ class AverageKernel {
       return;
     }
     std::fill_n(counts_, width, WORD{0});
-    for (int i = 0; i < rows; ++i) DropTransparent(&words_[Index(i * rowBytes)], width, counts_);
+    for (int i = 0; i < rows; ++i)
+      kxw::DropTransparent(&words_[Index(i * rowBytes)], width, counts_);
     kxw::SumRows(at, rowBytes, rows, 4 * width, sums_);
-    kxw::AverageDrawn(sums_, counts_, *columns_, rows, pixels_);
+    kxw::AverageDrawn(sums_, counts_, *columns_, rows, 0, pixels_);
   }
 
   void Store(BYTE* to, int column) {

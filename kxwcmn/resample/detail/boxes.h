@@ -18,6 +18,8 @@ void SumRows(const BYTE* row, int rowBytes, int rows, int count, WORD* sums);
 class BoxColumns {
  public:
   BoxColumns(int from, int count);
+  /// Boxes next to each other, between `count` + 1 edges, of `shortest` columns or one more.
+  BoxColumns(const int* edges, int count, int shortest);
   int Count() const { return count_; }
   int Begin(int i) const { return begins_[i]; }
   int Length(int i) const { return shortest_ + IsLong(i); }
@@ -59,9 +61,14 @@ class BoxAverage {
   float factors_[2][4 * kMostColumns];
 };
 
-/// The same with colours of the pixels alone that are not wholly transparent, of which `counts` are
-/// the numbers in the columns. `sums` must not have those of others.
+/// Makes the channels of transparent pixels 0, in the first `count` of a row of 32-bit pixels, and
+/// adds the others to the counts of their columns.
+void DropTransparent(BYTE* row, int count, WORD* counts);
+
+/// The same averages with colours of the pixels alone that are not wholly transparent, of which
+/// `counts` are the numbers in the columns. `sums` must not have those of others. A box without
+/// such a pixel becomes `blank`, as a word in memory.
 void AverageDrawn(const WORD* sums, const WORD* counts, const BoxColumns& columns, int rows,
-                  BYTE* pixels);
+                  DWORD blank, BYTE* pixels);
 
 }  // namespace kxw

@@ -1,0 +1,325 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <map>
+
+#include "tests/classic/bitsupport.h"
+
+// What is drawn on bit images, against drawing pixel by pixel.
+
+namespace {
+
+using namespace classic_test;
+using Points = std::vector<KXPoint>;
+
+/// A picture that is drawn on by the image and, by the rules, by a model.
+struct Canvas {
+  Canvas(int bits, int width, int height, Random& random)
+      : drawn(bits, width, height, random), expected(drawn) {
+    const DWORD alphas[] = {0, 1, 77, 128, 254, 255};
+    color = (random.Bits() & 0xFFFFFF) | alphas[random.Int(0, 5)] << 24;
+    mode = random.Int(0, 2);
+  }
+
+  /// Paints one pixel, if the image has it.
+  void Paint(i64 x, i64 y) {
+    const KXBitImage& image = expected.image;
+    if (x < 0 || y < 0 || x >= image.GetWidth() || y >= image.GetHeight()) return;
+    const int px = static_cast<int>(x), py = static_cast<int>(y), bits = image.GetBitCount();
+    const int red = Model::R(color), green = Model::G(color), blue = Model::B(color);
+    const int alpha = static_cast<int>(color >> 24);
+    if (bits == 8) expected.Set(px, py, {(red + 4 * green + 2 * blue) / 7});
+    if (bits == 24) expected.Set(px, py, {blue, green, red});
+    if (bits != 32) return;
+    const Channels ink = {blue, green, red, alpha};
+    expected.Set(px, py, mode == 1 ? Laid(expected.Get(px, py), ink) : ink);
+  }
+  static Channels Laid(Channels pixel, const Channels& ink) {
+    const int ad = pixel[3], af = ink[3];
+    if (ad == 0) pixel = {255, 255, 255, 0};
+    if (af == 0 || ad == 255) return pixel;
+    if (ad == 0 && af == 255) return ink;
+    const int k = (255 - ad) * af / 255;
+    for (std::size_t c = 0; c < 3; ++c) {
+      pixel[c] -= (255 - ink[c]) * k / 255;
+      if (pixel[c] < 1) pixel[c] = 0;
+    }
+    pixel[3] = 255 - (255 - af) * (255 - ad) / 255;
+    return pixel;
+  }
+  void PaintSpan(i64 left, i64 right, i64 y) {
+    for (i64 x = std::max<i64>(left, 0); x <= std::min<i64>(right, 200); ++x) Paint(x, y);
+  }
+
+  BitPicture drawn, expected;
+  QMCOLORREF color;
+  int mode;
+};
+
+/// A canvas of a drawable depth in most cases.
+Canvas AnyCanvas(Random& random) {
+  const int depths[] = {8, 24, 32, 32, 32, 1, 16, 64};
+  return Canvas(depths[random.Int(0, random.OneIn(8) ? 7 : 4)], random.Int(1, 60),
+                random.Int(1, 40), random);
+}
+
+TEST(BitDrawing, FillsRectangles) {
+  Random random(71);
+  const int ends[] = {INT_MIN, -5, 0, 3, 20, 41, INT_MAX};
+  for (int i = 0; i < 600; ++i) {
+    Canvas c = AnyCanvas(random);
+    const auto draw = [&] { return ends[random.Int(0, 6)]; };
+    const KXRect rect(draw(), draw(), draw(), draw());
+    for (int y = 0; y < 40; ++y) {
+      if (y >= rect.top && y < rect.bottom) c.PaintSpan(rect.left, i64{rect.right} - 1, y);
+    }
+    c.drawn.image.RectFill(rect, c.color, c.mode);
+    ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
+  }
+}
+
+/// The walk of a segment, which paints a square at each step.
+void WalkSegment(Canvas& c, int x1, int y1, int x2, int y2, int width) {
+  const int dx = std::abs(x2 - x1), dy = std::abs(y2 - y1);
+  const int major = std::max(dx, dy), minor = std::min(dx, dy);
+  const int stepX = x2 < x1 ? -1 : 1, stepY = y2 < y1 ? -1 : 1;
+  for (int i = 0, x = x1, y = y1, d = 2 * minor - major; i <= major; ++i) {
+    for (int row = 0; row < width; ++row) {
+      for (int column = 0; column < width; ++column) c.Paint(x + column, y + row);
+    }
+    const bool both = d >= 0;
+    d += both ? 2 * (minor - major) : 2 * minor;
+    if (dx >= dy || both) x += stepX;
+    if (dx < dy || both) y += stepY;
+  }
+}
+
+TEST(BitDrawing, StampsSegments) {
+  Random random(72);
+  for (int i = 0; i < 1500; ++i) {
+    Canvas c = AnyCanvas(random);
+    const auto draw = [&] { return random.OneIn(3) ? random.Int(-90, 120) : random.Int(0, 40); };
+    const int x1 = draw(), y1 = draw(), width = random.Int(-1, random.OneIn(4) ? 30 : 4);
+    const int x2 = random.OneIn(5) ? x1 : draw(), y2 = random.OneIn(5) ? y1 : draw();
+    if (random.OneIn(4)) {
+      c.drawn.image.DrawSimpleSegment(x1, y1, x2, y2, c.color, c.mode);
+      WalkSegment(c, x1, y1, x2, y2, 1);
+    } else if (random.OneIn(4)) {
+      c.drawn.image.DrawRect(x1, y1, x2, y2, width, c.color, c.mode);
+      WalkSegment(c, x1, y1, x2, y1, width);
+      WalkSegment(c, x2, y1, x2, y2, width);
+      WalkSegment(c, x2, y2, x1, y2, width);
+      WalkSegment(c, x1, y2, x1, y1, width);
+    } else {
+      c.drawn.image.DrawSegment(x1, y1, x2, y2, width, c.color, c.mode);
+      WalkSegment(c, x1, y1, x2, y2, width);
+    }
+    ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
+  }
+}
+
+// A point of width 3 is a square with its corner there; half ink on nothing is between the paper's
+// white and the colour, with the ink's alpha.
+TEST(BitDrawing, LaysInkOnPaper) {
+  KXBitImage image;
+  image.Create(6, 6, 32);
+  image.Clear();
+  image.DrawSegment(2, 1, 2, 1, 3, 0x80204060, 1);
+  const auto pixel = [&](int x, int y) {
+    const BYTE* const at = image.GetBaseAddress() + y * image.GetRowBytes() + 4 * x;
+    return Channels{at[0], at[1], at[2], at[3]};
+  };
+  for (int y = 0; y < 6; ++y) {
+    for (int x = 0; x < 6; ++x) {
+      const bool isInside = x >= 2 && x < 5 && y >= 1 && y < 4;
+      // 255 - (255 - 0x20) * 128 / 255 = 144 for blue, and so on.
+      EXPECT_EQ(pixel(x, y), isInside ? (Channels{144, 160, 176, 128}) : Channels(4, 0));
+    }
+  }
+}
+
+Points AnyPoints(Random& random, bool breaks) {
+  const int reach = random.OneIn(3) ? 200 : random.Int(2, 50);
+  Points points(static_cast<std::size_t>(random.OneIn(5) ? random.Int(33, 70) : random.Int(0, 9)));
+  for (KXPoint& p : points) {
+    p = KXPoint(random.Int(20 - reach, 20 + reach), random.Int(20 - reach, 20 + reach));
+    if (random.OneIn(4)) p.y = random.Int(-1, 41);
+    if (breaks && random.OneIn(5)) p.y = INT_MAX;
+  }
+  return points;
+}
+
+TEST(BitPolygon, EqualsAScanOfEveryEdge) {
+  Random random(73);
+  struct Edge {
+    int top, bottom;
+    double x, slope;
+  };
+  for (int i = 0; i < 1500; ++i) {
+    Canvas c = AnyCanvas(random);
+    const Points points = AnyPoints(random, random.OneIn(2));
+    std::vector<Edge> edges;
+    std::vector<std::pair<KXPoint, KXPoint>> flat;
+    int first = INT_MAX, last = INT_MIN;
+    for (std::size_t k = 0; k < points.size(); ++k) {
+      const KXPoint p = points[k], q = points[(k + 1) % points.size()];
+      if (p.y == INT_MAX || q.y == INT_MAX) continue;
+      if (p.y == q.y) {
+        flat.push_back({p, q});
+        continue;
+      }
+      const KXPoint upper = p.y < q.y ? p : q;
+      edges.push_back({upper.y, std::max(p.y, q.y), double(upper.x),
+                       (double(p.x) - q.x) / (double(p.y) - q.y)});
+      first = std::min<int>(first, upper.y);
+      last = std::max(last, edges.back().bottom);
+    }
+    for (int y = first; y < last; ++y) {
+      std::vector<double> row;
+      for (Edge& edge : edges) {
+        if (edge.top > y || y >= edge.bottom) continue;
+        row.insert(std::upper_bound(row.begin(), row.end(), edge.x), edge.x);
+        edge.x += edge.slope;
+      }
+      for (std::size_t k = 0; k + 1 < row.size(); k += 2) {
+        c.PaintSpan(int(row[k] + 0.5), int(row[k + 1] + 0.5), y);
+      }
+    }
+    for (const auto& [p, q] : flat) c.PaintSpan(std::min(p.x, q.x), std::max(p.x, q.x), p.y);
+    c.drawn.image.FillPolygon(points.data(), int(points.size()), c.color, c.mode);
+    ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
+  }
+}
+
+// From the upper end of an edge down: where it comes to a row, but in its last row its end.
+TEST(BitPolygon, ConvexOnesReachFromEdgeToEdge) {
+  Random random(74);
+  for (int i = 0; i < 1500; ++i) {
+    Canvas c = AnyCanvas(random);
+    const Points points = AnyPoints(random, false);
+    std::map<int, std::pair<int, int>> rows;
+    const auto meet = [&](int x, int y) {
+      const auto [row, isNew] = rows.insert({y, {x, x}});
+      row->second = {std::min(row->second.first, x), std::max(row->second.second, x)};
+    };
+    for (std::size_t k = 0; k < points.size(); ++k) {
+      KXPoint p = points[k], q = points[(k + 1) % points.size()];
+      if (p.y > q.y) std::swap(p, q);
+      if (p.y == q.y) continue;
+      const int dx = std::abs(q.x - p.x), dy = q.y - p.y, step = q.x < p.x ? -1 : 1;
+      int x = p.x, y = p.y, error = dx < dy || dx == dy ? 2 * dx - dy : 2 * dy - dx;
+      meet(x, y);
+      while (y < q.y) {
+        const bool both = error >= 0;
+        if (dx <= dy) {
+          error += both ? 2 * (dx - dy) : 2 * dx;
+          x += both ? step : 0;
+          ++y;
+        } else {
+          error += both ? 2 * (dy - dx) : 2 * dy;
+          x += step;
+          y += both ? 1 : 0;
+          if (!both) continue;
+        }
+        meet(y == q.y ? q.x : x, y);
+      }
+    }
+    for (const auto& [y, span] : rows) c.PaintSpan(span.first, span.second, y);
+    for (std::size_t k = 0; k < points.size(); ++k) {
+      const KXPoint p = points[k], q = points[(k + 1) % points.size()];
+      if (p.y == q.y) c.PaintSpan(std::min(p.x, q.x), std::max(p.x, q.x), p.y);
+    }
+    c.drawn.image.FillPolygonConvex(points.data(), int(points.size()), c.color, c.mode);
+    ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
+  }
+}
+
+TEST(BitDrawing, TakesAnyNumbers) {
+  KXBitImage image, none;
+  image.Create(50, 30, 32);
+  image.Clear();
+  Random random(75);
+  const int numbers[] = {INT_MIN, INT_MIN + 1, -7, 0, 20, INT_MAX - 1, INT_MAX};
+  const auto draw = [&] { return numbers[random.Int(0, 6)]; };
+  for (int i = 0; i < 300; ++i) {
+    const int width = i % 3 == 0 ? INT_MAX : draw();
+    image.DrawSegment(draw(), draw(), draw(), draw(), width, random.Bits(), random.Int(0, 1));
+    Points points;
+    for (int k = 0; k < 6; ++k) points.push_back({draw(), draw()});
+    image.FillPolygon(points.data(), 6, random.Bits(), 1);
+    image.FillPolygonConvex(points.data(), 6, random.Bits(), 1);
+  }
+  // Ink that is nearly nothing ends by itself where it cannot change any more.
+  image.Clear();
+  image.DrawSegment(-100000, -100000, 100000, 100000, INT_MAX, 0x01000000, 1);
+  EXPECT_EQ(image.GetBaseAddress()[3], 255);
+  Points many(100000);
+  for (KXPoint& p : many) p = KXPoint(random.Int(-99, 99), random.Int(-99, 99));
+  image.FillPolygonConvex(many.data(), 100000, 0, 0);
+  image.FillPolygon(nullptr, 5, 0, 0);
+  image.FillPolygonConvex(many.data(), INT_MIN, 0, 0);
+  none.FillPolygon(many.data(), 3, 0, 0);
+  none.RectFill(KXRect(0, 0, 9, 9), 0, 0);
+}
+
+// --- Selections ----------------------------------------------------------------------------------
+
+TEST(BitSelection, DrawsDashesWhereTheMaskIsSet) {
+  Random random(76);
+  for (int i = 0; i < 800; ++i) {
+    Canvas c = AnyCanvas(random);
+    BitPicture mask(random.OneIn(9) ? 8 : 1, random.Int(1, 50), random.Int(1, 20), random);
+    const auto draw = [&] {
+      return random.OneIn(20) ? INT_MIN : random.OneIn(20) ? INT_MAX : random.Int(-20, 60);
+    };
+    const tagRECT rect = {draw(), draw(), draw(), draw()};
+    const int x = draw(), y = draw(), phase = static_cast<int>(random.Bits());
+    const bool isDrawn = mask.image.GetBitCount() == 1 && c.drawn.image.GetBitCount() == 32;
+    for (int row = 0; isDrawn && row < mask.image.GetHeight(); ++row) {
+      for (int column = 0; column < mask.image.GetWidth(); ++column) {
+        const i64 atX = i64{x} + column - rect.left, atY = i64{y} + row - rect.top;
+        if (column < rect.left || column >= rect.right || row < rect.top || row >= rect.bottom ||
+            !mask.Get(column, row)[0] || atX < 0 || atX >= c.drawn.image.GetWidth() || atY < 0 ||
+            atY >= c.drawn.image.GetHeight()) {
+          continue;
+        }
+        const int v = (i64{column} + row + phase) & 4 ? 255 : 0;
+        c.expected.Set(int(atX), int(atY), {v, v, v, 255});
+      }
+    }
+    c.drawn.image.DrawSelectArea(&mask.image, rect, x, y, phase);
+    ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
+  }
+}
+
+TEST(BitSelection, HollowsWhatIsSet) {
+  Random random(77);
+  for (int i = 0; i < 800; ++i) {
+    BitPicture picture(1, random.Int(1, 50), random.Int(1, 12), random);
+    for (BYTE& byte : picture.bytes) byte = random.OneIn(3) ? byte : 255;  // also behind the rows
+    const int width = picture.image.GetWidth(), height = picture.image.GetHeight();
+    BitPicture expected(picture);
+    std::fill(expected.bytes.begin(), expected.bytes.end(), BYTE{0});
+    const int left = random.Int(-5, 5), top = random.Int(-5, 5);
+    const tagRECT rect = {left, top, left + random.Int(-1, 55), top + random.Int(-1, 14)};
+    const auto isSet = [&](int x, int y) {
+      return x >= 0 && y >= 0 && x < width && y < height && picture.Get(x, y)[0] != 0;
+    };
+    for (int y = 1; y <= rect.bottom - rect.top && y < height; ++y) {
+      for (int x = 1; x <= rect.right - rect.left && x < width; ++x) {
+        const bool isInside =
+            isSet(x - 1, y) && isSet(x + 1, y) && isSet(x, y - 1) && isSet(x, y + 1);
+        expected.Set(x, y, {isSet(x, y) && !isInside});
+      }
+    }
+    picture.image.DigSelectArea(rect);
+    ASSERT_EQ(picture.bytes, expected.bytes) << i;
+  }
+  BitPicture grey(8, 5, 5, random);
+  const auto before = grey.bytes;
+  grey.image.DigSelectArea({0, 0, 5, 5});
+  EXPECT_EQ(grey.bytes, before);
+}
+
+}  // namespace
