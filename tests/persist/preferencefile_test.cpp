@@ -86,25 +86,19 @@ TEST(PreferenceFile, StoresEveryTypeAsTold) {
 
   KXPreferenceFile file;
   ASSERT_EQ(file.OpenPreferenceFile(0, folder.File()), 1);
-  short s = 0;
-  WORD w = 0;
-  int i = 0;
-  UINT u = 0;
-  long l = 0;
-  KXString t, e = "x";
-  char b[3], buffer[4] = {'x', 'x', 'x', 'x'};
-  _QMNUMBER n{};
-  double d = 0;
-  tagQMRGBCOLOR16 c{};
-  EXPECT_TRUE(file.GetPreferenceFile("s", s) && file.GetPreferenceFile("w", w) &&
-              file.GetPreferenceFile("i", i) && file.GetPreferenceFile("u", u) &&
-              file.GetPreferenceFile("l", l) && file.GetPreferenceFile("t", t) &&
-              file.GetPreferenceFile("e", e) && file.GetPreferenceFile("b", 3, b) &&
-              file.GetPreferenceFile("n", n) && file.GetPreferenceFile("d", d) &&
-              file.GetPreferenceFile("c", c) && file.GetPreferenceFile("e", buffer, 4));
-  EXPECT_TRUE(s == -2 && w == 0xABCD && i == -2 && u == 0x89ABCDEF && l == -3 && d == 1.2);
-  EXPECT_TRUE(t == "a\r\nbc" && e == "" && std::string(b, 3) == "\0\r\n"s);
+  const auto get = [&file](const char* label, auto value) {
+    EXPECT_TRUE(file.GetPreferenceFile(label, value)) << label;
+    return value;
+  };
+  EXPECT_TRUE(get("s", short{}) == -2 && get("w", WORD{}) == 0xABCD && get("i", 0) == -2);
+  EXPECT_TRUE(get("u", 0u) == 0x89ABCDEF && get("l", 0L) == -3 && get("d", 0.0) == 1.2);
+  EXPECT_TRUE(get("t", KXString()) == "a\r\nbc" && get("e", KXString("x")) == "");
+  const _QMNUMBER n = get("n", _QMNUMBER{});
+  tagQMRGBCOLOR16 c = get("c", tagQMRGBCOLOR16{});
   EXPECT_TRUE(n.number == 12 && n.suffix == "A"s && c.alpha == 1 && c.blue == 0x405);
+  char b[3], buffer[4] = {'x', 'x', 'x', 'x'};
+  EXPECT_TRUE(file.GetPreferenceFile("b", 3, b) && std::string(b, 3) == "\0\r\n"s);
+  EXPECT_TRUE(file.GetPreferenceFile("e", buffer, 4));
   EXPECT_EQ(std::string(buffer, 4), " \0xx"s);  // a blank stays one there
   EXPECT_TRUE(file.GetPreferenceFile("t", buffer, 3));
   EXPECT_EQ(std::string(buffer, 4), "a\r\nx");  // cut, without an end
@@ -113,6 +107,9 @@ TEST(PreferenceFile, StoresEveryTypeAsTold) {
   folder.WriteFile("f", bytes.substr(0, bytes.size() - 9));
   ASSERT_EQ(file.OpenPreferenceFile(0, folder.File()), 1);
   EXPECT_FALSE(file.GetPreferenceFile("c", c));
+  short s = -2;
+  int i = 0;
+  KXString t;
   EXPECT_FALSE(file.GetPreferenceFile("i", s) || file.GetPreferenceFile("I", i) ||
                file.GetPreferenceFile("b", 2, b) || file.GetPreferenceFile("c", i) ||
                file.GetPreferenceFile("x", t) || file.GetPreferenceFile("", t) ||

@@ -61,20 +61,16 @@ TEST(RegKey, StoresEveryTypeAndReadsItBySizeAlone) {
   KXRegKey parent;
   ASSERT_EQ(parent.Open(folder.Root(), "\\A:\\", kRead), 1);
   ASSERT_EQ(key.Open(parent, "B/C", kRead | kWrite), 1);
-  BYTE by;
-  long l;
-  i64 q;
-  double d;
-  tagRECTF asFloats{};
-  tagPOINTF p{};
-  tagSIZED z{};
-  KXString e = "x";
-  KXFilePath fp;
-  EXPECT_TRUE(key.GetValue(by, "by") && key.GetValue(l, "l") && key.GetValue(q, "q") &&
-              key.GetValue(d, "d") && key.GetValue(asFloats, "r") && key.GetValue(p, "p") &&
-              key.GetValue(z, "z") && key.GetValue(e, "e") && key.GetValue(fp, "fp"));
-  EXPECT_TRUE(by == 7 && l == -2 && q == 0x0102030405060708 && d == -2 && asFloats.bottom == 1);
-  EXPECT_TRUE(p.y == 2 && z.cy == -2 && e.IsEmpty() && fp == "C:\\x");
+  const auto get = [&key](const char* name, auto value) {
+    EXPECT_TRUE(key.GetValue(value, name)) << name;
+    return value;
+  };
+  EXPECT_TRUE(get("by", BYTE{}) == 7 && get("l", 0L) == -2 && get("d", 0.0) == -2);
+  EXPECT_TRUE(get("q", i64{}) == 0x0102030405060708 && get("r", tagRECTF{}).bottom == 1);
+  EXPECT_TRUE(get("p", tagPOINTF{}).y == 2 && get("z", tagSIZED{}).cy == -2);
+  EXPECT_TRUE(get("e", KXString("x")).IsEmpty() && get("fp", KXFilePath()) == "C:\\x");
+  BYTE by = 0;
+  double d = 0;
   EXPECT_FALSE(key.GetValue(d, "i") || key.GetValue(by, "none") || key.GetValue(by, nullptr));
   EXPECT_EQ(CodeOf([&] { key.SetValue(1, "i"); }), kxw::kFailureBadArgument);
 }

@@ -240,30 +240,14 @@ TEST(StoredImage, PixelsOfOtherOrdersAreTurned) {
   }
 }
 
-// Kept here are the sums of the raw streams, and a compressed one: what one build or version
-// stores, every other reads.
-TEST(StoredImage, IsTheSameInEveryBuild) {
-  const auto make = [](int bits) {
-    ImagePtr image = MakeImage(bits, 300, 260, 300);
-    for (int corner : {0, 259}) {  // two blocks of four
-      KXVOffscreenAutoLock lock(image.get(), corner, corner, 1);
-      const int size = image->GetBlockRowBytes() * 256;
-      for (int i = 0; i < size; ++i) {
-        image->GetBaseAddress()[i] = static_cast<BYTE>(i % 7 * 37 + i / 4096 + corner);
-      }
+// A compressed stream that is kept here: what one version stores, every other reads.
+TEST(StoredImage, IsReadByEveryVersion) {
+  ImagePtr image = MakeImage(1, 300, 260, 300);
+  for (int corner : {0, 259}) {  // two blocks of four
+    KXVOffscreenAutoLock lock(image.get(), corner, corner, 1);
+    for (int i = 0; i < 8192; ++i) {
+      image->GetBaseAddress()[i] = static_cast<BYTE>(i % 7 * 37 + i / 4096 + corner);
     }
-    return image;
-  };
-  const auto sumOf = [](const std::string& text) {
-    return crc32(0, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(text.size()));
-  };
-  const std::pair<int, uLong> table[] = {{1, 0x9C5F399D},  {2, 0x66BEA6C4},  {8, 0xAF18325E},
-                                         {16, 0x35EA074E}, {24, 0xB258624E}, {32, 0x756A71AA},
-                                         {64, 0xE8AA645E}};
-  for (const auto& [bits, sum] : table) {
-    ImagePtr image = make(bits);
-    EXPECT_EQ(sumOf(Store(*image, 0)), sum) << bits;
-    EXPECT_EQ(sumOf(Store(*Load(Store(*image, 6)), 0)), sum) << bits;
   }
   ImagePtr back = Load(
       Hex("000000B70000001B01000000012C00000104000000014072C00000000000000000040000000011000000"
@@ -272,7 +256,7 @@ TEST(StoredImage, IsTheSameInEveryBuild) {
           "00200000000036789CEDC5411100100000B00761084318C210863024D1C36D9F8554DA58274892244992"
           "A47FCBB5CF7DA32449922449FAB8072B9E501A"));
   ASSERT_TRUE(back);
-  EXPECT_TRUE(Store(*back, 0) == Store(*make(1), 0));
+  EXPECT_TRUE(Store(*back, 0) == Store(*image, 0));
 }
 
 TEST(StoredImage, LaterVersionsMayAddToEverySection) {
@@ -338,25 +322,19 @@ TEST(StoredImage, NothingRunsOutOfItsSection) {
   for (int level : {0, 1}) {
     const std::string text = Store(*image, level);
     const i64 outer = static_cast<i64>(text.size()) - 4, blocks = outer - kBlocks;
-    const std::pair<std::size_t, i64> table[] = {{0, 3},
-                                                 {0, 34},
-                                                 {0, 55},
-                                                 {0, outer - 1},
-                                                 {kHeader, 26},
-                                                 {kExtent, 16},
-                                                 {kBlocks, 0},
-                                                 {kBlocks, blocks - 1},
-                                                 {kBlocks, blocks + 1},
-                                                 {kHeader, -1},
-                                                 {kExtent, -1},
-                                                 {kBlocks, -1},
-                                                 {kBlocks, 4}};
-    for (const auto& [at, length] : table) {
-      SCOPED_TRACE(testing::Message() << level << ' ' << at << ' ' << length);
-      std::string changed = text;
-      int code = 0;
-      EXPECT_FALSE(Load(changed.replace(at, 4, BigEndian(length, 4)), &code));
-      EXPECT_EQ(code, 0x2001000B);
+    const std::pair<std::size_t, std::vector<i64>> table[] = {
+        {0, {3, 34, 55, outer - 1}},
+        {kHeader, {26, -1}},
+        {kExtent, {16, -1}},
+        {kBlocks, {0, 4, blocks - 1, blocks + 1, -1}}};
+    for (const auto& [at, lengths] : table) {
+      for (const i64 length : lengths) {
+        SCOPED_TRACE(testing::Message() << level << ' ' << at << ' ' << length);
+        std::string changed = text;
+        int code = 0;
+        EXPECT_FALSE(Load(changed.replace(at, 4, BigEndian(length, 4)), &code));
+        EXPECT_EQ(code, 0x2001000B);
+      }
     }
   }
 }
