@@ -158,8 +158,9 @@ void PrintOpened(const KXFilePath& path, const Cel& kept) {
                                                 : "all came back");
 }
 
-/// A document in each of its forms, and what comes back of it.
-void KeepCel(const KXNumber& number, const KXFilePath& folder, KXFilePath& saved) {
+/// Keeps a cel as a document in each of its forms, and looks at what comes back. Returns where the
+/// document is.
+KXFilePath KeepCel(const KXNumber& number, const KXFilePath& folder) {
   const auto at = [&](const char* ending) {
     KXFilePath path = folder;
     path += (Text(number) + ending + ".cel").c_str();
@@ -209,7 +210,8 @@ void KeepCel(const KXNumber& number, const KXFilePath& folder, KXFilePath& saved
   for (const KXFilePath& path : {own, little, old, later, foreign}) {
     PrintOpened(path, foreignDocument.cel);
   }
-  document.GetDocumentFilePath(saved);
+  document.GetDocumentFilePath(own);
+  return own;
 }
 
 void Run(const std::string& name) {
@@ -218,11 +220,8 @@ void Run(const std::string& name) {
   const KXFilePath folder = examples::FromNative(name);
   Settings settings;
   WithFile(folder, [&] { settings.Load(folder); });
-  KXFilePath saved;
-  KeepCel(settings.nextCel, folder, saved);
-
+  settings.lastCel = KeepCel(settings.nextCel, folder).GetFullPath();
   ++settings.runs;
-  settings.lastCel = saved.GetFullPath();
   settings.nextCel.IncrementSuffix(1);
   WithFile(folder, [&] { settings.Save(folder); });
   Settings read;
