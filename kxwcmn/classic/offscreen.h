@@ -300,6 +300,24 @@ class KX_EXPORT KXOffscreen {
   /// at 24 bits else.
   KXOffscreen* CreateMask() const;
 
+  // --- Seed-scan fill ---------------------------------------------------------------------------
+
+  // The region of a seed: the pixels that hang together with it by their sides and have exactly its
+  // colour, of which an alpha is no part. Clip and transparency take no part. The image is locked
+  // for the call; `bounds`, which may be null, gets the rectangle of what was reached. After each
+  // run of pixels the user is asked whether to stop (`qmAbort`): what was painted stays, and the
+  // bounds tell of it. Raise 8 if there is no memory, and leave what was painted.
+
+  /// Paints the region with the fore colour, at 32 bits with alpha 255. Does nothing, and leaves
+  /// `bounds`, if the seed has that colour already or lies outside. A fore colour with an alpha
+  /// is never the seed's at 24 and 32 bits.
+  void SeedScanFill(const tagPOINT& seed, tagRECT* bounds);
+  /// Leaves the image, and sets the region in `mask`, of 1 bit and the same size, to that one's
+  /// 1-bit fore colour; a pixel that has it already is the region's end. A mask of another depth
+  /// does nothing, one of another size raises 0x20010008. With a seed outside, nothing is set, but
+  /// both images stay locked once more than before: it is for the caller to end these locks.
+  void SeedScanFill1BitMask(KXOffscreen& mask, const tagPOINT& seed, tagRECT* bounds);
+
   // --- Store ------------------------------------------------------------------------------------
 
   /// Reads or writes the stored form, by the archive's direction. With a non-zero `reverse` the

@@ -37,8 +37,8 @@ inline void FillBytes(BYTE* at, BYTE value, std::size_t bytes) {
   } else if (bytes >= 4) {
     std::memcpy(at, &wide, 4);
     std::memcpy(end - 4, &wide, 4);
-  } else {
-    for (; at != end; ++at) *at = value;
+  } else if (bytes > 0) {
+    at[0] = at[bytes / 2] = end[-1] = value;
   }
 }
 
