@@ -318,6 +318,29 @@ class KX_EXPORT KXOffscreen {
   /// both images stay locked once more than before: it is for the caller to end these locks.
   void SeedScanFill1BitMask(KXOffscreen& mask, const tagPOINT& seed, tagRECT* bounds);
 
+  // --- Smoothing --------------------------------------------------------------------------------
+
+  /// A run of like pixels of a line: from `start` up to `end`, with the mean of its two end pixels.
+  struct _LData {
+    LONG start, end;
+    tagQMRGBCOLOR color;
+  };
+
+  /// Softens the stairs between areas of flat colour, without a filter: where the edge of an area
+  /// steps from one row or column to the next, the pixels along the step get a ramp between both
+  /// colours. For 32-bit images; another depth raises 0x20010008. Not opaque means white here.
+  ///
+  /// `rect`, null for the whole image, is widened by a pixel on all sides; nothing outside is read.
+  /// The ramps go to two scratch pictures, which are merged into the image at last. Those of a
+  /// caller are 32-bit images of this size, both filled with 0x00FFFFFF, and hold the ramps after
+  /// the call; others raise 0x20010008. Without them only what has ramps takes memory. The tables
+  /// of runs are not used: the runs of a line take no memory.
+  ///
+  /// Raises 8 if there is no memory; the image is then as it was. An image that is locked once on
+  /// return, by the caller even, is unlocked.
+  void DoSmoothing(tagRECT* rect, KXOffscreen* scratch1, KXOffscreen* scratch2, _LData (*runs)[][3],
+                   int (*positions)[][3]);
+
   // --- Store ------------------------------------------------------------------------------------
 
   /// Reads or writes the stored form, by the archive's direction. With a non-zero `reverse` the
@@ -343,12 +366,40 @@ class KX_EXPORT KXOffscreen {
   void FillLineRowForPolygon(const int& left, const int& right, KXOffscreenCursor& cursor,
                              KXOffscreenCursor& maskCursor, tagRECT* imageArea, tagRECT* maskArea);
 
+  // The smoothing, pass by pass, in its plain form, which DoSmoothing agrees with. In direction 0 a
+  // line is a row and a position a column; in direction 1 a line is a column, whose positions count
+  // from the bottom row. Images must be locked, with the sizes and depths that DoSmoothing takes,
+  // and lines and positions lie in them; else 0x20010008 is raised.
+
+  /// Smooths the positions from `start` up to `end` of the lines from `firstLine` up to `lastLine`
+  /// into the scratch pictures. The tables have three slots, for lines next to each other, for each
+  /// run, and for each position the number of its run; both must hold `end` entries.
+  void ExeSmoothing(KXOffscreen* scratch1, KXOffscreen* scratch2, _LData (*runs)[][3],
+                    int (*positions)[][3], int direction, int start, int firstLine, int end,
+                    int lastLine);
+  /// Cuts a line into runs, in one slot of the tables.
+  void ReadyLineData(_LData (*runs)[][3], int (*positions)[][3], int direction, int line, int slot,
+                     int start, int end);
+  /// Whether red, green and blue together differ by more than `threshold`, or alpha by more than
+  /// 200. What is not wholly opaque counts as white. Channels are 0 to 255.
+  int FindBorder(tagQMRGBCOLOR* a, tagQMRGBCOLOR* b, int threshold);
+  /// a * (total - t) + b * t, each channel truncated; an alpha of 0 becomes 1.
+  tagQMRGBCOLOR CalcRGBValue(const tagQMRGBCOLOR& a, const tagQMRGBCOLOR& b, double t,
+                             double total);
+  /// The mean of each channel, truncated toward zero.
+  tagQMRGBCOLOR AveragePixel(const tagQMRGBCOLOR& a, const tagQMRGBCOLOR& b);
+  /// Merges the ramps of a part into the image, which may have 24 bits here. Sums wrap at a byte.
+  void FinishSmoothing(KXOffscreen* scratch1, KXOffscreen* scratch2, int left, int top, int right,
+                       int bottom);
+
  private:
   friend class kxw::SpanPainter;  // applies the clip
   void SetKXImageInfo();
   /// Paints a part of the image, or columns of a row that may lie outside it, with the row buffer.
   void FillArea(const tagRECT& area);
   void FillRow(i64 left, i64 end, int y);
+  /// Whether an image can be a scratch picture of a smoothing.
+  bool IsScratch(const KXOffscreen* image) const;
   /// Moves the row buffer to the rows of a part of the image; its columns begin and end with bytes.
   void FillRows(const tagRECT& area);
   void CopyByColor(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
