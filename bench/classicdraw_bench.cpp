@@ -64,7 +64,7 @@ constexpr int kSide = 4096;
 /// A page with a frame in the middle and a mark in it, of which most is white.
 void MakeDrawing(KXOffscreen& image, int bits) {
   MakeLocked(image, bits, kSide);
-  image.SetForeColor(DWORD{0xFF204080});
+  image.SetForeColor(DWORD{0xFF000080});  // black at 1 bit
   image.RectFrame({1500, 1400, 2600, 2500}, 9);
   image.Line(1500, 1400, 2600, 2500, 5);
 }
@@ -137,8 +137,8 @@ const bool kAdded = [] {
   for (int bits : {1, 8, 24, 32}) {
     const auto add = [bits](const std::string& name, auto ours) {
       Add(
-          "classic " + name + " 4096², " + std::to_string(bits) + " bits", 0.8,
-          [=](State& state) { ours(state, bits); }, "plain scan",
+          "classic " + name + " 4096², " + std::to_string(bits) + (bits == 1 ? " bit" : " bits"),
+          0.8, [=](State& state) { ours(state, bits); }, "plain scan",
           [=](State& state) { Scan(state, bits); });
     };
     add("GetExtentRect", ExtentRect);

@@ -3,7 +3,7 @@
 #include <new>
 
 #include "kxwcmn/classic/rows_internal.h"
-#include "kxwcmn/compositing/detail/rows.h"
+#include "kxwcmn/classic/testrow_internal.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/offscreen/uniformrun_internal.h"
@@ -14,6 +14,7 @@ namespace {
 using ImagePtr = std::unique_ptr<KXOffscreen>;
 
 constexpr DWORD kWhite = KXOffscreen::ccrWhite24Bit;
+constexpr DWORD kPaper = 0xFFFFFFFF, kInk = 0;
 
 /// What is not white in a row.
 template <class Depth>
@@ -78,63 +79,51 @@ KXRect FindExtent(const KXOffscreen& image) {
 ImagePtr MakeImage(int width, int height, int bitCount, DWORD color) {
   ImagePtr image(new (std::nothrow) KXOffscreen);
   if (!image) kxThrowError(kxw::kErrorNotEnoughMemory);
-  image->Create(width, height, bitCount, color, 1);
+  // At 1 bit the zeros of a new image are white already.
+  image->Create(width, height, bitCount, color, bitCount > 1 || color != kPaper);
   image->Lock();
   return image;
 }
+
+/// The bits of a pixel's value.
+template <class Depth>
+constexpr DWORD kAllBits = 0xFFFFFFFF >> (32 - Depth::kBits);
 
 DWORD Narrowed(const tagQMRGBCOLOR16* color) {
   if (!color) kxThrowError(kxw::kFailureBadArgument);
   return KXColor(*color).GetColor();
 }
 
-/// Stores 1 in the row of a mask where `isWanted(pixel)` says so.
-template <class Depth, class Op>
-void MaskRow(BYTE* to, const BYTE* from, int width, Op isWanted) {
-  if constexpr (Depth::kBits == 1) {
-    // Each of the two values becomes 0 or 1.
-    const BYTE ones = isWanted(BYTE{1}) ? 0xFF : 0, zeros = isWanted(BYTE{0}) ? 0xFF : 0;
-    const auto bitsAt = [=](int i) { return (from[i] & ones) | (~from[i] & zeros); };
-    const int bytes = width / 8;
-    for (int i = 0; i < bytes; ++i) to[i] = static_cast<BYTE>(bitsAt(i));
-    if (const int mask = 0xFF00 >> (width & 7) & 0xFF) {
-      to[bytes] = static_cast<BYTE>((to[bytes] & ~mask) | (bitsAt(bytes) & mask));
-    }
-  } else {
-    constexpr int kPiece = KXVOffscreen::kBlockSize;
-    for (int x = 0; x < width; x += kPiece) {
-      const int count = std::min(kPiece, width - x);
-      const kxw::RowReader<Depth> reader(from + kxw::PixelByte<Depth>(x), 0, count);
-      kxw::RowWriter<kxw::Classic1> writer(to + x / 8, 0, count);
-      for (int i = 0; i < count; ++i) writer.Set(i, isWanted(reader[i]));
-      writer.Finish();
-    }
+/// A mask of the pixels that pass a test. What fills up its rows is 0, or 1 with `ink`.
+KXOffscreen* MakeMask(const KXOffscreen& image, const kxw::PixelTest& test, bool ink) {
+  ImagePtr mask = MakeImage(image.GetWidth(), image.GetHeight(), 1, ink ? kInk : kPaper);
+  const kxw::TestRowFunc testRow = kxw::FindTestRow(image.GetBitCount());
+  for (int y = 0; y < image.GetHeight(); ++y) {
+    testRow(kxw::ClassicRow(*mask, y), kxw::ClassicRow(image, y), image.GetWidth(), test);
   }
-}
-
-/// A mask with 1 where `isWanted(depth, pixel)` says so. What fills up its rows is that of `paper`.
-template <class Op>
-KXOffscreen* MakeMask(const KXOffscreen& image, DWORD paper, Op isWanted) {
-  ImagePtr mask = MakeImage(image.GetWidth(), image.GetHeight(), 1, paper);
-  kxw::WithClassicDepth(image.GetBitCount(), [&](auto depth) {
-    using Depth = decltype(depth);
-    for (int y = 0; y < image.GetHeight(); ++y) {
-      MaskRow<Depth>(kxw::ClassicRow(*mask, y), kxw::ClassicRow(image, y), image.GetWidth(),
-                     [=](typename Depth::Pixel pixel) { return isWanted(Depth{}, pixel); });
-    }
-  });
   mask->Unlock();
   return mask.release();
 }
 
-KXOffscreen* MakeMaskOfColor(const KXOffscreen& image, const tagQMRGBCOLOR16* color, DWORD paper,
-                             bool wantsEqual) {
-  return MakeMask(image, paper, [wanted = Narrowed(color), wantsEqual](auto depth, auto pixel) {
-    return (decltype(depth)::To32(pixel) == wanted) == wantsEqual;
-  });
+/// The test for the pixel value that reads as `color` at 32 bits. Not every depth has one.
+template <class Depth>
+kxw::PixelTest EqualTo(DWORD color) {
+  DWORD pixel = color;
+  if constexpr (Depth::kBits == 1) pixel = kxw::Blue(color) == 0;
+  if constexpr (Depth::kBits == 8) pixel = 255u - kxw::Blue(color);
+  if constexpr (Depth::kBits == 24) pixel = color & kWhite;
+  const bool exists = Depth::To32(static_cast<typename Depth::Pixel>(pixel)) == color;
+  return exists ? kxw::PixelTest{kAllBits<Depth>, pixel, true} : kxw::PixelTest{0, 1, true};
 }
 
-constexpr DWORD kPaper = 0xFFFFFFFF, kInk = 0;
+KXOffscreen* MakeMaskOfColor(const KXOffscreen& image, const tagQMRGBCOLOR16* color,
+                             bool inverted) {
+  const DWORD wanted = Narrowed(color);
+  kxw::PixelTest test = kxw::WithClassicDepth(
+      image.GetBitCount(), [=](auto depth) { return EqualTo<decltype(depth)>(wanted); });
+  test.wantsEqual = !inverted;
+  return MakeMask(image, test, inverted);
+}
 
 }  // namespace
 
@@ -171,18 +160,19 @@ KXOffscreen* KXOffscreen::ExtractionColor(tagQMRGBCOLOR16* const from,
 }
 
 KXOffscreen* KXOffscreen::ExtractionColorMask(tagQMRGBCOLOR16* const color) const {
-  return IsLocked() ? MakeMaskOfColor(*this, color, kPaper, true) : nullptr;
+  return IsLocked() ? MakeMaskOfColor(*this, color, false) : nullptr;
 }
 
 KXOffscreen* KXOffscreen::ExtractionColorMaskEx(tagQMRGBCOLOR16* const color) const {
-  return IsLocked() ? MakeMaskOfColor(*this, color, kInk, false) : nullptr;
+  return IsLocked() ? MakeMaskOfColor(*this, color, true) : nullptr;
 }
 
 KXOffscreen* KXOffscreen::CreateMask() const {
   if (!IsLocked()) return nullptr;
-  return MakeMask(*this, kPaper, [](auto depth, auto pixel) {
+  const kxw::PixelTest isMark = kxw::WithClassicDepth(GetBitCount(), [](auto depth) {
     using Depth = decltype(depth);
-    if constexpr (Depth::kBits == 32) return kxw::Alpha(pixel) != 0;
-    return Depth::To24(pixel) != kWhite;
+    if constexpr (Depth::kBits == 32) return kxw::PixelTest{0xFF000000, 0, false};
+    return kxw::PixelTest{kAllBits<Depth>, Depth::From24(kWhite), false};
   });
+  return MakeMask(*this, isMark, false);
 }

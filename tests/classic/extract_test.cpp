@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "kxwcmn/classic/testrow_internal.h"
 #include "kxwcmn/core/exception.h"
 #include "tests/classic/support.h"
 
@@ -63,6 +64,26 @@ TEST(ClassicExtraction, MasksTellEveryPixel) {
       }
     }
     ASSERT_EQ(BytesOf(*picked), BytesOf(expected));
+  }
+}
+
+TEST(ClassicExtraction, TestsOfRowsEqualThoseOfPixels) {
+  for (unsigned seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const int bits = kDepths[seed % 4], width = random.Int(1, 600);
+    const ImagePtr image = MakeNoise(bits, width, 1, random), row = MakeNoise(1, width, 1, random);
+    const ImagePtr plain(new KXOffscreen(*row));
+    image->SetForeColor(random.Bits());
+    image->FillLineRow(random.Int(0, 300), random.Int(0, 900), 0);
+    plain->Lock();
+    const DWORD all = 0xFFFFFFFF >> (32 - bits),
+                used = all & (random.OneIn(2) ? all : random.Bits());
+    const DWORD value = random.OneIn(2) ? used : random.Bits() & used;
+    const kxw::PixelTest test{used, value, random.OneIn(2)};
+    kxw::FindTestRow(bits)(row->GetBaseAddress(), image->GetBaseAddress(), width, test);
+    kxw::FindPlainTestRow(bits)(plain->GetBaseAddress(), image->GetBaseAddress(), width, test);
+    ASSERT_EQ(BytesOf(*row), BytesOf(*plain));
   }
 }
 
