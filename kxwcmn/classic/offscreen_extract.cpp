@@ -22,20 +22,12 @@ struct Marks {
   static bool IsAt(const BYTE* row, int x) {
     return Depth::To24(kxw::LoadPixel<Depth>(row, x)) != kWhite;
   }
-  /// Whether there are none in the `count` pixels from `x` on: whole words, and at 1 bit whole
-  /// bytes.
-  static bool IsBlank(const BYTE* row, int x, int count) {
-    // Eight bytes of white; an alpha, which stands in the first byte of each pixel, does not count.
-    constexpr u64 kWord = Depth::kBits <= 8 ? 0 : ~u64{0};
-    constexpr u64 kUsed = Depth::kBits == 32 ? 0xFFFFFF00FFFFFF00 : ~u64{0};
-    return kxw::IsUniformRun(row + kxw::PixelByte<Depth>(x),
-                             static_cast<std::size_t>(kxw::PixelByte<Depth>(count)), kWord, kUsed);
-  }
   /// The first column of one, or `end`.
   static int First(const BYTE* row, int end) {
     int x = 0;
-    for (int step : kSteps) {
-      while (x + step <= end && IsBlank(row, x, step)) x += step;
+    // Mostly there is none in all of them.
+    for (int step : {end & ~63, 512, 64, 8}) {
+      while (step > 0 && x + step <= end && IsBlank(row, x, step)) x += step;
     }
     while (x < end && !IsAt(row, x)) ++x;
     return x;
@@ -44,33 +36,40 @@ struct Marks {
   static int Last(const BYTE* row, int begin, int end) {
     int x = end;
     while (x > begin && x % 8 != 0 && !IsAt(row, x - 1)) --x;
-    for (int step : kSteps) {
-      while (x % 8 == 0 && x - step >= begin && IsBlank(row, x - step, step)) x -= step;
+    if (x % 8 != 0) return x;
+    for (int step : {(x - begin) & ~63, 512, 64, 8}) {
+      while (step > 0 && x - step >= begin && IsBlank(row, x - step, step)) x -= step;
     }
     while (x > begin && !IsAt(row, x - 1)) --x;
     return x;
   }
 
  private:
-  static constexpr int kSteps[] = {1024, 64};
+  /// Whether there are none in the `count` pixels, a multiple of 8, from `x` on, at 1 bit from a
+  /// byte's first one on.
+  static bool IsBlank(const BYTE* row, int x, int count) {
+    // Eight bytes of white; an alpha, which stands in the first byte of each pixel, does not count.
+    constexpr u64 kWord = Depth::kBits <= 8 ? 0 : ~u64{0};
+    constexpr u64 kUsed = Depth::kBits == 32 ? 0xFFFFFF00FFFFFF00 : ~u64{0};
+    const BYTE* const at = row + kxw::PixelByte<Depth>(x);
+    if (Depth::kBits == 1 && count == 8) return *at == 0;
+    return kxw::IsUniformRun(at, static_cast<std::size_t>(kxw::PixelByte<Depth>(count)), kWord,
+                             kUsed);
+  }
 };
 
 /// The rectangle around all marks; empty if there are none.
 template <class Depth>
 KXRect FindExtent(const KXOffscreen& image) {
   const int width = image.GetWidth();
-  const auto isBlank = [&](int y) {
-    return Marks<Depth>::First(kxw::ClassicRow(image, y), width) == width;
-  };
-  int top = 0, bottom = image.GetHeight();
-  while (top < bottom && isBlank(top)) ++top;
-  if (top == bottom) return {};
-  while (isBlank(bottom - 1)) --bottom;
-  // Between them only what could widen the rectangle is looked at.
-  int left = width, right = 0;
-  for (int y = top; y < bottom; ++y) {
+  int left = width, right = 0, top = 0, bottom = 0;
+  for (int y = 0; y < image.GetHeight(); ++y) {
     const BYTE* const row = kxw::ClassicRow(image, y);
-    left = Marks<Depth>::First(row, left);
+    const int first = Marks<Depth>::First(row, width);
+    if (first == width) continue;
+    if (bottom == 0) top = y;
+    bottom = y + 1;
+    left = std::min(left, first);
     right = Marks<Depth>::Last(row, right, width);
   }
   return {left, top, right, bottom};

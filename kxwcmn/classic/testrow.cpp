@@ -101,13 +101,19 @@ int TestGroups(BYTE*, const BYTE*, int x, int, const PixelTest&) {
 template <class Depth>
 void TestRow(BYTE* to, const BYTE* from, int width, const PixelTest& test) {
   // Where pixels are equal, as most are in a drawing, one stands for all of them.
-  constexpr int kRun = 128;
-  constexpr auto kBytes = static_cast<std::size_t>(PixelByte<Depth>(kRun - 1));
-  for (int x = 0; x < width; x += kRun) {
+  constexpr int kLongRun = 1024, kRun = 128;
+  const auto isRun = [=](int x, int count) {
     const BYTE* const at = from + PixelByte<Depth>(x);
-    const int end = std::min(x + kRun, width);
-    if (end - x == kRun && std::memcmp(at, at + PixelByte<Depth>(1), kBytes) == 0) {
-      std::memset(to + x / 8, test.Passes(Depth::Load(at, 0)) ? 0xFF : 0, kRun / 8);
+    return x + count <= width &&
+           std::memcmp(at, at + PixelByte<Depth>(1),
+                       static_cast<std::size_t>(PixelByte<Depth>(count - 1))) == 0;
+  };
+  for (int x = 0, end; x < width; x = end) {
+    const bool isLong = x % kLongRun == 0 && isRun(x, kLongRun);
+    end = std::min(x + (isLong ? kLongRun : kRun), width);
+    if (isLong || isRun(x, kRun)) {
+      std::memset(to + x / 8, test.Passes(LoadPixel<Depth>(from, x)) ? 0xFF : 0,
+                  static_cast<std::size_t>(end - x) / 8);
     } else {
       const int tested = TestGroups<Depth>(to, from, x, std::min(end, width - 1), test);
       TestPixels<Depth>(to, from, tested, end, test);

@@ -71,11 +71,13 @@ TEST(ClassicExtraction, TestsOfRowsEqualThoseOfPixels) {
   for (unsigned seed = 0; seed < 400; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
-    const int bits = kDepths[seed % 4], width = random.Int(1, 600);
+    const int bits = kDepths[seed % 4], width = random.Int(1, random.OneIn(2) ? 600 : 3000);
     const ImagePtr image = MakeNoise(bits, width, 1, random), row = MakeNoise(1, width, 1, random);
     const ImagePtr plain(new KXOffscreen(*row));
     image->SetForeColor(random.Bits());
-    image->FillLineRow(random.Int(0, 300), random.Int(0, 900), 0);
+    // Ends around those of the runs that are looked at as one.
+    image->FillLineRow(128 * random.Int(0, 2) + random.Int(-1, 1),
+                       128 * random.Int(2, 24) + random.Int(-2, 1), 0);
     plain->Lock();
     const DWORD all = 0xFFFFFFFF >> (32 - bits),
                 used = all & (random.OneIn(2) ? all : random.Bits());
@@ -104,7 +106,8 @@ TEST(ClassicExtraction, ExtentIsTheBoxOfAllMarks) {
     for (int i = 0; i < marks; ++i) {
       const int x = random.OneIn(4) ? width - 1 : random.Int(0, width - 1);
       const int y = random.Int(0, height - 1);
-      Model::Set(*image, 32, 0xFF000000, x, y);
+      const DWORD off = bits >= 24 ? DWORD{1} << random.Int(0, 23) : 0xFFFFFF;
+      Model::Set(*image, 32, 0xFFFFFFFF ^ off, x, y);
       expected = {std::min(expected.left, x), std::min(expected.top, y),
                   std::max(expected.right, x + 1), std::max(expected.bottom, y + 1)};
     }
