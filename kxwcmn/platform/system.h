@@ -30,8 +30,8 @@ DWORD PageSize();
 /// may have the same one in different name spaces.
 unsigned ForkGeneration();
 
-/// How often this process has begun to fork. While that has not changed, nobody else has got hold
-/// of what it opened.
+/// How many forks this process has begun, and its line before it. While that has not changed,
+/// nobody else has got hold of what it opened.
 unsigned ForksBegun();
 
 /// Milliseconds since some moment; they wrap after 49 days and never go back otherwise.

@@ -13,11 +13,8 @@ namespace {
 std::atomic<unsigned> forkGeneration = 0;
 std::atomic<unsigned> forksBegun = 0;
 
-[[maybe_unused]] const int watched = pthread_atfork([] { ++forksBegun; }, nullptr,
-                                                    [] {
-                                                      ++forkGeneration;
-                                                      forksBegun = 0;
-                                                    });
+[[maybe_unused]] const int watched =
+    pthread_atfork([] { ++forksBegun; }, nullptr, [] { ++forkGeneration; });
 
 }  // namespace
 
