@@ -10,6 +10,7 @@
 
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
+#include "kxwcmn/platform/memory.h"
 #include "tests/desktop/soundfiles.h"
 #include "tests/support/failure.h"
 #include "tests/testfolder.h"
@@ -54,7 +55,8 @@ class Service : public kxw::SoundService {
   std::string log;
   kxw::SoundHeader header;
   std::string samples;
-  SoundCommand end{};  // the callback that was asked for last
+  DWORD blockSize = 0;  // of the memory that they are in
+  SoundCommand end{};   // the callback that was asked for last
 
  private:
   struct Channel : kxw::SoundChannel {
@@ -65,6 +67,7 @@ class Service : public kxw::SoundService {
       if (command.code == 13) service.end = command;
       if (command.code != 81) return true;
       service.header = *command.header;
+      service.blockSize = qmGetPtrSize(const_cast<void*>(command.header->samples));
       const auto bytes =
           service.header.frames * service.header.channels * service.header.sampleSize / 8;
       service.samples.assign(static_cast<const char*>(service.header.samples), bytes);
@@ -210,6 +213,7 @@ TEST(Sound, NumbersThatMeanNothingAreHarmless) {
   EXPECT_EQ(lie.Info().dataSize, 0xFFFFFFFFu);
   EXPECT_EQ(lie.Play(0, 0, 0), 1);
   EXPECT_EQ(service.samples, data);
+  EXPECT_EQ(service.blockSize, data.size());
   EXPECT_EQ(lie.Play(1, 6000, 0xFFFFFFFF), 0);
 }
 

@@ -34,7 +34,8 @@ TEST(Thread, RunsWithItsParameterUntilItsEnd) {
   Worker worker([](Worker&, void* parameter) {
     thread_local struct Late {
       ~Late() {
-        if (at) *at += 1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        *at += 1;
       }
       int* at = nullptr;
     } late;
