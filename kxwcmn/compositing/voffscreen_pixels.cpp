@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
+#include "kxwcmn/offscreen/detail/streamrow.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/platform/vectorize.h"
 
@@ -105,6 +107,7 @@ struct Codec {
   int bits = 0;  ///< Of a pixel in the caller's rows; 0 for no codec.
   BYTE nothing;  ///< The bytes that a pixel without memory reads as.
   BYTE hole;     ///< The bytes of a block that stand for the same.
+  bool copies;   ///< Whole bytes as they stand in the block.
   void (*read)(const BYTE* row, int column, int count, BYTE* to, std::ptrdiff_t index);
   void (*write)(BYTE* row, int column, int count, const BYTE* from, std::ptrdiff_t index);
 };
@@ -186,7 +189,8 @@ struct FormatCodec<kxw::Depth64, Bgra16> : NativeCodec<kxw::Depth64> {};
 
 template <class Depth, class Row>
 constexpr Codec MakeCodec() {
-  return {Row::kBits, Row::kNothing, kHole<Depth>, Row::Read, Row::Write};
+  constexpr bool kCopies = Row::kBits >= 8 && std::is_base_of_v<NativeCodec<Depth>, Row>;
+  return {Row::kBits, Row::kNothing, kHole<Depth>, kCopies, Row::Read, Row::Write};
 }
 
 /// The codec of a depth and a format; that of 0 bits if either is none.
@@ -283,6 +287,19 @@ bool IsNothing(const Codec& codec, const KXRect& part, const Rows<const BYTE>& r
   return true;
 }
 
+/// Whether rows of `bits` a pixel go past the caches: those of a large picture, of whole bytes.
+bool IsStreamed(const KXRect& rect, int bits) {
+  if (rect.IsRectEmpty()) return false;
+  const i64 width = i64{rect.right} - rect.left, height = i64{rect.bottom} - rect.top;
+  return bits >= 8 && width * bits / 8 >= kxw::kStreamedBytes / height;
+}
+
+/// Short rows of the caller's are asked for so many rows ahead; the machine foresees long ones.
+constexpr int kRowsAhead = 4, kShortRow = 1024;
+
+/// A row on its way past the caches.
+using RowBuffer = BYTE[KXVOffscreen::kBlockSize * sizeof(u64)];
+
 }  // namespace
 
 std::size_t KXVOffscreen::GetPixelRowBytes(KXPixelFormat format, int width) const {
@@ -296,13 +313,26 @@ void KXVOffscreen::ReadPixels(const KXRect& rect, KXPixelFormat format, void* ro
   const Codec codec = NeedCodec(bitCount_, format);
   if (rect.IsRectEmpty()) return;
   const Rows<BYTE> to(codec, rect, static_cast<BYTE*>(rows), stride);
+  const bool streams = IsStreamed(rect, codec.bits);
+  const int bytes = codec.bits / 8;
+  const auto streamRow = [&](const BYTE* row, const KXRect& part, BYTE* at) {
+    RowBuffer buffer;
+    const int column = part.left & kBlockMask;
+    if (!codec.copies) codec.read(row, column, part.Width(), buffer, 0);
+    kxw::StreamRow(at, codec.copies ? row + column * bytes : buffer,
+                   static_cast<std::size_t>(part.Width() * bytes));
+  };
   KXVOffscreenAutoLock lock(this, 0);
   kxw::ForEachSource(
       *this, rect,
       [&](const KXRect& part, const BYTE* base) {
         for (int y = part.top; y < part.bottom; ++y) {
-          codec.read(kxw::RowOf(base, y, blockRowBytes_), part.left & kBlockMask, part.Width(),
-                     to.Row(y), to.Index(part.left));
+          const BYTE* const row = kxw::RowOf(base, y, blockRowBytes_);
+          if (streams) {
+            streamRow(row, part, to.Row(y) + to.Index(part.left) * bytes);
+          } else {
+            codec.read(row, part.left & kBlockMask, part.Width(), to.Row(y), to.Index(part.left));
+          }
         }
       },
       [&](const KXRect& part) {
@@ -310,6 +340,7 @@ void KXVOffscreen::ReadPixels(const KXRect& rect, KXPixelFormat format, void* ro
           PutNothing(codec, to.Row(y), to.Index(part.left), part.Width());
         }
       });
+  if (streams) kxw::EndStream();
 }
 
 void KXVOffscreen::WritePixels(const KXRect& rect, KXPixelFormat format, const void* rows,
@@ -324,7 +355,11 @@ void KXVOffscreen::WritePixels(const KXRect& rect, KXPixelFormat format, const v
       continue;
     }
     kxw::ForEachRow(*this, part, true, [&](BYTE* row, int column, int count, int y) {
-      codec.write(row, column, count, from.Row(y), from.Index(part.left));
+      const std::ptrdiff_t index = from.Index(part.left), bytes = count * codec.bits / 8;
+      if (y + kRowsAhead < part.bottom && bytes <= kShortRow) {
+        kxw::PrefetchRow(from.Row(y + kRowsAhead) + index * codec.bits / 8, bytes);
+      }
+      codec.write(row, column, count, from.Row(y), index);
     });
   }
 }

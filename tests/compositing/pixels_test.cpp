@@ -233,6 +233,33 @@ TEST(Pixels, OfAnImageLargerThanThePoolComeBack) {
   }
 }
 
+// So many bytes go past the caches, and parts of them do not.
+TEST(Pixels, OfAHugePictureAreThoseOfItsParts) {
+  constexpr int kWidth = 3001, kHeight = 3800, kStrip = 475;
+  const ImagePtr image = MakeImage(24, kWidth, kHeight);
+  std::vector<BYTE> noise(kWidth * kHeight * 3);
+  Random random(8);
+  for (std::size_t i = 0; i + 8 < noise.size(); i += 8) {
+    const u64 word = random.Bits();
+    std::memcpy(&noise[i], &word, sizeof word);
+  }
+  image->WritePixels(image->GetRect(), Format::kNative, noise.data());
+  for (const Format format : {Format::kNative, Format::kRgba8}) {
+    const std::size_t rowBytes = image->GetPixelRowBytes(format, kWidth);
+    std::vector<BYTE> whole(1 + rowBytes * kHeight), part(rowBytes * kStrip);
+    image->ReadPixels(image->GetRect(), format, &whole[1]);
+    for (int y = 0; y < kHeight; y += kStrip) {
+      image->ReadPixels(KXRect(0, y, kWidth, y + kStrip), format, part.data());
+      const BYTE* const rows = &whole[1 + rowBytes * static_cast<std::size_t>(y)];
+      ASSERT_EQ(std::memcmp(rows, part.data(), part.size()), 0) << y;
+      if (format == Format::kNative) {
+        ASSERT_EQ(std::memcmp(rows, &noise[rowBytes * static_cast<std::size_t>(y)], part.size()),
+                  0);
+      }
+    }
+  }
+}
+
 TEST(Pixels, RefuseRowsThatCannotBe) {
   const ImagePtr image = MakeImage(2, 300, 300);
   BYTE rows[64] = {};

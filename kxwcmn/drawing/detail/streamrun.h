@@ -3,16 +3,13 @@
 #include <cstdint>
 
 #include "kxwcmn/offscreen/detail/fillrun.h"
+#include "kxwcmn/offscreen/detail/streamrow.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
 namespace kxw {
-
-/// A fill of so many bytes goes past the caches. They would not hold it anyway, and a line that is
-/// written around them need not be read first, which is most of the time of such a fill.
-inline constexpr i64 kStreamedBytes = i64{32} << 20;
 
 /// `FillRun` for whole rows of a block, `count` pixels from `row` on, past the caches. Ends with
 /// `EndStream` before anybody else may look.
@@ -39,12 +36,6 @@ inline void StreamRun(BYTE* row, int count, typename Depth::Fill fill) {
   }
 #endif
   FillRun<Depth>(row, 0, count, fill);
-}
-
-inline void EndStream() {
-#if defined(__SSE2__)
-  _mm_sfence();
-#endif
 }
 
 }  // namespace kxw
