@@ -7,12 +7,12 @@
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
 #include "kxwcmn/platform/number.h"
-#include "kxwcmn/platform/vectorize.h"
 #include "kxwcmn/resample/detail/bilinear.h"
 
 // A turn by any angle. The result is painted tile by tile; the pixels of the source that a tile
@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr int kTile = 128;  // its window of the source fits the nearer caches
+constexpr int kTile = kxw::kMostMixed;  // its window of the source fits the nearer caches
 
 std::size_t Index(i64 i) { return static_cast<std::size_t>(i); }
 
@@ -36,7 +36,12 @@ class Window {
 
   void Load(const KXRect& rect) {
     rect_ = rect;
-    words_.assign(Index(i64{rect.Width()} * rect.Height()), outside_);
+    const std::size_t count = Index(i64{rect.Width()} * rect.Height());
+    if ((rect & src_.GetRect()) == rect) {
+      words_.resize(count);  // and all of them are set below
+    } else {
+      words_.assign(count, outside_);
+    }
     KXBlockGetter blocks(&src_, rect, 1);
     for (KXRect part; blocks.GetNextBlock(part);) {
       const BYTE* const from = kxw::EnterForRead(src_, part.left, part.top);
@@ -231,23 +236,13 @@ void TurnFast(KXVOffscreen& dst, KXVOffscreen& src, const FixedTurn& turn) {
 
 // --- Four pixels --------------------------------------------------------------------------------
 
-/// The size and the centres of a smooth turn.
-struct SmoothTurn {
-  double cosine, sine;
-  double centreX, centreY;        // of the result
-  double srcCentreX, srcCentreY;  // of the source
-  int srcWidth, srcHeight;
-  double width, height;
-
-  SmoothTurn(const Turn& turn, int degrees, int w, int h)
-      : cosine(turn.cosine),
-        sine(turn.sine),
-        srcCentreX((w - 1.0) * 0.5),
-        srcCentreY((h - 1.0) * 0.5),
-        srcWidth(w),
-        srcHeight(h) {
-    double corners[4][2] = {{0, 0}, {w - 1.0, 0}, {w - 1.0, h - 1.0}, {0, h - 1.0}};
-    const double centre[2] = {srcCentreX, srcCentreY};
+/// A smooth turn and the size of its result.
+class SmoothTurn {
+ public:
+  SmoothTurn(const Turn& turn, int degrees, int width, int height) {
+    const double right = width - 1.0, bottom = height - 1.0;
+    const double centre[2] = {right * 0.5, bottom * 0.5};
+    double corners[4][2] = {{0, 0}, {right, 0}, {right, bottom}, {0, bottom}};
     for (auto& corner : corners) qmRotatePointD(corner, degrees, centre);
     double low[2] = {corners[0][0], corners[0][1]}, high[2] = {low[0], low[1]};
     for (const auto& corner : corners) {
@@ -256,67 +251,58 @@ struct SmoothTurn {
         high[k] = std::max(high[k], corner[k]);
       }
     }
-    width = high[0] - low[0];
-    height = high[1] - low[1];
-    centreX = width * 0.5;
-    centreY = height * 0.5;
+    width_ = high[0] - low[0];
+    height_ = high[1] - low[1];
+    places_ = {turn.cosine, turn.sine, width_ * 0.5, height_ * 0.5,
+               centre[0],   centre[1], width,        height};
   }
+  i64 Width() const { return static_cast<i64>(width_); }
+  i64 Height() const { return static_cast<i64>(height_); }
+  const kxw::TurnedPlaces& Places() const { return places_; }
 
-  double U(int x, int y) const {
-    const double dx = x - centreX, dy = y - centreY;
-    return dx * cosine - dy * sine + srcCentreX;
-  }
-  double V(int x, int y) const {
-    const double dx = x - centreX, dy = y - centreY;
-    return dy * cosine + dx * sine + srcCentreY;
-  }
-};
-
-/// `Mix` makes a pixel of four, and says which are left out.
-template <class Mix>
-void TurnSmooth(KXVOffscreen& dst, KXVOffscreen& src, const SmoothTurn& turn,
-                Window<typename Mix::Word> window) {
-  using Word = typename Mix::Word;
-  Target<Word> target(dst);
-  KXVOffscreenAutoLock dstLock(&dst, 1), srcLock(&src, 0);
-  ForEachTile(dst, [&](const KXRect& tile) {
-    // With two pixels of room for rounding and for the neighbours to the right and below.
-    const double us[4] = {turn.U(tile.left, tile.top), turn.U(tile.right, tile.top),
-                          turn.U(tile.left, tile.bottom), turn.U(tile.right, tile.bottom)};
-    const double vs[4] = {turn.V(tile.left, tile.top), turn.V(tile.right, tile.top),
-                          turn.V(tile.left, tile.bottom), turn.V(tile.right, tile.bottom)};
+  /// The source's pixels that a rectangle of the result needs, with room for rounding; those to the
+  /// right and below may lie outside. Empty if the rectangle shows none.
+  KXRect WindowOf(const KXRect& rect) const {
+    const auto& p = places_;
+    const double us[4] = {p.U(rect.left, rect.top), p.U(rect.right, rect.top),
+                          p.U(rect.left, rect.bottom), p.U(rect.right, rect.bottom)};
+    const double vs[4] = {p.V(rect.left, rect.top), p.V(rect.right, rect.top),
+                          p.V(rect.left, rect.bottom), p.V(rect.right, rect.bottom)};
     const auto low = [](const double* at) {
       return std::max(kxw::Truncate(*std::min_element(at, at + 4)) - 1, 0);
     };
     const auto high = [](const double* at, int limit) {
       return kxw::Truncate(std::min(*std::max_element(at, at + 4), limit - 1.0)) + 3;
     };
-    const KXRect rect(low(us), low(vs), high(us, turn.srcWidth), high(vs, turn.srcHeight));
-    if (rect.IsRectEmpty() || rect.left >= turn.srcWidth || rect.top >= turn.srcHeight) return;
+    const KXRect window(low(us), low(vs), high(us, p.srcWidth), high(vs, p.srcHeight));
+    const bool isOutside = window.left >= p.srcWidth || window.top >= p.srcHeight;
+    return isOutside ? KXRect() : window;
+  }
+
+ private:
+  double width_, height_;
+  kxw::TurnedPlaces places_;
+};
+
+template <class Word>
+void TurnSmooth(KXVOffscreen& dst, KXVOffscreen& src, const SmoothTurn& turn, Window<Word> window) {
+  Target<Word> target(dst);
+  KXVOffscreenAutoLock dstLock(&dst, 1), srcLock(&src, 0);
+  kxw::MixPlaces places;
+  ForEachTile(dst, [&](const KXRect& tile) {
+    const KXRect rect = turn.WindowOf(tile);
+    if (rect.IsRectEmpty()) return;
     window.Load(rect);
-    const int stride = rect.Width();
-    const Word* const origin = window.Row(rect.top) - rect.left;
     for (int y = tile.top; y < tile.bottom; ++y) {
-      Word words[kTile + 1];
-      int first = tile.left;  // of the pixels that wait in `words`
-      const auto store = [&](int end) {
-        if (end > first) target.Store(tile, first, y, words, end - first);
-        first = end + 1;
-      };
-      for (int x = tile.left; x < tile.right; ++x) {
-        const double sx = turn.U(x, y), sy = turn.V(x, y);
-        // Towards zero: a place up to a pixel left of or above the source counts as its edge.
-        const int u = static_cast<int>(sx), v = static_cast<int>(sy);
-        if (sx <= -1 || sy <= -1 || u >= turn.srcWidth || v >= turn.srcHeight) {
-          store(x);
-          continue;
-        }
-        const Word* const at = origin + static_cast<i64>(v - rect.top) * stride + u;
-        if (!Mix::Of(at[0], at[1], at[stride], at[stride + 1], sx - u, sy - v, words[x - first])) {
-          store(x);
-        }
+      Word words[kTile];
+      BYTE isStored[kTile];
+      kxw::FindMixPlaces(turn.Places(), tile.left, y, tile.Width(), rect, places);
+      kxw::MixRow(window.Row(rect.top), rect.Width(), places, words, isStored);
+      for (int first = places.first, end; first < places.end; first = end + 1) {
+        end = first;
+        while (end < places.end && isStored[end]) ++end;
+        if (end > first) target.Store(tile, tile.left + first, y, words + first, end - first);
       }
-      store(tile.right);
     }
   });
 }
@@ -326,7 +312,7 @@ template <class Depth>
 void Read48(BYTE* to, int, const BYTE* from, int fromColumn, int count) {
   const kxw::RowReader<Depth> pixels(from, fromColumn, count);
   for (int i = 0; i < count; ++i) {
-    const u64 color = Depth::To48(pixels[i]) & kxw::Mix48::kOutside;
+    const u64 color = Depth::To48(pixels[i]);
     std::memcpy(to + 8 * i, &color, sizeof color);
   }
 }
@@ -339,44 +325,48 @@ struct Source48 {
 Source48 Find48(int bits) {
   return kxw::WithDepth(bits, [](auto depth) {
     using Depth = decltype(depth);
-    return Source48{Read48<Depth>, Depth::k48Default & kxw::Mix48::kOutside};
+    return Source48{Read48<Depth>, Depth::k48Default};
+  });
+}
+
+/// The smooth turn in the words of a destination of up to 32 bits, and in those of 64 bits.
+void TurnSmooth32(KXVOffscreen& dst, KXVOffscreen& src, const SmoothTurn& turn) {
+  const kxw::RowFunc read = kxw::FindCopyRow(32, src.GetBitCount());
+  TurnSmooth<DWORD>(dst, src, turn, {src, read, 0, kxw::kMixOutside<DWORD>});
+}
+void TurnSmooth64(KXVOffscreen& dst, KXVOffscreen& src, const SmoothTurn& turn) {
+  const Source48 source = Find48(src.GetBitCount());
+  TurnSmooth<u64>(dst, src, turn, {src, source.read, source.hole, kxw::kMixOutside<u64>});
+}
+
+using FastFunc = void (*)(KXVOffscreen& dst, KXVOffscreen& src, const FixedTurn& turn);
+using SmoothFunc = void (*)(KXVOffscreen& dst, KXVOffscreen& src, const SmoothTurn& turn);
+
+/// Creates `dst` and fills it.
+void Rotate(KXVOffscreen& dst, KXVOffscreen& src, int degrees, bool smooth, FastFunc turnFast,
+            SmoothFunc turnSmooth) {
+  if (&src == &dst) kxThrowError(kxw::kFailureBadArgument);
+  const Turn turn(degrees);
+  const auto fill = [&](const auto& way, auto fillImage) {
+    NewImage image(dst, way.Width(), way.Height(), src.GetResolution());
+    fillImage(dst, src, way);
+    image.Finish();
+  };
+  kxw::RaiseWithoutMemory([&] {
+    if (smooth) {
+      fill(SmoothTurn(turn, degrees, src.GetWidth(), src.GetHeight()), turnSmooth);
+    } else {
+      fill(FixedTurn(turn, src.GetWidth(), src.GetHeight()), turnFast);
+    }
   });
 }
 
 }  // namespace
 
 void KXVOffscreen::CreateRotationImage(KXVOffscreen& src, int degrees, int smooth) {
-  if (&src == this) kxThrowError(kxw::kFailureBadArgument);
-  const Turn turn(degrees);
-  if (!smooth) {
-    const FixedTurn fixed(turn, src.width_, src.height_);
-    NewImage image(*this, fixed.Width(), fixed.Height(), src.resolution_);
-    TurnFast<DWORD>(*this, src, fixed);
-    image.Finish();
-    return;
-  }
-  const SmoothTurn exact(turn, degrees, src.width_, src.height_);
-  NewImage image(*this, static_cast<i64>(exact.width), static_cast<i64>(exact.height),
-                 src.resolution_);
-  TurnSmooth<kxw::Mix32>(*this, src, exact,
-                         {src, kxw::FindCopyRow(32, src.bitCount_), 0, kxw::Mix32::kOutside});
-  image.Finish();
+  Rotate(*this, src, degrees, smooth != 0, TurnFast<DWORD>, TurnSmooth32);
 }
 
 void KXVOffscreen64Bit::CreateRotationImage(KXVOffscreen& src, int degrees, int smooth) {
-  if (&src == this) kxThrowError(kxw::kFailureBadArgument);
-  const Turn turn(degrees);
-  if (!smooth) {
-    const FixedTurn fixed(turn, src.GetWidth(), src.GetHeight());
-    NewImage image(*this, fixed.Width(), fixed.Height(), src.GetResolution());
-    TurnFast<u64>(*this, src, fixed);
-    image.Finish();
-    return;
-  }
-  const SmoothTurn exact(turn, degrees, src.GetWidth(), src.GetHeight());
-  NewImage image(*this, static_cast<i64>(exact.width), static_cast<i64>(exact.height),
-                 src.GetResolution());
-  const Source48 source = Find48(src.GetBitCount());
-  TurnSmooth<kxw::Mix48>(*this, src, exact, {src, source.read, source.hole, kxw::Mix48::kOutside});
-  image.Finish();
+  Rotate(*this, src, degrees, smooth != 0, TurnFast<u64>, TurnSmooth64);
 }

@@ -1,66 +1,58 @@
 #pragma once
 
-#include "kxwcmn/offscreen/detail/depths.h"
+#include "kxwcmn/core/geometry.h"
 #include "kxwcmn/platform/types.h"
 
-/// Four neighbouring pixels mixed by where a place lies between them: `fx` and `fy` from the first
-/// one, to the right and down. They may be negative, down to -1: what then leaves a channel's range
-/// wraps. The order of the arithmetic, in doubles, defines the result.
+/// Four neighbouring pixels mixed by where a place lies between them. The order of the arithmetic,
+/// in doubles, defines the result.
 namespace kxw {
 
-template <class Word, int kChannels, int kChannelBits>
-inline u64 MixChannels(Word c00, Word c10, Word c01, Word c11, double fx, double fy) {
-  constexpr u64 kFull = (1u << kChannelBits) - 1;
-  const double gx = 1 - fx, gy = 1 - fy;
-  double mixed[kChannels];
-  for (int i = 0; i < kChannels; ++i) {
-    const auto channel = [i](Word c) {
-      return static_cast<double>(static_cast<int>(c >> (i * kChannelBits) & kFull));
-    };
-    mixed[i] =
-        (channel(c01) * gx + channel(c11) * fx) * fy + (channel(c00) * gx + channel(c10) * fx) * gy;
-  }
-  u64 result = 0;
-  for (int i = 0; i < kChannels; ++i) {
-    const auto value = static_cast<u64>(static_cast<i64>(mixed[i]));  // towards zero
-    result |= (value & kFull) << (i * kChannelBits);
-  }
-  return result;
-}
+inline constexpr int kMostMixed = 128;
 
-/// Pixels of 32 bits as they stand in memory. Transparent white is what lies beyond the edge, and
-/// four of it leave the result as it is.
-struct Mix32 {
-  using Word = DWORD;
-  static constexpr Word kOutside = 0x00FFFFFF;
+/// Where the pixels of a row of the result lie in a window of the source.
+struct MixPlaces {
+  /// Those in the source; up to a pixel left of or above it counts as its edge.
+  int first, end;
+  /// Of the pixel to the left and above: its index in the window, and the way from it to the right
+  /// and down. The way may be negative, down to -1: what then leaves a channel's range wraps.
+  int at[kMostMixed];
+  double fx[kMostMixed], fy[kMostMixed];
+};
 
-  /// Returns false where nothing is to be stored.
-  static bool Of(Word c00, Word c10, Word c01, Word c11, double fx, double fy, Word& result) {
-    if (c00 == c10 && c00 == c01 && c00 == c11) {
-      result = c00;
-      return c00 != kOutside;
-    }
-    result = static_cast<Word>(MixChannels<Word, 4, 8>(c00, c10, c01, c11, fx, fy));
-    return true;
+/// The source's place of the pixel `x`, `y` of a turned result.
+struct TurnedPlaces {
+  double cosine, sine;
+  double centreX, centreY;        // of the result
+  double srcCentreX, srcCentreY;  // of the source
+  int srcWidth, srcHeight;
+
+  double U(double x, double y) const {
+    return (x - centreX) * cosine - (y - centreY) * sine + srcCentreX;
+  }
+  double V(double x, double y) const {
+    return (y - centreY) * cosine + (x - centreX) * sine + srcCentreY;
   }
 };
 
-/// Colours of 48 bits, which become opaque pixels in memory. The value that leaves the result as it
-/// is has 32 bits here too, and so four pixels of white are stored: this is meant.
-struct Mix48 {
-  using Word = u64;
-  static constexpr Word kOutside = 0x0000FFFFFFFFFFFF;
+/// The places of `count` pixels from (`x`, `y`) on, in an array of the pixels of `window`: it holds
+/// those of all places that lie in the source, and a column and a row more.
+void FindMixPlaces(const TurnedPlaces& turned, int x, int y, int count, const KXRect& window,
+                   MixPlaces& places);
 
-  static bool Of(Word c00, Word c10, Word c01, Word c11, double fx, double fy, Word& result) {
-    Word color = c00;
-    if (c00 == c10 && c00 == c01 && c00 == c11) {
-      if (c00 == 0x00FFFFFF) return false;
-    } else {
-      color = MixChannels<Word, 3, 16>(c00, c10, c01, c11, fx, fy);
-    }
-    result = Depth64::SwapRedBlue(color | 0xFFFF000000000000);
-    return true;
-  }
-};
+/// Mixes the pixels of a row; `isStored` is 0 for those that leave the result as it is.
+///
+/// Pixels of 32 bits stand as in memory. Four of transparent white, which is what lies beyond the
+/// edge, leave the result as it is.
+///
+/// Those of 64 bits are colours of 48 bits as they are read, which become opaque pixels in memory:
+/// what some depths have in the highest word takes no part. The value that leaves the result as it
+/// is has 32 bits here too, and so four pixels of white are stored: this is meant. White of 1 bit
+/// is read as that value.
+template <class Word>
+void MixRow(const Word* window, int stride, const MixPlaces& places, Word* mixed, BYTE* isStored);
+
+/// What lies beyond the source's edge.
+template <class Word>
+inline constexpr Word kMixOutside = sizeof(Word) == 4 ? 0x00FFFFFF : 0x0000FFFFFFFFFFFF;
 
 }  // namespace kxw
