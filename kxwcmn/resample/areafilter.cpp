@@ -5,13 +5,12 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/abort.h"
-#include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
@@ -377,7 +376,7 @@ void ApplyAreaFilter(KXVOffscreen& dst, const KXRect& to, KXVOffscreen& src, con
   const bool isWide =
       RoundingsOf(static_cast<double>(from.Width()) / to.Width(),
                   static_cast<double>(from.Height()) / to.Height()) > kMostRoundings;
-  try {
+  RaiseWithoutMemory([&] {
     WithDepth(src.GetBitCount(), [&](auto depth) {
       using From = decltype(depth);
       if constexpr (From::kBits == 64) {
@@ -388,9 +387,7 @@ void ApplyAreaFilter(KXVOffscreen& dst, const KXRect& to, KXVOffscreen& src, con
         Run<From, float>(dst, to, src, from, behind);
       }
     });
-  } catch (const std::bad_alloc&) {
-    kxThrowError(kErrorNotEnoughMemory);
-  }
+  });
 }
 
 }  // namespace kxw

@@ -106,17 +106,18 @@ KXW_WIDE_VECTORS void ReverseRow(BYTE* to, const BYTE* from, int count) {
 template <class Depth, Turn kTurn>
 void TurnBytes(const TurnPiece& piece) {
   constexpr int kBytes = Depth::kBits / 8, kStride = kRowBytes<Depth>;
-  BYTE* to = piece.to + piece.row * kStride + piece.column * kBytes;
-  const BYTE* from = piece.from + piece.fromRow * kStride + piece.fromColumn * kBytes;
+  BYTE* const to = piece.to + piece.row * kStride + piece.column * kBytes;
+  const BYTE* const from = piece.from + piece.fromRow * kStride + piece.fromColumn * kBytes;
   if constexpr (IsQuarter(kTurn)) {
     CopySteps<kBytes>(to, kStride, from, StepAlong(kTurn) * kStride, StepDown(kTurn) * kBytes,
                       piece.width, piece.height);
   } else {
-    for (int y = 0; y < piece.height; ++y, to += kStride, from += StepDown(kTurn) * kStride) {
+    for (int y = 0; y < piece.height; ++y) {
+      const BYTE* const row = from + y * StepDown(kTurn) * kStride;
       if constexpr (kTurn == Turn::kMirrorX) {
-        ReverseRow<kBytes>(to, from, piece.width);
+        ReverseRow<kBytes>(to + y * kStride, row, piece.width);
       } else {
-        std::memcpy(to, from, static_cast<std::size_t>(piece.width * kBytes));
+        std::memcpy(to + y * kStride, row, static_cast<std::size_t>(piece.width * kBytes));
       }
     }
   }

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
@@ -92,10 +92,6 @@ bool IsPlainDepth(int bitCount) {
   return bitCount == 1 || bitCount == 8 || bitCount == 24 || bitCount == 32;
 }
 
-struct DeleteImage {
-  void operator()(KXVOffscreen* image) const { KXVOffscreen::DeleteOffscreen(image); }
-};
-
 }  // namespace
 
 void KXVOffscreen::CopyBitmap(int dstX, int dstY, int dstWidth, int dstHeight, BYTE* bits,
@@ -131,7 +127,8 @@ void KXVOffscreen::CopyBitmap(int dstX, int dstY, int dstWidth, int dstHeight, B
     if (IsPlainDepth(bitCount)) WriteRows(*this, plain, srcWidth, dstHeight);
     return;
   }
-  const std::unique_ptr<KXVOffscreen, DeleteImage> scaled(CreateOffscreen(bitCount));
+  const KXVOffscreenPtr scaled(
+      kxw::RaiseWithoutMemory([bitCount] { return CreateOffscreen(bitCount); }));
   if (!scaled) kxThrowError(kxw::kFailureBadArgument);
   KXVirtualMemory* const memory = kxGetVirtualMemory();
   if (!memory) kxThrowError(static_cast<int>(qmGetLastError()));

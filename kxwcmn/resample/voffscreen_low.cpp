@@ -8,6 +8,7 @@
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/resample/detail/boxes.h"
@@ -277,13 +278,16 @@ void KXVOffscreen::ChangeResolutionLow(int x, int y, int w, int h, KXVOffscreen*
   if (rect.IsRectEmpty()) return;
   LowSampler sampler(*this, *src, {x, w, sx, sw}, {y, h, sy, sh});
   const int pair = bitCount_ == src->bitCount_ ? bitCount_ : 0;
-  if (pair == 8) {
-    sampler.Run(rect, DensityKernel(behind != 0));
-  } else if (pair == 2) {
-    sampler.Run(rect, MajorityKernel<kxw::Depth2>(behind != 0));
-  } else if (pair == 1) {
-    sampler.Run(rect, MajorityKernel<kxw::Depth1>(behind != 0));
-  } else {
-    sampler.Run(rect, AverageKernel(bitCount_, src->bitCount_, behind != 0, skipTransparent != 0));
-  }
+  kxw::RaiseWithoutMemory([&] {
+    if (pair == 8) {
+      sampler.Run(rect, DensityKernel(behind != 0));
+    } else if (pair == 2) {
+      sampler.Run(rect, MajorityKernel<kxw::Depth2>(behind != 0));
+    } else if (pair == 1) {
+      sampler.Run(rect, MajorityKernel<kxw::Depth1>(behind != 0));
+    } else {
+      sampler.Run(rect,
+                  AverageKernel(bitCount_, src->bitCount_, behind != 0, skipTransparent != 0));
+    }
+  });
 }

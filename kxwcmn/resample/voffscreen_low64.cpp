@@ -7,6 +7,7 @@
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
 #include "kxwcmn/platform/vectorize.h"
@@ -271,9 +272,11 @@ void KXVOffscreen64Bit::ChangeResolutionLow(int x, int y, int w, int h, KXVOffsc
   const bool isBehind = behind != 0, skips = skipTransparent != 0;
   constexpr double kMostInDwords = 65536;
   const double samples = (1.0 * sw / w + 1) * (1.0 * sh / h + 1);
-  if (samples <= kMostInDwords) {
-    Low64Sampler<DWORD>(*this, *src, axisX, axisY, isBehind, skips).Run(rect);
-  } else {
-    Low64Sampler<u64>(*this, *src, axisX, axisY, isBehind, skips).Run(rect);
-  }
+  kxw::RaiseWithoutMemory([&] {
+    if (samples <= kMostInDwords) {
+      Low64Sampler<DWORD>(*this, *src, axisX, axisY, isBehind, skips).Run(rect);
+    } else {
+      Low64Sampler<u64>(*this, *src, axisX, axisY, isBehind, skips).Run(rect);
+    }
+  });
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <new>
 #include <vector>
 
 #include "kxwcmn/compositing/detail/behind.h"
@@ -7,7 +6,9 @@
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
+#include "kxwcmn/offscreen/detail/streamrow.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
 #include "kxwcmn/resample/detail/ratiorows.h"
 
@@ -85,6 +86,7 @@ class RatioChange {
 
  private:
   static constexpr int kBytes = sizeof(Word), kBits = 8 * kBytes;
+  static constexpr int kAhead = 2;  // rows of squares that are asked for before they are read
 
   template <class Op>
   void Walk(const KXRect& area, Op op) {
@@ -123,6 +125,10 @@ class RatioChange {
         for (int k = 0; k < kRatio; ++k) {
           lines[k] = from + static_cast<std::ptrdiff_t>((y - target.top) * kRatio + k) * rowBytes +
                      (piece.left - target.left) * kRatio * kBytes;
+          if (y + kAhead < piece.bottom) {
+            kxw::PrefetchRow(lines[k] + kAhead * kRatio * rowBytes,
+                             piece.Width() * kRatio * kBytes);
+          }
         }
         BYTE* const row = kxw::RowOf(to, y, dst_.GetBlockRowBytes());
         if (isDirect_) {
@@ -230,7 +236,7 @@ void Change(KXVOffscreen& dst, i64 x, i64 y, KXVOffscreen* src, i64 sx, i64 sy, 
   const KXRect area =
       RectOf(Span(sx, sx + width, src->GetWidth()), Span(sy, sy + height, src->GetHeight()));
   const bool lays = behind != 0;
-  try {
+  kxw::RaiseWithoutMemory([&] {
     if (dst.GetBitCount() == 64) {
       Run(RatioChange<u64>(dst, x, y, *src, sx, sy, lays), ratio, area);
     } else if (dst.GetBitCount() == 8 && src->GetBitCount() == 8) {
@@ -238,9 +244,7 @@ void Change(KXVOffscreen& dst, i64 x, i64 y, KXVOffscreen* src, i64 sx, i64 sy, 
     } else {
       Run(RatioChange<DWORD>(dst, x, y, *src, sx, sy, lays), ratio, area);
     }
-  } catch (const std::bad_alloc&) {
-    kxThrowError(kxw::kErrorNotEnoughMemory);
-  }
+  });
 }
 
 /// The pixels of the source that a rectangle of `size` asks for, along one axis.

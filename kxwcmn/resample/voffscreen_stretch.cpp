@@ -6,10 +6,11 @@
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/abort.h"
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
+#include "kxwcmn/offscreen/detail/streamrow.h"
 #include "kxwcmn/offscreen/voffscreen.h"
-#include "kxwcmn/platform/vectorize.h"
 #include "kxwcmn/resample/detail/scale.h"
 
 // Copies of other sizes, a source pixel for each of theirs.
@@ -134,11 +135,6 @@ class Picks {
   std::vector<Run> runs_;
 };
 
-/// The rows of a reduction lie too far apart for the machine to foresee them.
-void PrefetchRow(const BYTE* row, int bytes) {
-  for (int i = 0; i < bytes; i += 64) KXW_PREFETCH(row + i);
-}
-
 void Stretch(KXVOffscreen& dst, KXVOffscreen& src, const kxw::Axis& x, const kxw::Axis& y,
              const KXRect& rect, const PairFuncs& pair) {
   const int rowBytes = dst.GetBlockRowBytes(), srcRowBytes = src.GetBlockRowBytes();
@@ -161,7 +157,8 @@ void Stretch(KXVOffscreen& dst, KXVOffscreen& src, const kxw::Axis& x, const kxw
         const int rowCount = down.end - down.begin;
         for (int j = 0; j < rowCount; ++j, to += rowBytes) {
           if (from && places[j] != places[std::min(j + 1, rowCount - 1)]) {
-            PrefetchRow(from + places[std::min(j + 2, rowCount - 1)] * srcRowBytes, srcRowBytes);
+            kxw::PrefetchRow(from + places[std::min(j + 2, rowCount - 1)] * srcRowBytes,
+                             srcRowBytes);
           }
           if (!from) {
             pair.blank(to, column, count);
@@ -186,5 +183,7 @@ void KXVOffscreen::StretchCopy(int x, int y, int w, int h, KXVOffscreen* src, in
   const PairFuncs pair = FindPair(bitCount_, src->bitCount_);
   const KXRect rect = kxw::CutToImage(*this, x, y, w, h);
   if (!pair.pick || rect.IsRectEmpty()) return;
-  Stretch(*this, *src, {x, w, sx, sw}, {y, h, sy, sh}, rect, pair);
+  kxw::RaiseWithoutMemory([&] {
+    Stretch(*this, *src, {x, w, sx, sw}, {y, h, sy, sh}, rect, pair);
+  });
 }

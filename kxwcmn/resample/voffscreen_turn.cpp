@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <memory>
 
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/core/abort.h"
+#include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
@@ -100,13 +100,15 @@ class Turner {
 };
 
 KXVOffscreen* CreateTurned(KXVOffscreen& src, Turn turn) {
-  std::unique_ptr<KXVOffscreen> image(KXVOffscreen::CreateOffscreen(src.GetBitCount()));
-  if (!image) return nullptr;
-  const bool isQuarter = turn == Turn::kLeft || turn == Turn::kRight;
-  image->Create(kxGetVirtualMemory(), isQuarter ? src.GetHeight() : src.GetWidth(),
-                isQuarter ? src.GetWidth() : src.GetHeight(), src.GetResolution());
-  Turner(*image, src, turn).Run();
-  return image.release();
+  return kxw::RaiseWithoutMemory([&]() -> KXVOffscreen* {
+    KXVOffscreenPtr image(KXVOffscreen::CreateOffscreen(src.GetBitCount()));
+    if (!image) return nullptr;
+    const bool isQuarter = turn == Turn::kLeft || turn == Turn::kRight;
+    image->Create(kxGetVirtualMemory(), isQuarter ? src.GetHeight() : src.GetWidth(),
+                  isQuarter ? src.GetWidth() : src.GetHeight(), src.GetResolution());
+    Turner(*image, src, turn).Run();
+    return image.release();
+  });
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "kxwcmn/core/abort.h"
-#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "tests/compositing/copymodel.h"
+#include "tests/resample/processmanager.h"
 #include "tests/support/failure.h"
 #include "tests/support/images.h"
 
@@ -504,7 +504,7 @@ TEST(CopyBitmap, LandsItsRowsOneLineUp) {
 }
 
 TEST(CopyBitmap, ScalesByAnImageOfItsOwn) {
-  kxGetVirtualMemory()->Create(1 << 20, nullptr);
+  ProcessManager();
   BYTE bits[4 * 5];
   for (int i = 0; i < 20; ++i) bits[i] = static_cast<BYTE>(10 * i);
   ImagePtr dst = MakeImage(8, 20, 20), rows = MakeImage(8, 9, 7), expected = Clone(*dst);
@@ -550,17 +550,6 @@ TEST(ChangeResolution, HearsTheWishToStop) {
   }
   KXAbort::SetCallback(nullptr);
   EXPECT_EQ(dst->GetLockCount() + src->GetLockCount(), 0u);
-}
-
-TEST(ChangeResolution, LeavesWhatItWroteWhenMemoryEnds) {
-  KXVirtualMemory tiny;
-  tiny.Create(1 << 20, nullptr);
-  ImagePtr src = FlatImage(32, 900, 900), dst = MakeImage(32, 600, 600, 72, &tiny);
-  dst->ChangeResolution(0, 0, 600, 600, src.get(), 0, 0, 900, 900, kArea, 0, 0);
-  EXPECT_EQ(dst->GetLockCount(), 0u);
-  EXPECT_EQ(src->GetLockCount(), 0u);
-  KXVOffscreenAutoLock lock(dst.get(), 599, 599, 0);
-  EXPECT_EQ(dst->Get32BitColor(), 0xC8C8C8C8u);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "kxwcmn/core/abort.h"
 #include "kxwcmn/platform/number.h"
 #include "tests/compositing/copymodel.h"
+#include "tests/resample/processmanager.h"
 #include "tests/support/failure.h"
 
 namespace {
@@ -12,7 +13,7 @@ using namespace testing_kxw;
 /// Turned images come from the manager of the process.
 class Turning : public testing::Test {
  protected:
-  static void SetUpTestSuite() { kxGetVirtualMemory()->Create(2 << 20, nullptr); }
+  static void SetUpTestSuite() { ProcessManager(); }
 };
 
 constexpr int kKinds = 4;
@@ -112,7 +113,9 @@ void ModelFast(KXVOffscreen& dst, KXVOffscreen& src, int degrees) {
   }
 }
 
-void ModelSmooth(KXVOffscreen& dst, KXVOffscreen& src, int degrees) {
+/// Returns how many channels lie at a border of the cut to whole numbers.
+int ModelSmooth(KXVOffscreen& dst, KXVOffscreen& src, int degrees) {
+  int ties = 0;
   const double angle = degrees * 0.017453292519943295, c = std::cos(angle), s = std::sin(angle);
   const int w = src.GetWidth(), h = src.GetHeight();
   const double centre[2] = {(w - 1) * 0.5, (h - 1) * 0.5};
@@ -135,16 +138,16 @@ void ModelSmooth(KXVOffscreen& dst, KXVOffscreen& src, int degrees) {
       const int u = static_cast<int>(sxf), v = static_cast<int>(syf);
       const double fx = sxf - u, fy = syf - v;
       if (u < 0 || v < 0 || u >= w || v >= h) continue;
-      const u64 words = 0x0000FFFFFFFFFFFF;
+      const u64 counted = wide ? 0x0000FFFFFFFFFFFF : 0xFFFFFFFF;  // no alpha among words
       const auto read = [&](int x, int y) -> u64 {
-        if (x >= w || y >= h) return wide ? words : 0x00FFFFFF;
+        if (x >= w || y >= h) return wide ? counted : 0x00FFFFFF;
         src.MoveCursor(x, y);
-        return wide ? src.Get48BitColor() & words : src.Get32BitColor();
+        return wide ? src.Get48BitColor() : src.Get32BitColor();
       };
       const u64 c00 = read(u, v), c10 = read(u + 1, v), c01 = read(u, v + 1),
                 c11 = read(u + 1, v + 1);
       u64 color = 0;
-      if (c00 == c10 && c00 == c01 && c00 == c11) {
+      if ((((c00 ^ c10) | (c00 ^ c01) | (c00 ^ c11)) & counted) == 0) {
         if (c00 == 0x00FFFFFF) continue;
         color = c00;
       } else {
@@ -154,12 +157,14 @@ void ModelSmooth(KXVOffscreen& dst, KXVOffscreen& src, int degrees) {
           const double value = (of(c01) * (1 - fx) + of(c11) * fx) * fy +
                                (of(c00) * (1 - fx) + of(c10) * fx) * (1 - fy);
           color |= (static_cast<u64>(static_cast<i64>(value)) & full) << at;
+          ties += std::abs(value - std::round(value)) < 1e-9;
         }
       }
       dst.MoveCursor(i, j);
       wide ? dst.Set48BitColor(color) : dst.Set32BitColor(static_cast<DWORD>(color));
     }
   }
+  return ties;
 }
 
 // Multiples of 45 degrees put the fractions of the smooth turn on borders, and noise of 0 and 255
@@ -177,11 +182,38 @@ TEST_F(Turning, RotatesAsTheRulesTell) {
           const ImagePtr actual(KXVOffscreen::CreateOffscreen(to));
           const ImagePtr expected(KXVOffscreen::CreateOffscreen(to));
           actual->CreateRotationImage(*src, degrees, smooth);
-          (smooth ? ModelSmooth : ModelFast)(*expected, *src, degrees);
+          smooth ? void(ModelSmooth(*expected, *src, degrees))
+                 : ModelFast(*expected, *src, degrees);
           ASSERT_EQ(actual->GetRect(), expected->GetRect());
           ASSERT_NO_FATAL_FAILURE(ExpectSame(*actual, *expected));
         }
       }
+    }
+  }
+}
+
+// Slopes that the places between the pixels meet at whole numbers, or as near as doubles get to
+// them, from both sides.
+TEST_F(Turning, CutsAsTheRulesTellAtWholeNumbers) {
+  for (const int bits : {8, 32, 64}) {
+    const ImagePtr src = MakeImage(bits, 301, 270);
+    {
+      KXVOffscreenAutoLock lock(src.get(), 1);
+      for (int y = 0; y < 270; ++y) {
+        for (int x = 0; x < 301; ++x) {
+          src->MoveCursor(x, y);
+          const u64 color = static_cast<u64>(x * 2 + y * 4) & 255;
+          src->Set64BitColor(0xFFFF000000000000 | color << 40 | (255 - color) << 24 | color * 514);
+        }
+      }
+    }
+    for (const int degrees : {0, 30, 60, 90, 180, 270}) {
+      SCOPED_TRACE(testing::Message() << bits << " bits, " << degrees << " degrees");
+      const ImagePtr actual(KXVOffscreen::CreateOffscreen(bits));
+      const ImagePtr expected(KXVOffscreen::CreateOffscreen(bits));
+      actual->CreateRotationImage(*src, degrees, 1);
+      EXPECT_GT(ModelSmooth(*expected, *src, degrees), 300);
+      ASSERT_NO_FATAL_FAILURE(ExpectSame(*actual, *expected));
     }
   }
 }
@@ -194,13 +226,18 @@ TEST_F(Turning, DropsARowAndAColumnWhereItIsSmooth) {
   EXPECT_TRUE(Pixels(*fast) == Pixels(*src));
   smooth->CreateRotationImage(*src, 0, 1);
   EXPECT_EQ(smooth->GetRect(), KXRect(0, 0, 299, 199));
-  // Transparent white is left out, but not at 64 bits.
+  // Transparent white is left out, but not at 64 bits; nor there an opaque colour of the same bits.
   src->RectFill(src->GetRect(), 0, 0x00FFFFFF);
   const ImagePtr none(new KXVOffscreen32Bit), wide(new KXVOffscreen64Bit);
   none->CreateRotationImage(*src, 30, 1);
   EXPECT_EQ(none->GetUsedMemory(0), 0u);
   wide->CreateRotationImage(*src, 30, 1);
   EXPECT_GT(wide->GetUsedMemory(0), 0u);
+  const ImagePtr yellow = MakeImage(64, 30, 30), turned(new KXVOffscreen64Bit);
+  yellow->RectFill64(yellow->GetRect(), 0, 0xFFFF000000FFFFFF);
+  turned->CreateRotationImage(*yellow, 0, 1);
+  KXVOffscreenAutoLock lock(turned.get(), 9, 9, 0);
+  EXPECT_EQ(turned->Get64BitColor(), 0xFFFF000000FFFFFFu);
 }
 
 int Stop() { return 1; }
@@ -220,6 +257,12 @@ TEST_F(Turning, GivesBackWhatItCannotFinish) {
   }
   KXAbort::SetCallback(nullptr);
   EXPECT_EQ(src->GetLockCount(), 0u);
+  // A box beyond what an image can hold.
+  const ImagePtr line = MakeImage(8, 1 << 26, 1);
+  for (int smooth : {0, 1}) {
+    EXPECT_EQ(CodeOf([&] { dst->CreateRotationImage(*line, 45, smooth); }), 8);
+    EXPECT_EQ(dst->GetVirtualMemory(), nullptr);
+  }
   for (int degrees : {INT_MIN, INT_MAX}) dst->CreateRotationImage(*src, degrees, degrees > 0);
   EXPECT_GT(dst->GetWidth(), 290);
 }
