@@ -69,7 +69,8 @@ TEST(String, AssignsAndAppendsAsStdStringDoes) {
         text = text.GetStr() + from, model = model.substr(static_cast<std::size_t>(from));
         break;
       case 4:
-        if (model.size() < 100) text += text.Mid(from, 7), model += model.substr(from, 7);
+        if (model.size() < 100)
+          text += text.Mid(from, 7), model += model.substr(static_cast<std::size_t>(from), 7);
         break;
       case 5:
         text = KXString(text), text += static_cast<const char*>(nullptr);

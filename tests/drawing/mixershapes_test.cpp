@@ -261,21 +261,22 @@ TEST(MixerShapes, NothingOfAHugeOutlineIsJumpedOver) {
   for (const int radius : {5700, 30000, 30007}) {
     std::vector<KXPoint> arc;
     WalkOutline(radius, false, [&](i64 x, i64 y) { arc.emplace_back(int(x), int(y)); });
+    const auto at = [&](int k) { return arc[static_cast<std::size_t>(k)]; };
     std::vector<int> places;
     for (int x = 0; x < radius * 7 / 10; x += 4096) places.push_back(2 * x);
     places.push_back(int(arc.size()));
     for (const int place : places) {
       for (int n = std::max(place - 10, 0); n < std::min(place + 11, int(arc.size())); ++n) {
         for (int signs = 0; signs < 4; ++signs) {
-          const int cx = (signs & 1 ? arc[n].x : -arc[n].x) + n % kSize;
-          const int cy = (signs & 2 ? arc[n].y : -arc[n].y) + n / 3 % kSize;
+          const int cx = (signs & 1 ? at(n).x : -at(n).x) + n % kSize;
+          const int cy = (signs & 2 ? at(n).y : -at(n).y) + n / 3 % kSize;
           const ImagePtr image = MakeImage(8, kSize, kSize, 72, RoomyManager());
           s.mixer.SetDstOffscreen(image.get());
           image->Circle(cx, cy, radius, 0, &s.mixer, nullptr, nullptr, nullptr);
           int expected[kSize][kSize] = {};
           for (int k = std::max(n - 20, 0); k < std::min(n + 20, int(arc.size())); ++k) {
-            for (const int x : {cx + arc[k].x, cx - arc[k].x}) {
-              for (const int y : {cy + arc[k].y, cy - arc[k].y}) {
+            for (const int x : {cx + at(k).x, cx - at(k).x}) {
+              for (const int y : {cy + at(k).y, cy - at(k).y}) {
                 if (image->GetRect().PtInRect(KXPoint(x, y))) ++expected[y][x];
               }
             }

@@ -180,7 +180,7 @@ TEST(Crash, LeavesTheOldFileOrTheNew) {
   for (const Kind kind : {kDocument, kPreferences, kKey}) {
     SCOPED_TRACE(kind);
     Campaign campaign(kind);
-    for (const u64 bytes : {0, 1, 1000}) {
+    for (const u64 bytes : {0u, 1u, 1000u}) {
       for (const FaultPoint point : kPoints) {
         if (bytes > 0 && point != FaultPoint::kWrite) continue;
         int nth = 1;
