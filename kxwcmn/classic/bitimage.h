@@ -115,9 +115,12 @@ class KX_EXPORT KXBitImage {
   void DrawRect(int left, int top, int right, int bottom, int width, QMCOLORREF color, int mode);
   /// Fills by the even-odd rule, with the pixels at both ends of a row, and paints horizontal edges
   /// on their own after that. A point with a Y of 0x7FFFFFFF ends an outline: there is no edge to
-  /// or from it. The points are only read. Raises 8 if there is no memory.
+  /// or from it. The scan ends at the first row below its begin that meets no edge, so that
+  /// outlines further down are not filled. The points are only read. Raises 8 if there is no
+  /// memory.
   void FillPolygon(const KXPoint* points, int count, QMCOLORREF color, int mode);
-  /// Fills each row from the first pixel to the last one that edges meet, without breaks.
+  /// Fills each row from the first pixel to the last one that edges meet, and paints horizontal
+  /// edges on their own after that. Breaks and failures as in `FillPolygon`.
   void FillPolygonConvex(const KXPoint* points, int count, QMCOLORREF color, int mode);
 
   // --- Selections -------------------------------------------------------------------------------

@@ -49,14 +49,11 @@ struct BoxAxis {
   int begin, end;
 };
 
-using Word KX_MAY_ALIAS = DWORD;
-
 /// Whether one of the pixels of `rows` rows is wholly transparent.
 KXW_WIDE_VECTORS bool HasTransparent(const BYTE* row, int rowBytes, int rows, int count) {
   DWORD found = 0;
   for (int k = 0; k < rows && !found; ++k, row += rowBytes) {
-    const auto* const words = reinterpret_cast<const Word*>(row);
-    for (int i = 0; i < count; ++i) found |= words[i] < 0x01000000;
+    for (int i = 0; i < count; ++i) found |= kxw::Bit32::Load(row, i) < 0x01000000;
   }
   return found != 0;
 }

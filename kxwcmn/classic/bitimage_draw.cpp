@@ -68,6 +68,7 @@ void KXBitImage::FillPolygon(const KXPoint* points, int count, QMCOLORREF color,
   const KXRect bounds = BoundsOf(*this);
   kxw::DrawBits(*this, color, mode, [&](auto paint) {
     kxw::PolygonScan scan(points, count, /*breaks=*/true);
+    scan.EndAtGap();
     scan.Run<kxw::TruncatedCrossings>(0, bounds.bottom, 0, bounds.right,
                                       [&](int y, const int* columns, int columnCount) {
                                         for (int i = 0; i < columnCount; i += 2) {
@@ -83,7 +84,7 @@ void KXBitImage::FillPolygonConvex(const KXPoint* points, int count, QMCOLORREF 
   if (!points) return;
   const KXRect bounds = BoundsOf(*this);
   kxw::DrawBits(*this, color, mode, [&](auto paint) {
-    const kxw::ConvexScan scan(points, count, 0, bounds.bottom);
+    const kxw::ConvexScan scan(points, count, 0, bounds.bottom, /*breaks=*/true);
     scan.ForEachRow([&](int y, int left, int right) { PaintSpan(bounds, paint, y, left, right); });
     PaintHorizontalEdges(bounds, paint, points, count);
   });

@@ -15,6 +15,7 @@ void KXBitImage::DrawSelectArea(KXBitImage* mask, tagRECT rect, int x, int y, in
   const int right = cut(std::min<i64>(rect.right, width_ - offsetX), mask->width_);
   const int top = cut(std::max<i64>(rect.top, -offsetY), mask->height_);
   const int bottom = cut(std::min<i64>(rect.bottom, height_ - offsetY), mask->height_);
+  if (left >= right) return;
   for (int row = top; row < bottom; ++row) {
     const BYTE* const bits = mask->bits_ + std::ptrdiff_t{row} * mask->rowBytes_;
     BYTE* const to = bits_ + static_cast<std::ptrdiff_t>(row + offsetY) * rowBytes_;
@@ -35,8 +36,11 @@ void KXBitImage::DigSelectArea(tagRECT rect) {
   if (!IsValid() || bitCount_ != 1) return;
   const KXBitImage old(*this);
   Clear();
-  const int right = static_cast<int>(std::min<i64>(i64{rect.right} - rect.left, width_ - 1));
-  const int bottom = static_cast<int>(std::min<i64>(i64{rect.bottom} - rect.top, height_ - 1));
+  const auto cutSize = [](i64 size, int limit) {
+    return static_cast<int>(std::clamp<i64>(size, 0, limit));
+  };
+  const int right = cutSize(i64{rect.right} - rect.left, width_ - 1);
+  const int bottom = cutSize(i64{rect.bottom} - rect.top, height_ - 1);
   if (right < 1) return;
   // Eight pixels at a time. What lies beside the image, in a row's last byte too, is clear.
   const int bytes = (width_ + 7) / 8;

@@ -10,7 +10,8 @@ struct Axis {
 
   /// Cuts the destination to [0, `limit`) at the same scale. Returns false if nothing is left. All
   /// divisions truncate, so a source that is cut at its end may lose the part of a pixel that an
-  /// enlargement still shows.
+  /// enlargement still shows, and a cut between two source pixels starts with the one behind it,
+  /// where an uncut walk would show the one before for a pixel more. Both are kept so.
   bool Clip(int limit) {
     if (destSize <= 0 || srcSize <= 0 || i64{dest} + destSize < 1) return false;
     if (dest < 0) {

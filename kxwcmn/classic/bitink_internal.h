@@ -67,7 +67,7 @@ class BitInk {
 /// of its pixels, and is the one loop over a depth and a mode.
 template <class Draw>
 void DrawBits(const KXBitImage& image, QMCOLORREF color, int mode, Draw draw) {
-  if (!image.IsValid()) return;
+  if (!image.IsValid() || image.GetWidth() == 0) return;  // of empty rows there may be billions
   const auto rowAt = [&](int y) {
     return image.GetBaseAddress() + std::ptrdiff_t{y} * image.GetRowBytes();
   };

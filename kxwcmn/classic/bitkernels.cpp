@@ -149,8 +149,9 @@ void Stretch(const Target& to, const Source& from, const BitSteps& stepsX, const
   assert(IsInRow<From>(from.x, stepsX.After(to.width - 1) + 1, from.rowBytes));
   BitWalk column(stepsX, from.x);
   int columns[kStrip];
-  for (int done = 0; done < to.width; done += kStrip) {
-    const int count = std::min(kStrip, to.width - done), x = to.x + done;
+  for (int done = 0, count; done < to.width; done += count) {
+    count = std::min(kStrip, to.width - done);
+    const int x = to.x + done;
     for (int i = 0; i < count; ++i, column.Next()) columns[i] = column.At();
     BitWalk row(stepsY, from.y);
     for (int i = 0, last = -1; i < to.height; ++i, row.Next()) {
@@ -193,7 +194,7 @@ void MinimizeKernelDDA(BYTE* dest, int x, int y, int width, int height, int rowB
                        const BYTE* source, int sourceX, int sourceY, int sourceRowBytes,
                        int fullWidth, int fullHeight, int errorX, int errorY, int stepX, int restX,
                        int stepY, int restY) {
-  assert(errorX > 0 && errorX <= fullWidth && errorY > 0 && errorY <= fullHeight);
+  assert(errorX >= 0 && errorX <= fullWidth && errorY >= 0 && errorY <= fullHeight);
   assert(stepX > 0 && restX >= 0 && restX < fullWidth);
   assert(stepY > 0 && restY >= 0 && restY < fullHeight);
   Stretch<To, From>({dest, x, y, width, height, rowBytes},
@@ -218,7 +219,7 @@ void MaximizeKernelDDA(BYTE* dest, int x, int y, int width, int height, int rowB
                        const BYTE* source, int sourceX, int sourceY, int sourceWidth,
                        int sourceHeight, int sourceRowBytes, int fullWidth, int fullHeight,
                        int errorX, int errorY) {
-  assert(errorX > 0 && errorX <= fullWidth && errorY > 0 && errorY <= fullHeight);
+  assert(errorX >= 0 && errorX <= fullWidth && errorY >= 0 && errorY <= fullHeight);
   assert(sourceWidth > 0 && sourceHeight > 0);
   Stretch<To, From>({dest, x, y, width, height, rowBytes},
                     {source, sourceX, sourceY, sourceRowBytes},

@@ -35,7 +35,7 @@ using KXBitStretch = void(BYTE* dest, int x, int y, int width, int height, int r
                           const BYTE* source, int sourceX, int sourceY, int sourceWidth,
                           int sourceHeight, int sourceRowBytes);
 
-/// A part of such a reduction, which starts within it: with the errors (from 1 up to the whole
+/// A part of such a reduction, which starts within it: with the errors (from 0 up to the whole
 /// destination's sizes, `fullWidth` and `fullHeight`) that are left where it starts, and with the
 /// quotients (`step...`) and rests of the source's sizes over them.
 using KXBitMinimizeDDA = void(BYTE* dest, int x, int y, int width, int height, int rowBytes,

@@ -3,18 +3,23 @@
 #include <new>
 
 #include "kxwcmn/core/exception.h"
+#include "kxwcmn/drawing/polygonscan_internal.h"
 #include "kxwcmn/platform/error.h"
 
 namespace kxw {
 
-ConvexScan::ConvexScan(const tagPOINT* points, int count, int top, int bottom)
+ConvexScan::ConvexScan(const tagPOINT* points, int count, int top, int bottom, bool breaks)
     : top_(top), bottom_(top) {
   if (!points || count < 1) return;
-  int first = points[0].y, last = first;
-  for (int i = 1; i < count; ++i) {
-    first = std::min(first, points[i].y);
-    last = std::max(last, points[i].y);
+  const auto isBreak = [breaks](const tagPOINT& p) { return breaks && p.y == PolygonScan::kBreak; };
+  using Limits = std::numeric_limits<int>;
+  int first = Limits::max(), last = Limits::min();
+  for (int i = 0; i < count; ++i) {
+    if (isBreak(points[i])) continue;
+    first = std::min<int>(first, points[i].y);
+    last = std::max<int>(last, points[i].y);
   }
+  if (first > last) return;
   top_ = std::max(top, first);
   bottom_ = last < bottom ? last + 1 : bottom;
   if (top_ >= bottom_) return;
@@ -24,11 +29,11 @@ ConvexScan::ConvexScan(const tagPOINT* points, int count, int top, int bottom)
     if (!memory_) kxThrowError(kErrorNotEnoughMemory);
     rows_ = memory_.get();
   }
-  using Limits = std::numeric_limits<int>;
   std::fill_n(rows_, rows, Span{Limits::max(), Limits::min()});
   for (int i = 0; i < count; ++i) {
     const tagPOINT& p = points[i];
     const tagPOINT& q = points[i + 1 < count ? i + 1 : 0];
+    if (isBreak(p) || isBreak(q)) continue;
     if (p.y < q.y) AddEdge(p, q);
     if (p.y > q.y) AddEdge(q, p);
   }

@@ -18,8 +18,9 @@ namespace kxw {
 class ConvexScan {
  public:
   /// Walks the edges of the outline, which are only read, through the rows from `top` up to but not
-  /// `bottom`. Raises 8 if there is no memory for these.
-  ConvexScan(const tagPOINT* points, int count, int top, int bottom);
+  /// `bottom`; with `breaks`, those from or to a break of a PolygonScan are left out. Raises 8 if
+  /// there is no memory for the rows.
+  ConvexScan(const tagPOINT* points, int count, int top, int bottom, bool breaks = false);
 
   /// Calls `op(y, left, right)` for the rows that edges meet; the right column belongs to the span.
   template <class Op>

@@ -59,6 +59,14 @@ PolygonScan::PolygonScan(const tagPOINT* points, int count, bool breaks) {
             [](const Edge& a, const Edge& b) { return a.top < b.top; });
 }
 
+void PolygonScan::EndAtGap() {
+  int reached = edgeCount_ > 0 ? edges_[0].top : 0;
+  for (int i = 0; i < edgeCount_ && edges_[i].top <= reached; ++i) {
+    reached = std::max(reached, edges_[i].bottom);
+    if (i + 1 < edgeCount_ && edges_[i + 1].top > reached) edgeCount_ = i + 1;
+  }
+}
+
 bool PolygonScan::NextRow(i64 endRow) {
   int kept = 0;
   for (int i = 0; i < activeCount_; ++i) {

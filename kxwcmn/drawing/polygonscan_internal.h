@@ -38,6 +38,8 @@ class PolygonScan {
   /// Takes the edges of the outline; horizontal ones are left out and, with `breaks`, those from or
   /// to a break. The points are only read. Raises 8 if there is no memory.
   PolygonScan(const tagPOINT* points, int count, bool breaks);
+  /// Leaves out the outlines that lie below a row without any edge.
+  void EndAtGap();
 
   /// Calls `op(y, crossings, count)` for the rows from `firstRow` up to but not `endRow` that the
   /// polygon crosses, until it returns false: a pair of columns for each span, ascending, those

@@ -1,6 +1,7 @@
 #include "kxwcmn/resample/detail/boxes.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 #include "kxwcmn/platform/vectorize.h"
@@ -10,7 +11,7 @@ namespace {
 
 /// Adds up to four rows at a time, so that the sums go through memory that much less often.
 template <int kRows, bool kFirst>
-inline void AddRows(const BYTE* row, int rowBytes, int count, WORD* sums) {
+inline void AddRows(const BYTE* row, std::ptrdiff_t rowBytes, int count, WORD* sums) {
   for (int i = 0; i < count; ++i) {
     int sum = kFirst ? 0 : sums[i];
     for (int k = 0; k < kRows; ++k) sum += row[k * rowBytes + i];
@@ -19,7 +20,7 @@ inline void AddRows(const BYTE* row, int rowBytes, int count, WORD* sums) {
 }
 
 template <bool kFirst>
-inline void AddSomeRows(const BYTE* row, int rowBytes, int rows, int count, WORD* sums) {
+inline void AddSomeRows(const BYTE* row, std::ptrdiff_t rowBytes, int rows, int count, WORD* sums) {
   switch (rows) {
     case 1:
       return AddRows<1, kFirst>(row, rowBytes, count, sums);
@@ -40,7 +41,8 @@ u64 Lanes(const WORD* at) {
 
 }  // namespace
 
-KXW_WIDE_VECTORS void SumRows(const BYTE* row, int rowBytes, int rows, int count, WORD* sums) {
+KXW_WIDE_VECTORS void SumRows(const BYTE* row, std::ptrdiff_t rowBytes, int rows, int count,
+                              WORD* sums) {
   AddSomeRows<true>(row, rowBytes, std::min(rows, 4), count, sums);
   for (int done = 4; done < rows; done += 4) {
     AddSomeRows<false>(row + done * rowBytes, rowBytes, std::min(rows - done, 4), count, sums);

@@ -113,6 +113,15 @@ TEST(BitAverages, TakeAnyNumbersAndDepths) {
   Apply({0, 0, 10, 10, -1, 0, 30, 30}, to, from);
   from.image.AntiAliasCopy32(nullptr, 0, 0, 10, 10, 0, 0, 40, 30);
   EXPECT_EQ(to.bytes, before);
+  // Pixels that stand somewhere else, at an odd address.
+  std::vector<BYTE> shifted(1);
+  shifted.insert(shifted.end(), from.bytes.begin(), from.bytes.end());
+  KXBitImage odd;
+  odd.SetReference(&shifted[1], 40, 30, 32);
+  odd.AntiAliasCopy32(&to.image, 0, 0, 10, 10, 0, 0, 40, 30);
+  const auto fromOdd = to.bytes;
+  Apply({0, 0, 10, 10, 0, 0, 40, 30}, to, from);
+  EXPECT_EQ(to.bytes, fromOdd);
 }
 
 }  // namespace

@@ -182,6 +182,7 @@ TEST(BitPolygon, EqualsAScanOfEveryEdge) {
         row.insert(std::upper_bound(row.begin(), row.end(), edge.x), edge.x);
         edge.x += edge.slope;
       }
+      if (row.empty()) break;  // the scan ends there
       for (std::size_t k = 0; k + 1 < row.size(); k += 2) {
         c.PaintSpan(int(row[k] + 0.5), int(row[k + 1] + 0.5), y);
       }
@@ -197,7 +198,7 @@ TEST(BitPolygon, ConvexOnesReachFromEdgeToEdge) {
   Random random(74);
   for (int i = 0; i < 1500; ++i) {
     Canvas c = AnyCanvas(random);
-    const Points points = AnyPoints(random, false);
+    const Points points = AnyPoints(random, random.OneIn(2));
     std::map<int, std::pair<int, int>> rows;
     const auto meet = [&](int x, int y) {
       const auto [row, isNew] = rows.insert({y, {x, x}});
@@ -206,7 +207,7 @@ TEST(BitPolygon, ConvexOnesReachFromEdgeToEdge) {
     for (std::size_t k = 0; k < points.size(); ++k) {
       KXPoint p = points[k], q = points[(k + 1) % points.size()];
       if (p.y > q.y) std::swap(p, q);
-      if (p.y == q.y) continue;
+      if (p.y == q.y || q.y == INT_MAX) continue;
       const int dx = std::abs(q.x - p.x), dy = q.y - p.y, step = q.x < p.x ? -1 : 1;
       int x = p.x, y = p.y, error = dx < dy || dx == dy ? 2 * dx - dy : 2 * dy - dx;
       meet(x, y);
@@ -293,6 +294,19 @@ TEST(BitSelection, DrawsDashesWhereTheMaskIsSet) {
   }
 }
 
+// There may be billions of rows without a pixel.
+TEST(BitDrawing, EndsSoonWhereRowsAreEmpty) {
+  KXBitImage image, mask;
+  image.Create(0, 0x7FFFFF00, 32);
+  mask.Create(0, 0x7FFFFF00, 1);
+  const KXPoint points[] = {{0, 0}, {9, 0}, {9, INT_MAX - 1}};
+  image.FillPolygon(points, 3, 0xFF000000, 0);
+  image.FillPolygonConvex(points, 3, 0xFF000000, 0);
+  image.DrawSegment(0, 0, 0, INT_MAX, 3, 0xFF000000, 1);
+  image.DrawSelectArea(&mask, {0, 0, INT_MAX, INT_MAX}, 0, 0, 0);
+  mask.DigSelectArea({0, 0, INT_MAX, INT_MAX});
+}
+
 TEST(BitSelection, HollowsWhatIsSet) {
   Random random(77);
   for (int i = 0; i < 800; ++i) {
@@ -316,6 +330,9 @@ TEST(BitSelection, HollowsWhatIsSet) {
     picture.image.DigSelectArea(rect);
     ASSERT_EQ(picture.bytes, expected.bytes) << i;
   }
+  BitPicture turned(1, 10, 10, random);
+  turned.image.DigSelectArea({INT_MAX, INT_MAX, INT_MIN, INT_MIN});  // less than nothing stays
+  EXPECT_EQ(std::count(turned.bytes.begin(), turned.bytes.end(), 0), std::ssize(turned.bytes));
   BitPicture grey(8, 5, 5, random);
   const auto before = grey.bytes;
   grey.image.DigSelectArea({0, 0, 5, 5});

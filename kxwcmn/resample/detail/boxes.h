@@ -10,8 +10,8 @@ namespace kxw {
 
 inline constexpr int kMostColumns = KXVOffscreen::kBlockSize;
 
-/// Adds up `count` bytes in each of `rows` rows, at most a block's, that stand `rowBytes` apart.
-void SumRows(const BYTE* row, int rowBytes, int rows, int count, WORD* sums);
+/// Adds up `count` bytes in each of `rows` rows, at most 257, that stand `rowBytes` apart.
+void SumRows(const BYTE* row, std::ptrdiff_t rowBytes, int rows, int count, WORD* sums);
 
 /// Where the boxes of a row begin and end. Their lengths differ by one at most: loops run over the
 /// shortest length, and add one more column under a mask.
