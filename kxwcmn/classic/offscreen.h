@@ -229,8 +229,7 @@ class KX_EXPORT KXOffscreen {
   void FillLineRow(int length, const KXOffscreenCursor& cursor);
   void FillLineRow(int left, int right, int y);
 
-  // --- Polygons and circles
-  // -----------------------------------------------------------------------
+  // --- Polygons and circles --------------------------------------------------------------------
 
   // Painted with the fore colour, inside the clip, as transparency and mode say; with F the fore
   // colour's value at the image's depth and `opacity` the transparency over 255:
@@ -244,11 +243,11 @@ class KX_EXPORT KXOffscreen {
   // A 32-bit pixel comes out with alpha 255. Where it is looked at, its alpha, red and green stand
   // for its red, green and blue; this is kept so. Under a clip mask each row of pixels is painted
   // where the mask's row has 1. A mask coarser than the image is read once for each span of a row,
-  // at its first pixel; this is kept so, too.
+  // at its first pixel in the row of the mask that lies under it; this is kept so, too.
 
   /// Fills a polygon by the even-odd rule. An edge crosses a row at its upper end or a slope
   /// further for each row, and not at its lower end; a span reaches from one crossing to the next,
-  /// both rounded (a half more, truncated) and included. Horizontal edges are painted behind that,
+  /// both rounded (a half more, truncated) and included. Horizontal edges are painted after that,
   /// once more each. Nothing is painted with transparency 0 or, at 1 bit, below 127. Without points
   /// nothing happens; raises 8 if there is no memory.
   void FillPolygon(tagPOINT* const points, int count);
@@ -256,18 +255,20 @@ class KX_EXPORT KXOffscreen {
   /// column in which Bresenham's walk along an edge, lower end included, comes to it. Of another
   /// polygon that is more than its inside.
   void FillPolygonConvex(tagPOINT* const points, int count);
-  /// Fills the circle around the middle of the rectangle, with half of its width as radius. Nothing
-  /// is painted unless the whole rectangle lies in the image; the row at `bottom` belongs to it.
+  /// Fills the circle around the middle of the rectangle (whole numbers, truncated), with half of
+  /// its width as radius, cut to its rows, of which that at `bottom` is one. It is painted whatever
+  /// the transparency, unlike polygons. Nothing is painted unless the whole rectangle lies in the
+  /// image, and of a reversed one.
   void TrueArcFill(int left, int top, int right, int bottom);
 
-  // --- Lines and shapes
-  // ---------------------------------------------------------------------------
+  // --- Lines and shapes ------------------------------------------------------------------------
 
   /// Paints a square of `width` by `width` pixels around each point of a Bresenham walk from the
   /// first point to the second, with the fore colour as a write at 24 bits. A square whose left
   /// column is outside the image is left out as a whole, which is kept so.
   void Line(int x1, int y1, int x2, int y2, int width);
-  /// Four lines along the inside of the rectangle.
+  /// Four lines through the outermost pixels inside the rectangle: above a width of 1 they reach
+  /// over it, as `Line` does around its points.
   void RectFrame(const tagRECT& rect, int width);
   /// Fills the ellipse in a rectangle as RectFill does; a rectangle of less than two pixels in both
   /// directions holds none.
@@ -279,8 +280,7 @@ class KX_EXPORT KXOffscreen {
   /// The same of one pixel with mode 0.
   void TransparentPlot(int x, int y);
 
-  // --- Extraction
-  // ---------------------------------------------------------------------------------
+  // --- Extraction ------------------------------------------------------------------------------
 
   /// Finds the rectangle around all pixels that do not read as white at 24 bits. Returns 0, with
   /// `rect` as it was, if there are none. Locks the image for that if it is not, and releases the
@@ -310,7 +310,8 @@ class KX_EXPORT KXOffscreen {
 
   /// Paints the region with the fore colour, at 32 bits with alpha 255. Does nothing, and leaves
   /// `bounds`, if the seed has that colour already or lies outside. A fore colour with an alpha
-  /// is never the seed's at 24 and 32 bits.
+  /// is never the seed's at 24 and 32 bits: the region is painted once more then, and the fill ends
+  /// when all of it is.
   void SeedScanFill(const tagPOINT& seed, tagRECT* bounds);
   /// Leaves the image, and sets the region in `mask`, of 1 bit and the same size, to that one's
   /// 1-bit fore colour; a pixel that has it already is the region's end. A mask of another depth

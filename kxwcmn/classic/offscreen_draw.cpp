@@ -73,7 +73,7 @@ void KXOffscreen::Line(int x1, int y1, int x2, int y2, int width) {
 }
 
 void KXOffscreen::RectFrame(const tagRECT& rect, int width) {
-  // The last column and row; no image has any as far outside as that of the least end of all.
+  // The last column and row. Before the least number there is none; that is as far outside.
   const auto before = [](int end) {
     return std::max(end, std::numeric_limits<int>::min() + 1) - 1;
   };

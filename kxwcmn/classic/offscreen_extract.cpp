@@ -27,7 +27,7 @@ struct Marks {
     int x = 0;
     // Mostly there is none in all of them.
     for (int step : {end & ~63, 512, 64, 8}) {
-      while (step > 0 && x + step <= end && IsBlank(row, x, step)) x += step;
+      while (step > 0 && step <= end - x && IsBlank(row, x, step)) x += step;
     }
     while (x < end && !IsAt(row, x)) ++x;
     return x;

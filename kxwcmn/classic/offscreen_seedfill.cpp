@@ -247,7 +247,12 @@ void KXOffscreen::SeedScanFill1BitMask(KXOffscreen& mask, const tagPOINT& seed, 
   if (!PointInOffscreen(seed.x, seed.y)) {
     // Callers count on it: both locks stay for them to end.
     Lock();
-    mask.Lock();
+    try {
+      mask.Lock();
+    } catch (...) {
+      Unlock();
+      throw;
+    }
     return;
   }
   const KXStLockOff lock(this), maskLock(&mask);

@@ -104,7 +104,7 @@ void TestRow(BYTE* to, const BYTE* from, int width, const PixelTest& test) {
   constexpr int kLongRun = 1024, kRun = 128;
   const auto isRun = [=](int x, int count) {
     const BYTE* const at = from + PixelByte<Depth>(x);
-    return x + count <= width &&
+    return count <= width - x &&
            std::memcmp(at, at + PixelByte<Depth>(1),
                        static_cast<std::size_t>(PixelByte<Depth>(count - 1))) == 0;
   };

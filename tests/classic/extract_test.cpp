@@ -122,6 +122,17 @@ TEST(ClassicExtraction, ExtentIsTheBoxOfAllMarks) {
   }
 }
 
+TEST(ClassicExtraction, ExtentOfARowOfAMillionThousands) {
+  KXOffscreen image;
+  constexpr int kWidth = 0x40000040;
+  image.Create(kWidth, 1, 1, 0xFFFFFFFF, 0);
+  tagRECT box;
+  EXPECT_EQ(image.GetExtentRect(box), 0);
+  image.Lock();
+  image.GetBaseAddress()[kWidth / 8 - 1] = 1;
+  EXPECT_TRUE(image.GetExtentRect(box) == 1 && box.left == kWidth - 1 && box.right == kWidth);
+}
+
 // Meant: only the count of locks is looked at, not whose they are.
 TEST(ClassicExtraction, ExtentTakesTheLastLock) {
   KXOffscreen image;
