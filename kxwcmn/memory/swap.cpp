@@ -88,6 +88,7 @@ KXFile* KXSwap::FindFile(unsigned generation) {
 /// The file of this process. A forked child that has none gets it. Raises if there can be none.
 KXFile& KXSwap::OwnFile() {
   if (files_.empty()) kxThrowError(kxw::kErrorInvalidHandle);
+  kxw::NoticeFork();
   if (KXFile* file = FindFile(kxw::ForkGeneration())) return *file;
   KXFilePath path = files_.rbegin()->second->GetPath();
   if (!path.MakeTempPath(kxw::kSwapPrefix, 1)) kxThrowError(kxw::kFailureNoSwapName);
@@ -110,6 +111,7 @@ void KXSwap::CloseFile() {
   try {
     // Cut first: some file systems write to the disk what a file holds when it is closed, although
     // it is deleted then. A child that may still read from it has the last word.
+    kxw::NoticeFork();
     KXFile* file = FindFile(kxw::ForkGeneration());
     if (file && forksBefore_ == kxw::ForksBegun()) {
       file->Seek(0, kxw::kFromBegin);

@@ -88,10 +88,11 @@ void KXVirtualMemory::Create(unsigned int size, const KXFilePath* folder) {
   if (created_) kxThrowError(kxw::kFailureBadArgument);
   KXFilePath swapFile;
   if (folder) {
-    // The process may change its current folder while the file is open.
+    // The process may change its current folder while the file is open. Where that has no name in
+    // the code page, the path stays as it is.
     std::string absolute;
-    if (kxw::AbsolutePath(*folder, &absolute) != 0) kxThrowError(kxw::kFailureNoSwapName);
-    swapFile = absolute.c_str();
+    const bool isKnown = kxw::AbsolutePath(*folder, &absolute) == 0;
+    swapFile = isKnown ? KXFilePath(absolute.c_str()) : *folder;
     swapFile += "dummy.tmp";
   }
   if (!swapFile.MakeTempPath(kxw::kSwapPrefix, folder ? 1 : 0))

@@ -50,7 +50,8 @@ int ListFolder(const char* path, std::vector<std::string>* names);
 int RemoveTree(const char* path);
 
 /// Deletes a file or link of a process that has died. Fails with `kErrorSharingViolation`, and
-/// leaves it, while some process has it open to be deleted on closing; leaves what cannot be opened
+/// leaves it, while some process (of this host, or of any where the file system shares its locks)
+/// has it open to be deleted on closing; leaves what cannot be opened
 /// or asked for its locks too, for nobody can tell. Where the file system has no locks at all every
 /// file counts as unused.
 int RemoveUnused(const char* path);

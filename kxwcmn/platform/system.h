@@ -34,6 +34,10 @@ unsigned ForkGeneration();
 /// nobody else has got hold of what it opened.
 unsigned ForksBegun();
 
+/// Counts a fork of which the host has not told, such as one by a bare system call, if this process
+/// comes from one. To be called before a file is written to, cut or removed.
+void NoticeFork();
+
 /// Milliseconds since some moment; they wrap after 49 days and never go back otherwise.
 DWORD MillisecondClock();
 

@@ -19,6 +19,7 @@
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/memory.h"
 #include "tests/memory/support.h"
+#include "tests/support/codepage.h"
 
 using kxw::detail::FaultPoint;
 using kxw::detail::ScopedFaults;
@@ -177,6 +178,22 @@ TEST_F(Memory, AForkedChildLeavesTheSwapFileAlone) {
   EXPECT_EQ(CountEntries(folder), 2);
 }
 
+// No handler tells of such a child.
+TEST_F(Memory, AChildByASystemCallLeavesTheSwapFileAlone) {
+  Create(kMiB);
+  const auto tiles = PaintedTiles(64);
+  const pid_t child = _Fork();
+  if (child == 0) {
+    alarm(20);
+    Paint(tiles[0], 7);
+    manager->Purge(tiles[0]);
+    manager.reset();
+    _exit(0);
+  }
+  EXPECT_EQ(StatusOf(child), 0);
+  ExpectTiles(tiles);
+}
+
 // What its parent writes over, and the parent's end, cost a child nothing that it has on memory or
 // that still lies in the file.
 TEST_F(Memory, AForkedChildKeepsWhatItsParentDropsOrCloses) {
@@ -220,6 +237,15 @@ TEST_F(Memory, TheSwapFileStaysWhereItIsWhenTheCurrentFolderChanges) {
             std::filesystem::perms(0600));
   manager->CloseSwapFile();
   EXPECT_EQ(CountEntries(folder), 0);
+  // In a folder whose last byte only looks like a delimiter.
+  const auto odd = folder.Host() / "\xE3\x82\xBD";
+  std::filesystem::create_directories(odd / "swap");
+  std::filesystem::current_path(odd);
+  const ScopedCodePage japanese(932);
+  manager = std::make_unique<KXVirtualMemory>();
+  manager->Create(kMiB, "swap");
+  std::filesystem::current_path(before);
+  EXPECT_FALSE(std::filesystem::is_empty(odd / "swap"));
 }
 
 TEST_F(Memory, TheSweepSparesTheFileOfAnotherManagerAtWork) {

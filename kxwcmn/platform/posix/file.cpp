@@ -108,13 +108,11 @@ int LockOnHost(int descriptor, int kind) {
   return flock(descriptor, kind | LOCK_NB) == 0 ? 0 : errno;
 }
 
-/// Removes a file that was to be deleted on closing, unless its name has gone to another file
-/// meanwhile.
-void RemoveNameOf(const OpenFile& file) {
+/// Whether a name is still that of an open file, and has not gone to another one meanwhile.
+bool IsNameOf(const char* hostPath, int descriptor) {
   struct stat ours, named;
-  if (fstat(file.descriptor, &ours) != 0) return;
-  if (lstat(file.deletedPath.c_str(), &named) != 0) return;
-  if (ours.st_dev == named.st_dev && ours.st_ino == named.st_ino) unlink(file.deletedPath.c_str());
+  return fstat(descriptor, &ours) == 0 && lstat(hostPath, &named) == 0 &&
+         ours.st_dev == named.st_dev && ours.st_ino == named.st_ino;
 }
 
 /// Moves `size` bytes with `transfer(at, part, position)`, one host call, until all are moved, the
@@ -218,7 +216,11 @@ int qmOpenFile(const char* path, DWORD /*creator*/, DWORD /*type*/, DWORD access
 int qmCloseFile(kxw::FileHandle handle) {
   OpenFile* file = FileOf(handle);
   if (!file) return Report(kxw::kErrorInvalidHandle);
-  if (!file->deletedPath.empty() && file->deleter == kxw::ForkGeneration()) RemoveNameOf(*file);
+  kxw::NoticeFork();
+  if (!file->deletedPath.empty() && file->deleter == kxw::ForkGeneration() &&
+      IsNameOf(file->deletedPath.c_str(), file->descriptor)) {
+    unlink(file->deletedPath.c_str());
+  }
   // Never repeated: the descriptor is gone even when the host says that it was interrupted.
   const int result = close(file->descriptor);
   const int code = result == 0 || errno == EINTR ? 0 : CodeOfHostError(errno);
@@ -329,7 +331,8 @@ int kxw::RemoveUnused(const char* path) {
   const int error = file < 0 ? 0 : LockOnHost(file, LOCK_EX);
   int code = kErrorSharingViolation;
   // Where locks do not exist nobody holds one; any other failure may hide somebody's.
-  if (error == 0 || error == ENOSYS || error == EOPNOTSUPP) {
+  const bool isUnused = error == 0 || error == ENOSYS || error == EOPNOTSUPP;
+  if (isUnused && (file < 0 || IsNameOf(hostPath.c_str(), file))) {
     code = unlink(hostPath.c_str()) == 0 ? 0 : CodeOfHostError(errno);
   }
   if (file >= 0) close(file);

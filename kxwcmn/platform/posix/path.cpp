@@ -41,7 +41,7 @@ int AbsolutePath(const char* path, std::string* absolute) {
     if (error) return Report(CodeOfHostError(error.value()));
     std::string front;
     if (!LibraryPath(current, &front)) return Report(kErrorInvalidName);
-    if (!IsAnyDelimiter(front.back())) front += '\\';
+    if (front != "\\") front += '\\';  // the last byte may be the second one of a pair
     result = front + result;
   }
   *absolute = std::move(result);

@@ -13,8 +13,13 @@ namespace {
 std::atomic<unsigned> forkGeneration = 0;
 std::atomic<unsigned> forksBegun = 0;
 
-[[maybe_unused]] const int watched =
-    pthread_atfork([] { ++forksBegun; }, nullptr, [] { ++forkGeneration; });
+std::atomic<pid_t> process = getpid();
+
+[[maybe_unused]] const int watched = pthread_atfork([] { ++forksBegun; }, nullptr,
+                                                    [] {
+                                                      process = getpid();
+                                                      ++forkGeneration;
+                                                    });
 
 }  // namespace
 
@@ -26,6 +31,13 @@ DWORD PageSize() {
 unsigned ForkGeneration() { return forkGeneration.load(std::memory_order_relaxed); }
 
 unsigned ForksBegun() { return forksBegun.load(std::memory_order_relaxed); }
+
+void NoticeFork() {
+  const pid_t now = getpid();
+  if (process.exchange(now) == now) return;
+  ++forksBegun;
+  ++forkGeneration;
+}
 
 DWORD MillisecondClock() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();

@@ -48,7 +48,7 @@ std::string HomeTrash() {
 
 /// The absolute path of an entry, with its folder's links resolved and its own left; empty if the
 /// folder cannot be found.
-std::string AbsolutePath(std::string path) {
+std::string ResolveFolderOf(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   const std::size_t delimiter = path.rfind('/');
   std::string folder = delimiter == std::string::npos ? "." : path.substr(0, delimiter + 1);
@@ -140,7 +140,7 @@ int MoveInto(const std::string& trash, const std::string& path, const std::strin
 int MoveToTrash(const char* path) {
   std::string hostPath = HostPath(path);
   if (hostPath.empty()) return Report(kErrorPathNotFound);
-  hostPath = AbsolutePath(hostPath);
+  hostPath = ResolveFolderOf(hostPath);
   struct stat status;
   if (hostPath.empty() || lstat(hostPath.c_str(), &status) != 0) return ReportHost(false);
 
