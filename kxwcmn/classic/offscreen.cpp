@@ -35,12 +35,16 @@ KXOffscreen& KXOffscreen::operator=(const KXOffscreen& other) {
   Create(other.GetWidth(), other.GetHeight(), other.GetBitCount(), 0, 0);
   // Both blocks are laid out alike, so that no lock of `other` is needed.
   QMIMAGELOCK to, from;
-  if (!qmImageLock(*this, &to) || !qmImageLock(other, &from)) {
+  const bool isToLocked = qmImageLock(*this, &to), isFromLocked = qmImageLock(other, &from);
+  if (isToLocked && isFromLocked) {
+    std::memcpy(to.base, from.base, static_cast<std::size_t>(GetBufferSize()));
+  }
+  if (isFromLocked) qmImageUnlock(other);
+  if (isToLocked) qmImageUnlock(*this);
+  if (!isToLocked || !isFromLocked) {
+    Destroy();
     kxThrowError(kxw::kErrorNotEnoughMemory);
   }
-  std::memcpy(to.base, from.base, static_cast<std::size_t>(GetBufferSize()));
-  qmImageUnlock(other);
-  qmImageUnlock(*this);
   return *this;
 }
 
@@ -59,7 +63,12 @@ void KXOffscreen::Create(int width, int height, int bitCount, DWORD color, int f
     throw;
   }
   if (fill != 1) return;
-  Lock();
+  try {
+    Lock();
+  } catch (...) {
+    Destroy();
+    throw;
+  }
   const QMCOLORREF kept = foreColor_;
   SetForeColor(color);
   Fill();
@@ -80,14 +89,20 @@ void KXOffscreen::SetQMImage(QMHANDLE__* image) {
   Destroy();
   rowBuffer_.Alloc(static_cast<DWORD>(
       CalcRowLineBufferSize(qmImageGetWidthDirect(image), qmImageGetBitCountDirect(image))));
+  try {
+    SetKXImageInfo(image);
+  } catch (...) {
+    Destroy();
+    throw;
+  }
+  // From here on nothing fails.
   image_.Attach(image, qmGetHandleSize(image));
   isRowBufferDirty_ = true;
-  SetKXImageInfo();
 }
 
-void KXOffscreen::SetKXImageInfo() {
-  if (!qmImageLock(*this, &info_)) kxThrowError(kxw::kErrorNotEnoughMemory);
-  qmImageUnlock(*this);
+void KXOffscreen::SetKXImageInfo(QMHANDLE__* image) {
+  if (!qmImageLock(image, &info_)) kxThrowError(kxw::kErrorNotEnoughMemory);
+  qmImageUnlock(image);
   info_.base = nullptr;
 }
 
@@ -98,8 +113,14 @@ KXOffscreen::operator QMHANDLE__*() const {
 void KXOffscreen::Lock() {
   if (!IsValid()) return;
   if (lockCount_ == 0) {
-    if (!qmImageLock(*this, &info_)) kxThrowError(kxw::kErrorNotEnoughMemory);
+    QMIMAGELOCK locked;
+    if (!qmImageLock(*this, &locked)) kxThrowError(kxw::kErrorNotEnoughMemory);
     rowBufferBytes_ = static_cast<BYTE*>(rowBuffer_.Lock());
+    if (!rowBufferBytes_) {
+      qmImageUnlock(*this);
+      kxThrowError(kxw::kErrorNotEnoughMemory);
+    }
+    info_ = locked;
   }
   ++lockCount_;
 }

@@ -342,16 +342,85 @@ class KX_EXPORT KXOffscreen {
   void DoSmoothing(tagRECT* rect, KXOffscreen* scratch1, KXOffscreen* scratch2, _LData (*runs)[][3],
                    int (*positions)[][3]);
 
+  // --- Other sizes ------------------------------------------------------------------------------
+
+  // Pixels are read and written as colours of 24 bits, so that a 32-bit image gets them opaque. An
+  // image that is its own source is read as it was before. Raise 8 if there is no memory for that.
+
+  /// Paints the rectangle (`destX`, `destY`, `destW`, `destH`) with what the source's rectangle
+  /// shows. Sizes below 1 do nothing. Equal sizes are a plain `Copy`; others go by `level`:
+  ///
+  /// - `cnMostLowLevelRes`: the nearest pixel, as x * srcW / destW in whole numbers. One that is
+  ///   beyond the source leaves the pixel here as it was.
+  /// - `cnLowLevelRes`: the average of a box of whole pixels, in which the first pixel counts once
+  ///   more and, where the height is reduced too, the first row as well. Boxes that pass `srcW` or
+  ///   `srcH`, counted from the source's own edge, shrink to their first column or row; this makes
+  ///   a difference for a `srcX` or `srcY` above 0, and is kept so. Enlarged, the nearest pixel.
+  /// - any other: the average of the exact area. What of an area lies beyond the source counts as
+  ///   black.
+  ///
+  /// Exactly half the width and height, at the last kind of level, is a path of its own for whole
+  /// images: the pixels (x, y) with x from 0 to `destW` and y from `destY` to `destH` are the means
+  /// of the source's pixels around (2 x, 2 y), and are painted `destY` columns further to the
+  /// right. `destX`, `srcX` and `srcY` take no part; all this is kept so.
+  void ChangeResolution(int destX, int destY, int destW, int destH, KXOffscreen* source, int srcX,
+                        int srcY, int srcW, int srcH, int level);
+
+  // --- Turns and mirrors ------------------------------------------------------------------------
+
+  // Angles are in degrees. With c and s, the cosine and sine, a turn takes (u, v) of this image to
+  // (u c + v s, v c - u s), and shows at each whole place (x, y) the four pixels of this image
+  // around (x c - y s, y c + x s), mixed by their distances, or as they are if they are equal.
+  // Pixels up to one outside of the image are white. An image that is turned into itself is read as
+  // it was before. Raise 8 if there is no memory.
+
+  /// Turns a rectangle of this image about its corner (0, 0) into the locked `dest`, whose corner
+  /// is that of the box around the whole turned image, or 0 where that is above 0. The box around
+  /// the turned rectangle is painted, with `color` where nothing of the image is. Corners of boxes
+  /// are cut to whole numbers, and their right and bottom sides are open.
+  void RotationImage(KXOffscreen& dest, int angle, int x, int y, int width, int height,
+                     DWORD color);
+  /// Turns the whole image. A `dest` without pixels becomes a white image of this one's depth that
+  /// holds the turned one, and is left unlocked; it has no pixels after a failure. Another one has
+  /// to be locked, and is painted as far as it goes. With `mode` 0 the image is turned as by
+  /// `RotationImage`, and otherwise about its centre, which becomes the centre of `dest`: a new one
+  /// is as wide as twice the larger |w c + h s| and |w c - h s|, of half the width and height, and
+  /// as high as the larger |h c - w s| and |h c + w s|, cut to whole numbers. White is painted
+  /// where nothing of the image is, but not where four equal pixels are white.
+  void CreateRotationImage(KXOffscreen& dest, int angle, int mode);
+
+  /// Mirrors the image, top to bottom with a non-zero `vertical`, else left to right. At 1 bit
+  /// whole bytes of rows change places, with what fills up the last one.
+  void CreateFlipImage(int vertical);
+  /// Copies a rectangle of the source to its mirrored place here, at 24 and 32 bits only: its row
+  /// `y` comes to stand above the row height / 2 * 2 - `y`, and the others above that, or its
+  /// column `x` left of the column width / 2 * 2 - `x`. So with odd sizes it stands one pixel off
+  /// its exact mirror; this is kept so.
+  void FlipImage(KXOffscreen& source, int vertical, int x, int y, int width, int height);
+
   // --- Store ------------------------------------------------------------------------------------
 
   /// Reads or writes the stored form, by the archive's direction. With a non-zero `reverse` the
   /// pixels are stored complemented at 1 and 8 bits. Writing raises 0x20010008 without an image;
-  /// reading raises 0x2001000B for what is no stored image, and leaves none then.
+  /// reading raises 0x2001000B for what is no stored image, or 0x20010008 where an archive with a
+  /// cache has no bytes at all, and leaves no image then.
   void Serialize(KXArchive& archive, int reverse);
 
  protected:
   void Read(KXArchive& archive, int reverse);
   void Write(KXArchive& archive, int reverse);
+
+  // What ChangeResolution does by its level, for sizes above 0.
+  void ChangeResolutionLow(int destX, int destY, int destW, int destH, KXOffscreen* source,
+                           int srcX, int srcY, int srcW, int srcH);
+  void ChangeResolutionMostLow(int destX, int destY, int destW, int destH, KXOffscreen* source,
+                               int srcX, int srcY, int srcW, int srcH);
+  /// The average colour of the box of pixels from (`x0`, `y0`) to (`x1`, `y1`), counted from
+  /// (`srcX`, `srcY`) of this image, weighed by area; pixels beyond the image count as black.
+  void CalcPixelValue(int srcX, int srcY, double x0, double x1, double y0, double y1, DWORD& out);
+  /// The means of the channels of (x, y), (x + 1, y), (x, y + 1) and (x + 1, y + 1), cut to whole
+  /// numbers. Raises 0x20010008 if they are not in the image.
+  void CalcPixValueHalf(int x, int y, DWORD& out);
 
   bool IsLocked() const { return lockCount_ > 0; }
   /// Makes the row buffer a row of the fore colour, if it is not one already and the image locked.
@@ -395,12 +464,13 @@ class KX_EXPORT KXOffscreen {
 
  private:
   friend class kxw::SpanPainter;  // applies the clip
-  void SetKXImageInfo();
   /// Paints a part of the image, or columns of a row that may lie outside it, with the row buffer.
   void FillArea(const tagRECT& area);
   void FillRow(i64 left, i64 end, int y);
   /// Whether an image can be a scratch picture of a smoothing.
   bool IsScratch(const KXOffscreen* image) const;
+  /// Takes what the image says of itself. Raises 8 if it cannot be locked.
+  void SetKXImageInfo(QMHANDLE__* image);
   /// Moves the row buffer to the rows of a part of the image; its columns begin and end with bytes.
   void FillRows(const tagRECT& area);
   void CopyByColor(int x, int y, int width, int height, KXOffscreen* source, int sourceX,

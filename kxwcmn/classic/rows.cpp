@@ -158,6 +158,77 @@ void KeyPixels(BYTE* to, int toX, const BYTE* from, int fromX, int count, DWORD 
   });
 }
 
+// A pixel of 24 bits is read and written together with the byte behind it, but for the last one.
+
+template <class Depth>
+void ReadColors(DWORD* colors, const BYTE* row, int x, int count) {
+  if constexpr (Depth::kBits == 24) {
+    if (count <= 0) return;
+    const BYTE* const at = row + PixelByte<Depth>(x);
+    for (int i = 0; i < count - 1; ++i) {
+      DWORD word;
+      std::memcpy(&word, at + PixelByte<Depth>(i), sizeof word);
+      colors[i] = Depth::From32(word);
+    }
+    colors[count - 1] = Depth::Load(at + PixelByte<Depth>(count - 1), 0);
+  } else {
+    ForEachPiece(count, [=](int first, int pixels) {
+      const auto reader = ReadPiece<Depth>(row, x + first, pixels);
+      for (int i = 0; i < pixels; ++i) colors[first + i] = Depth::To24(reader[i]);
+    });
+  }
+}
+
+template <class Depth>
+void WriteColors(BYTE* row, int x, const DWORD* colors, int count) {
+  if constexpr (Depth::kBits == 24) {
+    if (count <= 0) return;
+    BYTE* const at = row + PixelByte<Depth>(x);
+    for (int i = 0; i < count - 1; ++i) {
+      std::memcpy(at + PixelByte<Depth>(i), colors + i, sizeof *colors);
+    }
+    Depth::Store(at + PixelByte<Depth>(count - 1), 0, colors[count - 1]);
+  } else {
+    ForEachPiece(count, [=](int first, int pixels) {
+      auto writer = WritePiece<Depth>(row, x + first, pixels);
+      for (int i = 0; i < pixels; ++i) writer.Set(i, Depth::From24(colors[first + i]));
+      writer.Finish();
+    });
+  }
+}
+
+template <class Depth>
+void ReadGreys(BYTE* greys, const BYTE* row, int x, int count) {
+  ForEachPiece(count, [=](int first, int pixels) {
+    const auto reader = ReadPiece<Depth>(row, x + first, pixels);
+    for (int i = 0; i < pixels; ++i) greys[first + i] = Red(Depth::To24(reader[i]));
+  });
+}
+
+// As densities, greys are written by their complement.
+static_assert([] {
+  for (DWORD grey = 0; grey < 256; ++grey) {
+    if (DensityOfSum(3 * grey) != 255 - grey) return false;
+  }
+  return true;
+}());
+
+template <class Depth>
+void WriteGreys(BYTE* row, int x, const BYTE* greys, int count) {
+  ForEachPiece(count, [=](int first, int pixels) {
+    auto writer = WritePiece<Depth>(row, x + first, pixels);
+    for (int i = 0; i < pixels; ++i) {
+      const BYTE grey = greys[first + i];
+      if constexpr (Depth::kBits == 8) {
+        writer.Set(i, static_cast<BYTE>(255 - grey));
+      } else {
+        writer.Set(i, Depth::From24(MakeGrey(grey, 0)));
+      }
+    }
+    writer.Finish();
+  });
+}
+
 /// `op(to, from)` with the structs of two depths.
 template <class Op>
 auto WithTwoDepths(int toBits, int fromBits, Op op) {
@@ -192,6 +263,25 @@ ClassicKeyRowFunc FindClassicKeyRow(int toBits, int fromBits) {
   return WithTwoDepths(toBits, fromBits, [](auto to, auto from) -> ClassicKeyRowFunc {
     return KeyPixels<decltype(to), decltype(from)>;
   });
+}
+
+ClassicReadColorsFunc FindClassicReadColors(int bits) {
+  return WithClassicDepth(
+      bits, [](auto depth) -> ClassicReadColorsFunc { return ReadColors<decltype(depth)>; });
+}
+
+ClassicWriteColorsFunc FindClassicWriteColors(int bits) {
+  return WithClassicDepth(
+      bits, [](auto depth) -> ClassicWriteColorsFunc { return WriteColors<decltype(depth)>; });
+}
+
+ClassicReadGreysFunc FindClassicReadGreys(int bits) {
+  return bits == 1 ? ReadGreys<Classic1> : ReadGreys<Classic8>;
+}
+
+ClassicWriteGreysFunc FindClassicWriteGreys(int bits) {
+  return WithClassicDepth(
+      bits, [](auto depth) -> ClassicWriteGreysFunc { return WriteGreys<decltype(depth)>; });
 }
 
 }  // namespace kxw

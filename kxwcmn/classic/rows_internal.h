@@ -71,4 +71,17 @@ using ClassicKeyRowFunc = void (*)(BYTE* to, int toX, const BYTE* from, int from
                                    DWORD key, bool copiesEqual);
 ClassicKeyRowFunc FindClassicKeyRow(int toBits, int fromBits);
 
+/// The colours of `count` pixels from column `x` on, read as `Get24BitPixel` reads them, and
+/// written as `Set24BitPixel` writes them.
+using ClassicReadColorsFunc = void (*)(DWORD* colors, const BYTE* row, int x, int count);
+ClassicReadColorsFunc FindClassicReadColors(int bits);
+using ClassicWriteColorsFunc = void (*)(BYTE* row, int x, const DWORD* colors, int count);
+ClassicWriteColorsFunc FindClassicWriteColors(int bits);
+
+/// The same of greys, as one channel of each; all colours of 1 and 8 bits are greys.
+using ClassicReadGreysFunc = void (*)(BYTE* greys, const BYTE* row, int x, int count);
+ClassicReadGreysFunc FindClassicReadGreys(int bits);  // 1 or 8
+using ClassicWriteGreysFunc = void (*)(BYTE* row, int x, const BYTE* greys, int count);
+ClassicWriteGreysFunc FindClassicWriteGreys(int bits);
+
 }  // namespace kxw

@@ -209,25 +209,10 @@ class AreaFilter {
 
   void SetColumns(const KXRect& area, int first, int end) {
     cut_.count = end - first;
-    cut_.taps = 0;
     for (int i = first; i < end; ++i) {
-      const AreaSpan span = CutSpan(columns_[i], area.left, area.right);
-      cut_.spans[static_cast<std::size_t>(i - first)] = span;
-      cut_.taps = std::max(cut_.taps, span.count + 1);
+      cut_.SpanOf(i - first) = CutSpan(columns_[i], area.left, area.right);
     }
-    if (cut_.taps > kMaxTaps) {
-      cut_.taps = 0;
-      return;
-    }
-    Real* weight = cut_.weights.data();
-    for (int i = 0; i < cut_.count; ++i, weight += cut_.taps) {
-      const AreaSpan& span = cut_.spans[static_cast<std::size_t>(i)];
-      cut_.from[static_cast<std::size_t>(i)] = span.from;
-      std::fill_n(weight, cut_.taps, Real{0});
-      std::fill_n(weight, span.count, Real{1});
-      weight[span.count] = static_cast<Real>(span.last);
-      weight[0] = static_cast<Real>(span.first);
-    }
+    cut_.SetWeights();
   }
 
   Real* LanesAt(int row, int column) {

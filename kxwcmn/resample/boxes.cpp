@@ -90,16 +90,17 @@ void SumLanes(const WORD* sums, const BoxColumns& columns, WORD* boxes) {
   }
 }
 
-/// A sum over a number, by a factor. With half a step added the product is at least 1/514 away from
-/// any whole number, and the errors of factor and product together are below 1/32768.
-KXW_WIDE_VECTORS void Divide(const WORD* sums, const float* factors, int count, BYTE* quotients) {
+}  // namespace
+
+// With half a step added the product is at least 1/514 away from any whole number, and the errors
+// of factor and product together are below 1/32768.
+KXW_WIDE_VECTORS void DivideSums(const WORD* sums, const float* factors, int count,
+                                 BYTE* quotients) {
   for (int i = 0; i < count; ++i) {
     const float sum = static_cast<float>(static_cast<int>(sums[i])) + 0.5f;
     quotients[i] = static_cast<BYTE>(static_cast<int>(sum * factors[i]));
   }
 }
-
-}  // namespace
 
 void BoxAverage::Take(const WORD* sums, int rows, BYTE* pixels) {
   if (rows * (columns_.Shortest() + 1) <= kMostInWords) {
@@ -112,7 +113,7 @@ void BoxAverage::Take(const WORD* sums, int rows, BYTE* pixels) {
 void BoxAverage::TakeSmall(const WORD* sums, int rows, BYTE* pixels) {
   WORD boxes[4 * kMostColumns];
   SumLanes(sums, columns_, boxes);
-  Divide(boxes, FactorsFor(rows), 4 * columns_.Count(), pixels);
+  DivideSums(boxes, FactorsFor(rows), 4 * columns_.Count(), pixels);
 }
 
 void BoxAverage::TakeLarge(const WORD* sums, int rows, BYTE* pixels) const {

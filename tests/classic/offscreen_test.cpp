@@ -82,6 +82,22 @@ TEST(ClassicImage, CreationFailsClearlyAndLeavesNothing) {
   }
 }
 
+TEST(ClassicImage, WithoutColumnsMayHaveAnyNumberOfRows) {
+  for (int bits : kDepths) {
+    KXOffscreen image, other;
+    image.Create(0, 0x7FFFFF00, bits, 0, 1);
+    other.Create(0, 0x7FFFFF00, bits, 0, 1);
+    image.Lock();
+    other.Lock();
+    EXPECT_NE(image.GetBaseAddress(), nullptr);
+    image.Reverse();
+    image.CreateFlipImage(0);
+    image.CreateFlipImage(1);
+    image.ChangeResolution(0, 0, 10, 10, &other, 0, 0, 20, 20, KXOffscreen::cnHighLevelRes);
+    EXPECT_EQ(image.GetBufferSize(), 0);
+  }
+}
+
 TEST(ClassicImage, LocksNest) {
   KXOffscreen image;
   image.Unlock();

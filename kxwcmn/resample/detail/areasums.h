@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "kxwcmn/offscreen/voffscreen.h"
@@ -51,6 +52,26 @@ struct AreaColumns {
   std::array<int, KXVOffscreen::kBlockSize> from;
   std::array<Real, KXVOffscreen::kBlockSize * kMaxTaps> weights;
   std::array<AreaSpan, KXVOffscreen::kBlockSize> spans;
+
+  /// Sets what the columns have beside their spans and number.
+  void SetWeights() {
+    taps = 0;
+    for (int i = 0; i < count; ++i) taps = std::max(taps, SpanOf(i).count + 1);
+    if (taps > kMaxTaps) {
+      taps = 0;
+      return;
+    }
+    Real* weight = weights.data();
+    for (int i = 0; i < count; ++i, weight += taps) {
+      const AreaSpan& span = SpanOf(i);
+      from[static_cast<std::size_t>(i)] = span.from;
+      std::fill_n(weight, taps, Real{0});
+      std::fill_n(weight, span.count, Real{1});
+      weight[span.count] = static_cast<Real>(span.last);
+      weight[0] = static_cast<Real>(span.first);
+    }
+  }
+  AreaSpan& SpanOf(int i) { return spans[static_cast<std::size_t>(i)]; }
 };
 
 /// Adds the columns' sums to the results' lanes.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "kxwcmn/offscreen/voffscreen.h"
 #include "kxwcmn/platform/types.h"
 #include "kxwcmn/resample/detail/scale.h"
@@ -35,6 +37,10 @@ class BoxColumns {
 
 /// The sums of each box's columns. `sums` holds one column more than the boxes, of any value.
 void SumColumns(const WORD* sums, const BoxColumns& columns, DWORD* boxes);
+
+/// Each sum of bytes, of which there are at most 257, over their number, cut to a whole number;
+/// `factors` are 1 over the numbers.
+void DivideSums(const WORD* sums, const float* factors, int count, BYTE* quotients);
 
 /// The averages of boxes of 32-bit pixels, each channel's sum over the number of pixels, cut to a
 /// whole number.
