@@ -53,8 +53,9 @@ class Scratch {
 /// The runs of three lines in the tables of a pass.
 class TableLines {
  public:
-  TableLines(const KXOffscreen::_LData (*runs)[][3], const int (*positions)[][3], int firstLine)
-      : runs_(runs), positions_(positions), firstLine_(firstLine) {}
+  TableLines(const stairs::Picture& picture, const KXOffscreen::_LData (*runs)[][3],
+             const int (*positions)[][3], int firstLine)
+      : picture_(picture), runs_(runs), positions_(positions), firstLine_(firstLine) {}
 
   /// The slot of a line; the one before the first line has one too.
   int SlotOf(int line) const { return (line - firstLine_ + 1) % 3; }
@@ -65,6 +66,9 @@ class TableLines {
   QMCOLORREF ColorOf(int line, const stairs::Run& run) const {
     return ::ColorOf(At(line, run.start).color);
   }
+  bool Differ(int line, int beside, int p) const {
+    return stairs::IsBorder(picture_.At(line, p), picture_.At(beside, p), stairs::kBorder);
+  }
 
  private:
   const KXOffscreen::_LData& At(int line, int p) const {
@@ -72,6 +76,7 @@ class TableLines {
     return (*runs_)[(*positions_)[p][slot]][slot];
   }
 
+  const stairs::Picture& picture_;
   const KXOffscreen::_LData (*runs_)[][3];
   const int (*positions_)[][3];
   int firstLine_;
@@ -131,7 +136,7 @@ void KXOffscreen::ExeSmoothing(KXOffscreen* scratch1, KXOffscreen* scratch2, _LD
   Need(0 <= start && start < end && end <= (direction == 0 ? GetWidth() : GetHeight()));
   Need(0 <= firstLine && lastLine <= (direction == 0 ? GetHeight() : GetWidth()));
   const stairs::Picture picture(GetBaseAddress(), GetRowBytes(), GetHeight(), direction == 1);
-  const TableLines lines(runs, positions, firstLine);
+  const TableLines lines(picture, runs, positions, firstLine);
   stairs::ImageScratch scratch(*scratch1, *scratch2, 0, 0);
   stairs::Pass<TableLines, stairs::ImageScratch> pass(picture, {start, firstLine, end, lastLine},
                                                       lines, scratch);
@@ -174,7 +179,11 @@ int KXOffscreen::FindBorder(tagQMRGBCOLOR* a, tagQMRGBCOLOR* b, int threshold) {
 
 tagQMRGBCOLOR KXOffscreen::CalcRGBValue(const tagQMRGBCOLOR& a, const tagQMRGBCOLOR& b, double t,
                                         double total) {
-  return stairs::Ramp(a, b, t, total, kxw::Truncate);
+  const auto mix = [=](LONG from, LONG to) -> LONG {
+    return kxw::Truncate(stairs::Ramp(from, to, t, total));
+  };
+  return {stairs::RampAlpha(mix(a.alpha, b.alpha)), mix(a.red, b.red), mix(a.green, b.green),
+          mix(a.blue, b.blue)};
 }
 
 tagQMRGBCOLOR KXOffscreen::AveragePixel(const tagQMRGBCOLOR& a, const tagQMRGBCOLOR& b) {

@@ -122,25 +122,13 @@ Borders TurnBorders(const Borders& rows, int width, int height) {
   return columns;
 }
 
-Run BitLines::Holding(int line, int p) const {
-  const u64* const words = along_.Line(line);
-  int i = p / kWord;
-  u64 word = words[i] & ~u64{0} >> (kWord - 1 - p % kWord);
-  while (!word) word = words[--i];
-  const int start = i * kWord + kWord - 1 - std::countl_zero(word);
-  i = (p + 1) / kWord;
-  word = words[i] & ~u64{0} << (p + 1) % kWord;
-  while (!word) word = words[++i];
-  return {start, i * kWord + std::countr_zero(word)};
-}
-
 SparseScratch::Tile* SparseScratch::MakeTile() {
   if (left_ == 0) {
     memory_.emplace_back(new Tile[kAtOnce]);
     left_ = kAtOnce;
   }
   Tile* const tile = &memory_.back()[kAtOnce - left_--];
-  std::fill_n(tile->set, kSide, WORD{0});
+  tile->set = 0;
   return tile;
 }
 

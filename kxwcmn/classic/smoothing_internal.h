@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <memory>
@@ -49,16 +50,33 @@ Borders TurnBorders(const Borders& rows, int width, int height);
 /// The runs between borders, and the colours of the picture.
 class BitLines {
  public:
-  BitLines(const Picture& picture, const BitPlane& along) : picture_(picture), along_(along) {}
+  BitLines(const Picture& picture, const Borders& borders) : picture_(picture), borders_(borders) {}
 
-  Run Holding(int line, int p) const;
+  Run Holding(int line, int p) const { return {StartOf(line, p), EndOf(line, p)}; }
+  int StartOf(int line, int p) const {
+    const u64* const words = borders_.along.Line(line);
+    int i = p / 64;
+    u64 word = words[i] & ~u64{0} >> (63 - p % 64);
+    while (!word) word = words[--i];
+    return i * 64 + 63 - std::countl_zero(word);
+  }
+  int EndOf(int line, int p) const {
+    const u64* const words = borders_.along.Line(line);
+    int i = (p + 1) / 64;
+    u64 word = words[i] & ~u64{0} << (p + 1) % 64;
+    while (!word) word = words[++i];
+    return i * 64 + std::countr_zero(word);
+  }
+  bool Differ(int line, int beside, int p) const {
+    return borders_.across.Line(std::max(line, beside))[p / 64] >> p % 64 & 1;
+  }
   QMCOLORREF ColorOf(int line, const Run& run) const {
     return Mean(picture_.At(line, run.start), picture_.At(line, run.end - 1));
   }
 
  private:
   const Picture& picture_;
-  const BitPlane& along_;
+  const Borders& borders_;
 };
 
 /// Two scratch pictures of one size in one, in tiles that are made when they are written to.
@@ -83,47 +101,45 @@ class SparseScratch {
       if (!tile) continue;
       const int left = static_cast<int>(i) % columns_ * kSide;
       const int top = static_cast<int>(i) / columns_ * kSide;
-      for (int y = 0; y < kSide; ++y) {
-        for (unsigned set = tile->set[y]; set; set &= set - 1) {
-          const int x = std::countr_zero(set);
-          const QMCOLORREF* const pixel = tile->pixels[y][x];
-          op(left + x, top + y, pixel[0], pixel[1]);
-        }
+      for (u64 set = tile->set; set; set &= set - 1) {
+        const int bit = std::countr_zero(set);
+        const QMCOLORREF* const pixel = tile->pixels[bit];
+        op(left + bit % kSide, top + bit / kSide, pixel[0], pixel[1]);
       }
     }
   }
 
  private:
-  static constexpr int kSide = 16;
+  static constexpr int kSide = 8;
   struct Tile {
-    WORD set[kSide];  // a bit for each pixel that was written to
-    QMCOLORREF pixels[kSide][kSide][2];
+    u64 set;  // a bit for each pixel that was written to, row by row
+    QMCOLORREF pixels[kSide * kSide][2];
   };
 
   std::size_t IndexOf(int x, int y) const {
     return static_cast<std::size_t>(y / kSide) * static_cast<std::size_t>(columns_) +
            static_cast<std::size_t>(x / kSide);
   }
+  static int BitOf(int x, int y) { return y % kSide * kSide + x % kSide; }
   QMCOLORREF Get(int x, int y, int which) const {
     const Tile* const tile = tiles_[IndexOf(x, y)];
-    if (!tile || !(tile->set[y % kSide] >> x % kSide & 1)) return kUntouched;
-    return tile->pixels[y % kSide][x % kSide][which];
+    const int bit = BitOf(x, y);
+    return tile && (tile->set >> bit & 1) ? tile->pixels[bit][which] : kUntouched;
   }
   QMCOLORREF* Make(int x, int y) {
     Tile*& tile = tiles_[IndexOf(x, y)];
     if (!tile) tile = MakeTile();
-    WORD& set = tile->set[y % kSide];
-    QMCOLORREF* const pixel = tile->pixels[y % kSide][x % kSide];
-    const WORD bit = static_cast<WORD>(1 << x % kSide);
-    if (!(set & bit)) {
-      set |= bit;
+    const int bit = BitOf(x, y);
+    QMCOLORREF* const pixel = tile->pixels[bit];
+    if (!(tile->set >> bit & 1)) {
+      tile->set |= u64{1} << bit;
       pixel[0] = pixel[1] = kUntouched;
     }
     return pixel;
   }
   Tile* MakeTile();
 
-  static constexpr std::size_t kAtOnce = 64;
+  static constexpr std::size_t kAtOnce = 128;
 
   const int columns_;
   std::vector<Tile*> tiles_;
@@ -152,25 +168,29 @@ class ImageScratch {
 };
 
 /// Calls `op(line, run)` for each run at whose begin or end a line next to it differs. Without that
-/// there is neither a step nor a cap.
+/// there is neither a step nor a cap. A run changes nothing but its own pixels, so that any order
+/// of them will do: here by squares of 64 lines and positions, which caches hold in both passes.
 template <class Op>
 void ForEachStep(const Borders& borders, const BitLines& lines, int lineCount, Op op) {
-  for (int line = 0; line < lineCount; ++line) {
-    const u64* const along = borders.along.Line(line);
-    const u64* const above = borders.across.Line(line);
-    const u64* const below = borders.across.Line(line + 1);
-    const int words = borders.along.Words();
-    int done = 0;
+  constexpr int kLines = 64;
+  const int words = borders.along.Words();
+  for (int first = 0; first < lineCount; first += kLines) {
+    const int last = std::min(first + kLines, lineCount);
     for (int i = 0; i < words; ++i) {
-      const u64 differs = above[i] | below[i];
-      if (!differs) continue;
-      const u64 ends = along[i] >> 1 | (i + 1 < words ? along[i + 1] << 63 : 0);
-      for (u64 found = differs & (along[i] | ends); found; found &= found - 1) {
-        const int p = i * 64 + std::countr_zero(found);
-        if (p < done) continue;
-        const Run run = lines.Holding(line, p);
-        done = run.end;
-        op(line, run);
+      for (int line = first; line < last; ++line) {
+        const u64* const along = borders.along.Line(line);
+        const u64* const above = borders.across.Line(line);
+        const u64* const below = borders.across.Line(line + 1);
+        const u64 differs = above[i] | below[i];
+        if (!differs) continue;
+        const u64 starts = along[i], ends = starts >> 1 | (i + 1 < words ? along[i + 1] << 63 : 0);
+        for (u64 found = differs & (starts | ends); found; found &= found - 1) {
+          const int bit = std::countr_zero(found), p = i * 64 + bit;
+          const int start = starts >> bit & 1 ? p : lines.StartOf(line, p);
+          // From the end of a run, only if its begin is not found as well.
+          if (start != p && ((above[start / 64] | below[start / 64]) >> start % 64 & 1)) continue;
+          op(line, Run{start, lines.EndOf(line, p)});
+        }
       }
     }
   }
@@ -183,7 +203,7 @@ void SmoothBothWays(BYTE* base, int rowBytes, int width, int height, Scratch& sc
   Borders borders = FindBorders(base, rowBytes, width, height);
   const auto smooth = [&](bool isColumns, int lineCount, int positions) {
     const Picture picture(base, rowBytes, height, isColumns);
-    const BitLines lines(picture, borders.along);
+    const BitLines lines(picture, borders);
     Pass<BitLines, Scratch> pass(picture, {0, 0, positions, lineCount}, lines, scratch);
     ForEachStep(borders, lines, lineCount,
                 [&](int line, const Run& run) { pass.SmoothRun(line, run); });

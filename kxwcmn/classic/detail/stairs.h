@@ -44,14 +44,10 @@ constexpr QMCOLORREF Mean(QMCOLORREF a, QMCOLORREF b) {
 
 inline tagQMRGBCOLOR ChannelsOf(QMCOLORREF c) { return {Alpha(c), Red(c), Green(c), Blue(c)}; }
 
-/// a * (total - t) + b * t, each channel truncated; an alpha of 0 becomes 1.
-template <class ToInt>
-tagQMRGBCOLOR Ramp(const tagQMRGBCOLOR& a, const tagQMRGBCOLOR& b, double t, double total,
-                   ToInt toInt) {
-  const auto mix = [=](LONG from, LONG to) -> LONG { return toInt(from * (total - t) + to * t); };
-  const LONG alpha = mix(a.alpha, b.alpha);
-  return {alpha == 0 ? 1 : alpha, mix(a.red, b.red), mix(a.green, b.green), mix(a.blue, b.blue)};
-}
+/// A channel between `a` and `b`, of which `t` out of `total` is b's; not yet truncated.
+inline double Ramp(LONG a, LONG b, double t, double total) { return a * (total - t) + b * t; }
+/// Where a ramp gives an alpha of 0, it becomes 1.
+constexpr LONG RampAlpha(LONG alpha) { return alpha == 0 ? 1 : alpha; }
 
 /// The pixels of a 32-bit image in the order of a pass. Along the rows, a line is a row and a
 /// position in it a column. Along the columns, a line is a column, and positions count from the
@@ -91,7 +87,8 @@ struct Bounds {
 
 /// `Lines` has, for the lines from one before to one behind that of the present run:
 /// - `Holding(line, p)`: the run that holds a position;
-/// - `ColorOf(line, run)`: the mean of its two end pixels.
+/// - `ColorOf(line, run)`: the mean of its two end pixels;
+/// - `Differ(line, beside, p)`: whether there is a border between two lines next to each other.
 /// `Scratch` has `First(x, y)` and `Second(x, y)`, and `SetFirst` and `SetSecond`.
 template <class Lines, class Scratch>
 class Pass {
@@ -100,20 +97,20 @@ class Pass {
       : picture_(picture), bounds_(bounds), lines_(lines), scratch_(scratch) {}
 
   void SmoothRun(int line, const Run& run) {
-    const QMCOLORREF color = lines_.ColorOf(line, run);
-    Beside previous(line - 1, line > bounds_.firstLine),
-        next(line + 1, line < bounds_.lastLine - 1);
     const auto [s, e] = run;
-    for (Beside* beside : {&previous, &next}) {
-      if (beside->exists) FindMatches(*beside, run, color);
-    }
     const QMCOLORREF before = picture_.At(line, s == bounds_.start ? s : s - 1);
     const QMCOLORREF behind = picture_.At(line, e == bounds_.end ? e - 1 : e);
-    for (const Beside* beside : {&previous, &next}) {
+    Beside previous(line - 1, line > bounds_.firstLine),
+        next(line + 1, line < bounds_.lastLine - 1);
+    for (Beside* beside : {&previous, &next}) {
+      if (!CanStep(line, s, before, *beside)) continue;
+      FindMatches(line, run, *beside);
       if (!beside->hasStart) continue;
       SmoothStep(line, s, 1, before, *beside, beside == &next, beside->startMatch.start - s);
     }
-    for (const Beside* beside : {&previous, &next}) {
+    for (Beside* beside : {&previous, &next}) {
+      if (!CanStep(line, e - 1, behind, *beside)) continue;
+      FindMatches(line, run, *beside);
       if (!beside->hasEnd) continue;
       SmoothStep(line, e - 1, -1, behind, *beside, beside == &next, e - beside->endMatch.end);
     }
@@ -122,16 +119,19 @@ class Pass {
 
  private:
   /// A line next to the present one, with the runs of the same colour that begin and end inside
-  /// the present run.
+  /// the present run. They are looked for when they are needed, which is seldom.
   struct Beside {
     Beside(int lineBeside, bool isThere) : line(lineBeside), exists(isThere) {}
     int line;
-    bool exists;
+    bool exists, isSearched = false;
     bool hasStart = false, hasEnd = false;
     Run startMatch = {}, endMatch = {};
   };
 
-  void FindMatches(Beside& beside, const Run& run, QMCOLORREF color) const {
+  void FindMatches(int line, const Run& run, Beside& beside) const {
+    if (beside.isSearched) return;
+    beside.isSearched = true;
+    const QMCOLORREF color = lines_.ColorOf(line, run);
     const auto [s, e] = run;
     Run other = lines_.Holding(beside.line, s == bounds_.start ? s : s - 1);
     while (other.start <= e) {
@@ -152,18 +152,22 @@ class Pass {
     }
   }
 
+  /// Whether a line next to a run goes on with `last` at a position of the run, and is of another
+  /// colour than the run there. A step needs this of all its positions, of the first one too.
+  bool CanStep(int line, int p, QMCOLORREF last, const Beside& beside) const {
+    return beside.exists && lines_.Differ(line, beside.line, p) &&
+           !IsBorder(picture_.At(beside.line, p), last, kJoin);
+  }
+
   /// The step at one end of a run: `length` pixels from `first` on, in the direction of `step`,
-  /// with `outer` the pixel beyond that end.
+  /// with `outer` the pixel beyond that end. The first of them can be a step's.
   void SmoothStep(int line, int first, int step, QMCOLORREF outer, const Beside& beside,
                   bool isNext, int length) {
     // Along the columns, steps of one pixel have been dealt with.
     if (picture_.IsColumns() && length == 1) return;
     const int half = length / 2 + length % 2;
-    QMCOLORREF last = outer;
-    for (int i = 0, p = first; i < half; ++i, p += step) {
-      const QMCOLORREF here = picture_.At(line, p), there = picture_.At(beside.line, p);
-      if (!IsBorder(here, there, kBorder) || IsBorder(there, last, kJoin)) return;
-      last = there;
+    for (int i = 1, p = first + step; i < half; ++i, p += step) {
+      if (!CanStep(line, p, picture_.At(beside.line, p - step), beside)) return;
     }
     const double d = 1.0 / length, h = d * 0.5;
     double w = h + 0.5;
@@ -175,10 +179,10 @@ class Pass {
       if (length >= 2 && i == 0) {
         SmoothCorner(at, d, h, w);
       } else if (isNext && length == 1) {
-        if (Second(at) == kUntouched) SetFirst(at, Ramped(at, 1 - h * 0.25, 1.0));
+        if (Second(at) == kUntouched) SetFirst(at, Ruled(at, Ramped{1 - h * 0.25, 1.0}));
       } else {
         if (i == half - 1 && length % 2 == 1) w = 1 - h * 0.25;
-        SetFirst(at, Ramped(at, w, 1.0));
+        SetFirst(at, Ruled(at, Ramped{w, 1.0}));
       }
     }
   }
@@ -192,72 +196,67 @@ class Pass {
 
   /// The pixel at the end of a run, which a step along the rows and one along the columns share.
   void SmoothCorner(const Place& at, double d, double h, double w) {
-    tagQMRGBCOLOR first = Ramped(at, h * 0.25, 0.25);
-    const tagQMRGBCOLOR second = Ramped(at, d * 0.25 + h * 0.25, 0.25);
+    const Ramped first = {h * 0.25, 0.25}, second = {d * 0.25 + h * 0.25, 0.25};
     if (!picture_.IsColumns()) {
-      SetFirst(at, first);
-      scratch_.SetSecond(X(at), Y(at), Ruled(at, second));
+      SetFirst(at, Ruled(at, first));
+      SetSecond(at, Ruled(at, second));
       return;
     }
-    if (const QMCOLORREF old = Second(at); old == kUntouched) {
-      first = Ramped(at, w, 1.0);
+    if (const QMCOLORREF oldSecond = Second(at); oldSecond == kUntouched) {
+      SetFirst(at, Ruled(at, Ramped{w, 1.0}));
     } else {
-      const tagQMRGBCOLOR oldFirst = ChannelsOf(scratch_.First(X(at), Y(at)));
-      const tagQMRGBCOLOR oldSecond = ChannelsOf(old), here = ChannelsOf(at.here);
-      const auto sum = [&](LONG tagQMRGBCOLOR::*channel) {
-        const LONG mean = (first.*channel + oldFirst.*channel) / 2;
-        const LONG all = second.*channel + mean + here.*channel / 4 + oldSecond.*channel;
-        return all < 255 ? all : 255;
-      };
-      first = {sum(&tagQMRGBCOLOR::alpha), sum(&tagQMRGBCOLOR::red), sum(&tagQMRGBCOLOR::green),
-               sum(&tagQMRGBCOLOR::blue)};
+      const QMCOLORREF oldFirst = scratch_.First(X(at), Y(at));
+      SetFirst(at, Ruled(at, [&](const Place&, int shift) {
+                 const LONG mean = (first(at, shift) + Channel(oldFirst, shift)) / 2;
+                 const LONG all = second(at, shift) + mean + Channel(at.here, shift) / 4 +
+                                  Channel(oldSecond, shift);
+                 return all < 255 ? all : 255;
+               }));
     }
-    SetFirst(at, first);
-    scratch_.SetSecond(X(at), Y(at), kUntouched);
+    SetSecond(at, kUntouched);
   }
-
-  /// What a line next to a run says of it.
-  struct Side {
-    bool isCapped = false;  // another area lies along the whole of the run
-    bool isOpenLeft = false, isOpenRight = false;
-    bool IsOpen() const { return isOpenLeft || isOpenRight; }
-  };
 
   /// A run that bulges out from a straight edge: capped on one side, and going on on the other.
-  void SmoothBulge(int line, const Run& run, QMCOLORREF before, QMCOLORREF behind,
-                   const Beside& previous, const Beside& next) {
-    const Side above = SideOf(line, run, before, behind, previous);
-    const Side below = SideOf(line, run, before, behind, next);
-    if (!(above.isCapped && below.IsOpen()) && !(below.isCapped && above.IsOpen())) return;
+  void SmoothBulge(int line, const Run& run, QMCOLORREF before, QMCOLORREF behind, Beside& previous,
+                   Beside& next) {
+    const bool isCappedAbove = IsCapped(line, run, before, behind, previous);
+    const bool isCappedBelow = IsCapped(line, run, before, behind, next);
+    // A capped side is not open, so that there is nothing to do with two of them.
+    if (isCappedAbove == isCappedBelow) return;
+    const auto [isOpenLeft, isOpenRight] = OpeningOf(line, run, isCappedAbove ? next : previous);
     const auto [s, e] = run;
-    if (above.isOpenLeft || below.isOpenLeft) SmoothHalf(line, s, 1, before, (e - s) / 2);
-    if ((above.isOpenRight || below.isOpenRight) && e < bounds_.end - 1) {
-      SmoothHalf(line, e - 1, -1, behind, (e - s) / 2);
-    }
+    if (isOpenLeft) SmoothHalf(line, s, 1, before, (e - s) / 2);
+    if (isOpenRight && e < bounds_.end - 1) SmoothHalf(line, e - 1, -1, behind, (e - s) / 2);
   }
 
-  Side SideOf(int line, const Run& run, QMCOLORREF before, QMCOLORREF behind,
-              const Beside& beside) const {
-    Side side;
-    if (!beside.exists) return side;
-    const auto [s, e] = run;
+  /// Whether another area lies along the whole of a run and goes on on both of its sides.
+  bool IsCapped(int line, const Run& run, QMCOLORREF before, QMCOLORREF behind,
+                const Beside& beside) const {
+    if (!beside.exists) return false;
     QMCOLORREF last = before;
-    int p = s;
-    for (; p < e; ++p) {
+    for (int p = run.start; p < run.end; ++p) {
+      if (!lines_.Differ(line, beside.line, p)) return false;
       const QMCOLORREF here = picture_.At(line, p), there = picture_.At(beside.line, p);
-      if (!IsBorder(here, there, kJoin) || IsBorder(there, last, kBorder)) break;
+      if (!IsBorder(here, there, kJoin) || IsBorder(there, last, kBorder)) return false;
       last = there;
     }
-    side.isCapped = p == e && !IsBorder(last, behind, kBorder);
-    if (side.isCapped) return side;
+    return !IsBorder(last, behind, kBorder);
+  }
+
+  /// The sides on which the run's area goes on in a line next to it.
+  struct Opening {
+    bool isLeft, isRight;
+  };
+
+  Opening OpeningOf(int line, const Run& run, Beside& beside) const {
+    if (!beside.exists) return {false, false};
+    const auto [s, e] = run;
     if (const Run held = lines_.Holding(beside.line, s); held.end >= e) {
-      side.isOpenLeft = held.start < s;
-      side.isOpenRight = held.end > e;
-    } else {
-      side.isOpenLeft = beside.hasEnd && beside.endMatch.start < s;
-      side.isOpenRight = beside.hasStart && beside.startMatch.end > e;
+      return {held.start<s, held.end> e};
     }
-    return side;
+    FindMatches(line, run, beside);
+    return {beside.hasEnd && beside.endMatch.start < s,
+            beside.hasStart && beside.startMatch.end > e};
   }
 
   void SmoothHalf(int line, int first, int step, QMCOLORREF outer, int half) {
@@ -268,33 +267,45 @@ class Pass {
       const QMCOLORREF here = picture_.At(line, p);
       if (Alpha(here) == 0) clear = true;
       const Place at = {line, p, outer, here, clear};
-      SetFirst(at, Ramped(at, w, 1.0));
-      scratch_.SetSecond(X(at), Y(at), kUntouched);
+      SetFirst(at, Ruled(at, Ramped{w, 1.0}));
+      SetSecond(at, kUntouched);
     }
   }
 
-  static tagQMRGBCOLOR Ramped(const Place& at, double t, double total) {
-    return Ramp(ChannelsOf(at.outer), ChannelsOf(at.here), t, total,
-                [](double v) { return static_cast<LONG>(v); });
-  }
+  static constexpr int kAlphaShift = 24;
+  static LONG Channel(QMCOLORREF color, int shift) { return color >> shift & 0xFF; }
 
-  /// What is kept of a ramp's colour. An alpha that is not 0 tells that transparency took part:
-  /// then the colours are not mixed, but taken from whichever pixel has one.
-  static QMCOLORREF Ruled(const Place& at, const tagQMRGBCOLOR& c) {
+  /// The channels of a ramp: `t` out of `total` is the pixel's own.
+  struct Ramped {
+    double t, total;
+    LONG operator()(const Place& at, int shift) const {
+      const double value = Ramp(Channel(at.outer, shift), Channel(at.here, shift), t, total);
+      const LONG channel = static_cast<LONG>(value);
+      return shift == kAlphaShift ? RampAlpha(channel) : channel;
+    }
+  };
+
+  /// What is kept of a colour whose channels are `channelOf(at, shift)`, with only those worked
+  /// out. An alpha that is not 0 tells that transparency took part: then the colours are not mixed,
+  /// but taken from whichever pixel has one.
+  template <class ChannelOf>
+  static QMCOLORREF Ruled(const Place& at, ChannelOf channelOf) {
     if (at.clear) {
       const QMCOLORREF color = Alpha(at.here) != 0 ? at.here : at.outer;
-      return (color & 0x00FFFFFF) | static_cast<DWORD>(c.alpha) << 24;
+      return (color & 0x00FFFFFF) | static_cast<DWORD>(channelOf(at, kAlphaShift)) << kAlphaShift;
     }
-    return MakeColor(static_cast<DWORD>(c.red), static_cast<DWORD>(c.green),
-                     static_cast<DWORD>(c.blue), 0);
+    DWORD color = 0;
+    for (int shift = 0; shift < kAlphaShift; shift += 8) {
+      color |= static_cast<DWORD>(channelOf(at, shift)) << shift;
+    }
+    return color;
   }
 
   int X(const Place& at) const { return picture_.X(at.line, at.p); }
   int Y(const Place& at) const { return picture_.Y(at.line, at.p); }
   QMCOLORREF Second(const Place& at) const { return scratch_.Second(X(at), Y(at)); }
-  void SetFirst(const Place& at, const tagQMRGBCOLOR& color) {
-    scratch_.SetFirst(X(at), Y(at), Ruled(at, color));
-  }
+  void SetFirst(const Place& at, QMCOLORREF color) { scratch_.SetFirst(X(at), Y(at), color); }
+  void SetSecond(const Place& at, QMCOLORREF color) { scratch_.SetSecond(X(at), Y(at), color); }
 
   const Picture picture_;
   const Bounds bounds_;
