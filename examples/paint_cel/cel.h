@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,9 @@ struct Seed {
 /// begin with "# " are passed over. Black becomes the nearest other colour, for a fill takes pure
 /// black for a pixel without paint. Raises examples::UserError.
 std::vector<Seed> ReadSeeds(const std::string& path, const examples::Drawing& drawing);
+
+/// Colours, in turn, for regions that nobody chose one for. None is black or white.
+QMCOLORREF PaletteColor(std::size_t region);
 
 /// What a fill has done.
 struct PaintCount {

@@ -12,7 +12,6 @@ using examples::UserError;
 
 namespace {
 
-/// Colours for regions that nobody chose one for.
 constexpr QMCOLORREF kPalette[] = {0xFFE3F2FB, 0xFF4A7CE0, 0xFF8FB56B, 0xFFC9A45F,
                                    0xFF5FC4E9, 0xFF7A6FB8, 0xFFB7D7C9, 0xFF5B8BD1,
                                    0xFFA87F4F, 0xFF9CC8F2, 0xFF6E9E3F, 0xFFCBB8E0};
@@ -46,6 +45,8 @@ void Fill(const KXPoint& point, QMCOLORREF color, int density, int margin, Cel& 
 }
 
 }  // namespace
+
+QMCOLORREF PaletteColor(std::size_t region) { return kPalette[region % std::size(kPalette)]; }
 
 std::vector<Seed> ReadSeeds(const std::string& path, const examples::Drawing& drawing) {
   std::ifstream file(path);
@@ -100,8 +101,8 @@ PaintCount PaintAllRegions(int margin, Cel& cel) {
         const KXPoint point(x, y);
         const int density = InkAt(point, cel);
         if (density > margin / 2 || IsPainted(point, cel)) continue;
-        Fill(point, kPalette[static_cast<std::size_t>(count.regions) % std::size(kPalette)],
-             density, margin, cel, count);
+        Fill(point, PaletteColor(static_cast<std::size_t>(count.regions)), density, margin, cel,
+             count);
       }
     }
   }

@@ -1,8 +1,8 @@
 // Runs paint_cel as a user does, and looks at its pictures, its words and its exit status.
-#include <cmath>
 #include <vector>
 
 #include "common/png_io.h"
+#include "picture.h"
 #include "program_test.h"
 
 namespace {
@@ -16,26 +16,6 @@ const std::string kDrawing = KXWCMN_EXAMPLE_DRAWING;
 class PaintCel : public ProgramTest {
  protected:
   PaintCel() : ProgramTest(KXWCMN_PAINT_CEL) {}
-};
-
-struct Picture {
-  int width = 0, height = 0;
-  std::vector<unsigned char> rgb;
-
-  explicit Picture(const std::string& path) {
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return;
-    image.format = PNG_FORMAT_RGB;
-    rgb.resize(PNG_IMAGE_SIZE(image));
-    if (!png_image_finish_read(&image, nullptr, rgb.data(), 0, nullptr)) return;
-    width = static_cast<int>(image.width);
-    height = static_cast<int>(image.height);
-  }
-  unsigned At(int x, int y) const {
-    const unsigned char* p = &rgb[3 * static_cast<std::size_t>(y * width + x)];
-    return static_cast<unsigned>(p[0] << 16 | p[1] << 8 | p[2]);
-  }
 };
 
 // The pool is a fifth of the images, so that every block has been out in the swap file.
@@ -65,21 +45,8 @@ TEST_F(PaintCel, GivesEveryRegionItsColor) {
 }
 
 TEST_F(PaintCel, FindsTheRegionsOfADrawingWithoutSeeds) {
-  // Two rings, the smaller one inside the larger: three regions, none of the colour of another.
-  const int size = 90;
-  std::vector<unsigned char> grey;
-  for (int y = 0; y < size; ++y) {
-    for (int x = 0; x < size; ++x) {
-      const double r = std::hypot(x - 45, y - 45);
-      grey.push_back(std::fabs(r - 15) < 2 || std::fabs(r - 35) < 2 ? 0 : 255);
-    }
-  }
-  png_image image = {};
-  image.version = PNG_IMAGE_VERSION;
-  image.width = image.height = size;
-  image.format = PNG_FORMAT_GRAY;
-  ASSERT_TRUE(
-      png_image_write_to_file(&image, Path("rings.png").c_str(), 0, grey.data(), 0, nullptr));
+  // Three regions, none of the colour of another.
+  ASSERT_TRUE(WriteRings(Path("rings.png")));
   ASSERT_EQ(Run(Path("rings.png") + " --size 700 --width 350 --out " + Path("cel.png")), 0);
   EXPECT_EQ(output_.rfind("3 regions", 0), 0u) << output_;
   const Picture picture(Path("cel.png"));
