@@ -12,6 +12,7 @@
 
 #include "bench/pictures.h"
 #include "bench/table.h"
+#include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
@@ -94,38 +95,96 @@ void CopyPlain(State& state, int bits) {
   }
 }
 
-constexpr int kSparseSide = 32768, kSparseBlocks = 327;  // 2 % of 128 by 128
+constexpr int kSparseSide = 32768, kSparseBlocks = 327;     // 2 % of 128 by 128
+constexpr int kFullSide = 18 * 256, kFullBlocks = 18 * 18;  // about as many
 
-/// Half of an image of `side` by `side` pixels with `count` blocks in memory.
-void HalfOf(State& state, int side, int count) {
-  const KXVOffscreenPtr src = MakeImage(8, side, side), dst = MakeImage(8, side / 2, side / 2);
-  {
-    KXVOffscreenAutoLock lock(src.get(), 1);
-    std::mt19937_64 random = kxw::bench::Random(4);
-    const int blocks = side / 256 * (side / 256);
-    for (int i = 0, left = count; i < blocks && left > 0; ++i) {
-      if (static_cast<int>(random() % static_cast<u64>(blocks - i)) >= left) continue;
-      --left;
-      src->MoveCursor(i % (side / 256) * 256, i / (side / 256) * 256);
-      std::memset(src->GetBaseAddress(), i | 1, 65536);
-    }
+/// An image with `count` flat blocks in memory.
+KXVOffscreenPtr MakeSparse(int bits, int side, int count) {
+  KXVOffscreenPtr image = MakeImage(bits, side, side);
+  KXVOffscreenAutoLock lock(image.get(), 1);
+  std::mt19937_64 random = kxw::bench::Random(4);
+  const int columns = side / 256, blocks = columns * columns;
+  for (int i = 0, left = count; i < blocks && left > 0; ++i) {
+    if (static_cast<int>(random() % static_cast<u64>(blocks - i)) >= left) continue;
+    --left;
+    image->MoveCursor(i % columns * 256, i / columns * 256);
+    std::memset(image->GetBaseAddress(), i | 1, std::size_t{8192} * static_cast<unsigned>(bits));
   }
-  dst->ChangeResolutionHalfAll(src.get());
-  // The blocks of the source are flat: the pixels at their corners tell of all.
-  for (int y = 0; y < side / 256; ++y) {
-    for (int x = 0; x < side / 256; ++x) {
-      const auto at = [](KXVOffscreen& image, int px, int py) {
-        return kxw::bench::Read(image, KXRect(px, py, px + 1, py + 1));
-      };
-      if (at(*dst, x * 128 + 127, y * 128 + 127) == at(*src, x * 256, y * 256)) continue;
+  return image;
+}
+
+/// Measures `change` from a sparse image; `place` tells where a pixel comes to stand. The middles
+/// of the flat blocks tell of all their pixels.
+template <class Change, class Place>
+void Sparse(State& state, int bits, int side, int count, Change change, Place place) {
+  const KXVOffscreenPtr src = MakeSparse(bits, side, count);
+  KXVOffscreenPtr dst = MakeImage(bits, side / 2, side / 2);
+  change(dst, *src);
+  const auto at = [](KXVOffscreen& image, const KXPoint& p) {
+    return kxw::bench::Read(image, KXRect(p.x, p.y, p.x + 1, p.y + 1));
+  };
+  for (int y = 128; y < side; y += 256) {
+    for (int x = 128; x < side; x += 256) {
+      if (!src->GetBlockExist(x, y)) continue;
+      if (at(*dst, place(KXPoint(x, y), side)) == at(*src, KXPoint(x, y))) continue;
       state.SkipWithError("the pixels are wrong");
       return;
     }
   }
   for (auto _ : state) {
-    dst->ChangeResolutionHalfAll(src.get());
+    change(dst, *src);
     benchmark::ClobberMemory();
   }
+}
+
+template <class Change, class Place>
+void AddSparse(const std::string& name, int bits, Change change, Place place) {
+  kxw::bench::Add(
+      name + " of 32768, 2 % with memory, " + std::to_string(bits) + " bits", 0.8,
+      [=](State& s) { Sparse(s, bits, kSparseSide, kSparseBlocks, change, place); },
+      "a full image of as many blocks",
+      [=](State& s) { Sparse(s, bits, kFullSide, kFullBlocks, change, place); });
+}
+
+// --- Larger than the budget ----------------------------------------------------------------------
+
+constexpr int kHugeSide = 16384, kThumbnail = 256;
+
+/// Calls `run` with an image of 1 GiB of which the pool holds 64 MiB.
+template <class Run>
+void WithHuge(State& state, Run run) {
+  KXVirtualMemory memory;
+  memory.Create(64u << 20);
+  const KXVOffscreenPtr image = KXVOffscreen::Make(32, kHugeSide, kHugeSide, 72, &memory);
+  image->RectFill(image->GetRect(), 0, 0xFF336699);
+  run(*image);
+  for (auto _ : state) run(*image);
+}
+
+void ThumbnailOfHuge(State& state) {
+  const KXVOffscreenPtr dst = MakeImage(32, kThumbnail, kThumbnail);
+  WithHuge(state, [&](KXVOffscreen& src) {
+    dst->ChangeResolutionLow(0, 0, kThumbnail, kThumbnail, &src, 0, 0, kHugeSide, kHugeSide, 0, 0);
+  });
+  const Bytes pixels = kxw::bench::Read(*dst);
+  const BYTE expected[] = {0x33, 0x66, 0x99, 0xFF};
+  for (std::size_t i = 0; i < pixels.size(); i += 4) {
+    if (std::memcmp(&pixels[i], expected, 4) == 0) continue;
+    state.SkipWithError("the pixels are wrong");
+    return;
+  }
+}
+
+void ReadBlocksOfHuge(State& state) {
+  WithHuge(state, [&](KXVOffscreen& src) {
+    KXVOffscreenAutoLock lock(&src, 0);
+    for (int y = 0; y < kHugeSide; y += 256) {
+      for (int x = 0; x < kHugeSide; x += 256) {
+        src.MoveCursor(x, y);
+        benchmark::DoNotOptimize(src.GetBaseAddress());
+      }
+    }
+  });
 }
 
 const bool kAdded = [] {
@@ -166,11 +225,22 @@ const bool kAdded = [] {
           }
         });
   }
-  // 18 by 18 blocks are about as many as 2 % of 128 by 128.
-  kxw::bench::Add(
-      "Half of 32768, 2 % with memory, 8 bits", 0.8,
-      [](State& s) { HalfOf(s, kSparseSide, kSparseBlocks); }, "a full image of as many blocks",
-      [](State& s) { HalfOf(s, 18 * 256, 18 * 18); });
+  AddSparse(
+      "Half", 8, [](KXVOffscreenPtr& d, KXVOffscreen& s) { d->ChangeResolutionHalfAll(&s); },
+      [](KXPoint p, int) { return KXPoint(p.x / 2, p.y / 2); });
+  AddSparse(
+      "Quarter turn", 8,
+      [](KXVOffscreenPtr& d, KXVOffscreen& s) { d.reset(s.CreateAndRotate90R()); },
+      [](KXPoint p, int side) { return KXPoint(side - 1 - p.y, p.x); });
+  AddSparse(
+      "ChangeResolutionLow", 32,
+      [](KXVOffscreenPtr& d, KXVOffscreen& s) {
+        d->ChangeResolutionLow(0, 0, d->GetWidth(), d->GetHeight(), &s, 0, 0, s.GetWidth(),
+                               s.GetHeight(), 0, 0);
+      },
+      [](KXPoint p, int) { return KXPoint(p.x / 2, p.y / 2); });
+  kxw::bench::AddReal("Thumbnail of 16384, 1 GiB in 64 MiB, 32 bits", 0.7, ThumbnailOfHuge,
+                      "a read of its blocks", ReadBlocksOfHuge);
   return true;
 }();
 
