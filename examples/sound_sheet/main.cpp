@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,7 +46,8 @@ struct Options {
   int first = 0, last = 0;  // frames to play; none
 };
 
-/// Four words of falling pitch, each of three syllables.
+/// Four words of falling pitch, each of three syllables. Raises FileError where another sound,
+/// which may be the user's own, has the name.
 void MakeSound(const std::string& path) {
   constexpr int kRate = 22050, kSeconds = 3;
   std::string data;
@@ -75,8 +77,17 @@ void MakeSound(const std::string& path) {
   number(16, 2);
   head += "data";
   number(data.size(), 4);
+  std::ifstream old(path, std::ios::binary);
+  if (old) {
+    const std::string there{std::istreambuf_iterator<char>(old), {}};
+    if (there == head + data) return;
+    throw examples::FileError(path, "another sound has this name; name it, or another --out");
+  }
   examples::NewFile file(path);
-  std::ofstream(file.PartPath(), std::ios::binary) << head << data;
+  std::ofstream part(file.PartPath(), std::ios::binary);
+  part << head << data;
+  part.close();
+  if (!part) throw examples::FileError(path, "cannot be written");
   file.Keep();
 }
 
@@ -150,7 +161,13 @@ void DrawSheet(const KXSound& sound, int frames, const std::string& path) {
   png.Finish();
 }
 
+/// Ends the process's sound when it goes, also when the user stops the program.
+struct SoundEnd {
+  ~SoundEnd() { KXSound::TerminateKXSound(); }
+};
+
 void Play(const KXSound& sound, int first, int last) {
+  const SoundEnd end;
   if (!KXSound::InitializeKXSound()) throw std::runtime_error("there is no device to play on");
   const auto time = [](int frame) { return static_cast<UINT>(frame * kTimesAFrame); };
   const auto begin = std::chrono::steady_clock::now();
@@ -166,7 +183,6 @@ void Play(const KXSound& sound, int first, int last) {
     abort.CheckAbort();
   }
   std::fprintf(stderr, "\n");
-  KXSound::TerminateKXSound();
   std::printf("played frames %d to %d\n", first, last);
 }
 
@@ -174,7 +190,10 @@ void Run(const Options& options) {
   if (!qmwIsInstallQT()) throw std::runtime_error("libsndfile and PortAudio are not installed");
   std::string path = options.sound;
   if (path.empty()) {
-    path = options.out.substr(0, options.out.rfind(".png")) + ".wav";
+    const std::string ending = ".png";
+    path = options.out;
+    if (path.ends_with(ending)) path.resize(path.size() - ending.size());
+    path += ".wav";
     MakeSound(path);
     std::printf("%s\n", path.c_str());
   }
@@ -192,7 +211,8 @@ void Run(const Options& options) {
   _SOUND_INFO info;
   sound.GetSoundInfo(info);
   const double frames = std::ceil(double{info.duration} * kFramesASecond);
-  if (!(frames >= 1 && frames <= kMostFrames)) {
+  if (!(frames >= 1)) throw examples::FileError(path, "a sound without a length");
+  if (frames > kMostFrames) {
     throw examples::FileError(path, "a sheet is for sounds of up to an hour");
   }
   if (options.last > 0) {

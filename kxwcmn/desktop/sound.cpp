@@ -1,14 +1,18 @@
 #include "kxwcmn/desktop/sound.h"
 
+#include <algorithm>
 #include <string>
 
 #include "kxwcmn/core/exception.h"
-#include "kxwcmn/core/file.h"
+#include "kxwcmn/desktop/sound_internal.h"
 #include "kxwcmn/platform/bytereader_internal.h"
 
 namespace {
 
-enum SoundType : WORD { kNone, kWave, kAiff };
+using kxw::kSoundAiff;
+using kxw::kSoundNone;
+using kxw::kSoundWave;
+using kxw::OpenForReading;
 
 constexpr DWORD kTimeUnits = 600;  // a second
 
@@ -16,10 +20,6 @@ constexpr DWORD kTimeUnits = 600;  // a second
 constexpr int kMostChunks = 1 << 16;
 
 constexpr int kNoWave = 0;  // the code of a file that is none
-
-void OpenForReading(KXFile& file, const KXFilePath& path) {
-  file.Open(path, static_cast<int>(kxw::kFileRead), kxw::kShareRead, kxw::kOpenExisting, 0);
-}
 
 /// The fields of a WAVE file, in order. A file that ends within them is none.
 class WaveReader {
@@ -51,10 +51,9 @@ DWORD FramesOf(DWORD bytes, DWORD channels, DWORD sampleSize) {
   return sampleSize == 16 ? bytes / 2 : bytes;
 }
 
-DWORD FixedRate(DWORD hertz) {
-  if (hertz > 0xFFFF) kxThrowError(kxw::kFailureBadFormat);
-  return hertz << 16;
-}
+/// A field of the information. A rate of 65536 and more has no place in it and wraps, as it is
+/// meant to: such files are read and played by their true rate.
+DWORD FixedRate(DWORD hertz) { return hertz << 16; }
 
 float Duration(DWORD bytes, double bytesPerSecond) {
   return bytesPerSecond > 0 ? static_cast<float>(bytes / bytesPerSecond) : 0;
@@ -73,15 +72,16 @@ int KXSound::SetSoundFile(const KXFilePath& path) {
 
 int KXSound::GetSoundFileInfo() {
   info_ = {};
+  samplesPerSecond_ = 0;
   if (!GetSoundFileType()) return 0;
-  return type_ == kWave ? GetWAVEFileInfo() : GetAIFFFileInfo();
+  return type_ == kSoundWave ? GetWAVEFileInfo() : GetAIFFFileInfo();
 }
 
 int KXSound::GetSoundFileType() {
-  type_ = path_.IsExtensionFile("wav")                                    ? kWave
-          : path_.IsExtensionFile("aif") || path_.IsExtensionFile("aiff") ? kAiff
-                                                                          : kNone;
-  return type_ != kNone;
+  type_ = path_.IsExtensionFile("wav")                                    ? kSoundWave
+          : path_.IsExtensionFile("aif") || path_.IsExtensionFile("aiff") ? kSoundAiff
+                                                                          : kSoundNone;
+  return type_ != kSoundNone;
 }
 
 // Chunks follow each other without padding to even sizes.
@@ -125,9 +125,9 @@ int KXSound::GetWAVEHeader(_WAVEHEADER* header) const {
 int KXSound::GetWAVEFileInfo() {
   _WAVEHEADER header;
   GetWAVEHeader(&header);
-  const DWORD rate = FixedRate(header.samplesPerSecond);
+  samplesPerSecond_ = header.samplesPerSecond;
   info_.channels = header.channels;
-  info_.sampleRate = rate;
+  info_.sampleRate = FixedRate(header.samplesPerSecond);
   info_.sampleSize = header.bitsPerSample;
   info_.dataSize = header.dataSize;
   info_.dataPosition = header.dataPosition;
@@ -141,10 +141,14 @@ int KXSound::GetAIFFFileInfo() {
   if (!qmwIsInstallQT()) return 0;
   kxw::SoundFormat format;
   if (const int code = kxw::GetSoundService().ReadAiff(path_, &format)) kxThrowError(code);
-  const DWORD rate = FixedRate(format.sampleRate);
   const DWORD factor = (format.channels == 2 ? 2u : 1u) * (format.sampleSize == 16 ? 2u : 1u);
+  if ((format.sampleSize != 8 && format.sampleSize != 16) || format.channels < 1 ||
+      format.channels > 0xFFFF || format.frames > 0xFFFFFFFF / factor) {
+    kxThrowError(kxw::kFailureBadFormat);
+  }
+  samplesPerSecond_ = format.sampleRate;
   info_.channels = static_cast<WORD>(format.channels);
-  info_.sampleRate = rate;
+  info_.sampleRate = FixedRate(format.sampleRate);
   info_.sampleSize = static_cast<WORD>(format.sampleSize);
   info_.dataSize = format.frames * factor;
   info_.dataPosition = format.dataPosition;
@@ -158,9 +162,12 @@ DWORD KXSound::FrameSize() const { return DWORD{info_.channels} * info_.sampleSi
 
 /// The byte of the samples at a time, the first one of a frame. There is a frame size.
 u64 KXSound::OffsetAt(UINT time) const {
-  const DWORD frameSize = FrameSize();
-  const auto bytesPerSecond = static_cast<u64>(frameSize * (info_.sampleRate / 65536.0));
-  const u64 offset = time * bytesPerSecond / kTimeUnits;
+  // More bytes a second than a file can say it has are none of a real format; within that no step
+  // wraps in 64 bits, and nothing comes out negative.
+  const u64 frameSize = FrameSize();
+  const u64 bytesPerSecond = std::min<u64>(frameSize * samplesPerSecond_, 0xFFFFFFFF);
+  const u64 offset =
+      time / kTimeUnits * bytesPerSecond + time % kTimeUnits * bytesPerSecond / kTimeUnits;
   return offset - offset % frameSize;
 }
 
@@ -184,12 +191,12 @@ int KXSound::GetSampleData(UINT time, short* left, short* right) const {
 
 short KXSound::SampleOf(const BYTE* bytes) const {
   if (info_.sampleSize == 8) {
-    if (type_ == kWave) return bytes[0];
+    if (type_ == kSoundWave) return bytes[0];
     // The lowest value comes out as 1, as -127 does.
     return static_cast<short>(bytes[0] > 127 ? bytes[0] - 255 + 128 : bytes[0] + 128);
   }
   const WORD low = kxw::ByteReader(bytes, 2).U16(0);
-  return Change16BitTo8BitSample(static_cast<short>(type_ == kWave ? low : ReverseWord(low)));
+  return Change16BitTo8BitSample(static_cast<short>(type_ == kSoundWave ? low : ReverseWord(low)));
 }
 
 short KXSound::Change16BitTo8BitSample(short sample) {

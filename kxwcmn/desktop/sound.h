@@ -8,7 +8,7 @@
 /// What a sound file holds, in eight words.
 struct _SOUND_INFO {
   WORD channels;       // 1 or 2
-  DWORD sampleRate;    // hertz, with 16 bits of fraction
+  DWORD sampleRate;    // hertz, with 16 bits of fraction; 65536 Hz and more wrap
   WORD sampleSize;     // bits, 8 or 16
   DWORD dataSize;      // bytes of samples, as the file has it
   DWORD dataPosition;  // of the first sample in the file
@@ -34,20 +34,24 @@ static_assert(sizeof(_WAVEHEADER) == 24);
 /// sound, of which one plays at a time in the process.
 ///
 /// Sound takes a service (`qmwIsInstallQT`), the host's or the application's. Without one only the
-/// information of WAVE files is to be had. Times are in 1/600 of a second. An object belongs to one
-/// thread at a time; the static operations, and `Play`, may be called on any thread.
+/// information of WAVE files is to be had. Times are in 1/600 of a second. The sound of the process
+/// is guarded, and the static operations may be called on any thread; an object, its `Play` too, is
+/// not, and belongs to one thread at a time.
 class KX_EXPORT KXSound {
  public:
   KXSound() = default;
   virtual ~KXSound();
 
-  /// Opens the way to the loudspeakers, which `Play` needs. Returns 0 if there is no device; a
-  /// missing service is no failure, and an open way stays.
+  /// Opens the way to the loudspeakers, which `Play` needs. Returns 0 if there is no device, or if
+  /// one that hung when its way was closed has not let go yet; a missing service is no failure, and
+  /// an open way stays. Waits up to 3 s for the device to be found, and 3 s for one that hangs to
+  /// let go.
   static int InitializeKXSound();
-  /// Ends what is playing, and closes the way.
+  /// Ends what is playing, and closes the way. Waits up to 3 s for a device that hangs, and so does
+  /// each of these operations for another one under way.
   static void TerminateKXSound();
 
-  /// Ends what is playing.
+  /// Ends what is playing; waits for a `Play` under way on another thread.
   static void Stop();
   /// Whether a sound is playing; 0 again when its last sample has been played.
   static int IsPlaying();
@@ -57,9 +61,9 @@ class KX_EXPORT KXSound {
   /// AIFF without a service.
   ///
   /// Raises KXException with code 0 for a WAVE file that is none or has other samples than of 8 or
-  /// 16 bits; 0x2001000B for a broken AIFF file, and for 65536 samples a second and more, which
-  /// have no place in the information; 0x6001138A for AIFF-C and other samples; the platform's code
-  /// for a file that cannot be read. The path stays set then, with all information 0.
+  /// 16 bits; 0x2001000B for a broken AIFF file; 0x6001138A for AIFF-C and other samples; the
+  /// platform's code for a file that cannot be read. The path stays set then, and all information
+  /// is 0.
   int SetSoundFile(const KXFilePath& path);
   void GetSoundFile(KXFilePath& path) const { path = path_; }
 
@@ -79,7 +83,9 @@ class KX_EXPORT KXSound {
   /// has them. What plays is ended first. Returns 1 once the sound has begun, which goes on by
   /// itself, and 0 in silence: without a service, a way or a file, for another mode, an empty
   /// stretch, or samples that cannot be played. Raises the platform's code if the file cannot be
-  /// read or its samples find no room.
+  /// read or its samples find no room, and what the service raises: in silence, too.
+  ///
+  /// The whole stretch is read into memory before, and then the device is waited for, up to 3 s.
   int Play(WORD mode, UINT start, UINT end) const;
 
  protected:
@@ -101,5 +107,6 @@ class KX_EXPORT KXSound {
 
   KXFilePath path_;
   _SOUND_INFO info_ = {};
+  DWORD samplesPerSecond_ = 0;  // as the file has it
   WORD type_ = 0;
 };

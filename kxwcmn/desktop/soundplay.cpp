@@ -3,9 +3,9 @@
 #include <mutex>
 #include <utility>
 
-#include "kxwcmn/core/file.h"
 #include "kxwcmn/core/handle.h"
 #include "kxwcmn/desktop/sound.h"
+#include "kxwcmn/desktop/sound_internal.h"
 
 // The sound that plays in the process. The end of a sound is told by the channel's thread, maybe
 // when the next one has begun already: sounds are numbered, and the end of an older one means
@@ -110,14 +110,14 @@ int KXSound::Play(WORD mode, UINT start, UINT end) const {
   const std::lock_guard lock(process.operation);
   if (!qmwIsInstallQT() || !process.channel || path_.IsEmpty()) return 0;
   StopLocked(process);
-  if (mode > 1 || info_.channels < 1 || info_.channels > 2 || info_.sampleRate == 0) return 0;
+  if (mode > 1 || info_.channels < 1 || info_.channels > 2 || samplesPerSecond_ == 0) return 0;
   const DWORD frameSize = FrameSize();
   const u64 first = mode == 0 ? 0 : std::min<u64>(OffsetAt(start), info_.dataSize);
   const u64 last = mode == 0 ? info_.dataSize : std::min<u64>(OffsetAt(end), info_.dataSize);
   if (first >= last) return 0;
 
   KXFile file;
-  file.Open(path_, static_cast<int>(kxw::kFileRead), kxw::kShareRead, kxw::kOpenExisting, 0);
+  kxw::OpenForReading(file, path_);
   // The size that the file gives for its samples may be a lie; what it has of them is not.
   const u64 position = info_.dataPosition + first;
   const u64 length = static_cast<u64>(file.GetLength());
@@ -138,25 +138,29 @@ int KXSound::Play(WORD mode, UINT start, UINT end) const {
   kxw::SoundHeader header;
   header.samples = samples;
   header.channels = info_.channels;
-  header.sampleRate = info_.sampleRate;
+  header.sampleRate = samplesPerSecond_;
   header.frames = frames;
   header.sampleSize = info_.sampleSize;
   header.encoding = kExtendedHeader;
   header.baseFrequency = kBaseFrequency;
   u64 number = 0;
   process.player.Begin(samples, &number);
-  if (!process.channel->Send({kxw::kSoundBuffer, 0, 0, &header})) {
-    process.player.End(number);
-    return 0;
+  // A sound whose end nobody would tell must not go on.
+  bool hasBegun = false;
+  try {
+    hasBegun = process.channel->Send({kxw::kSoundBuffer, 0, 0, &header}) &&
+               process.channel->Send({kxw::kSoundCallback, kxw::kSoundBuffer, number});
+  } catch (...) {
+    StopLocked(process);
+    throw;
   }
-  process.channel->Send({kxw::kSoundCallback, kxw::kSoundBuffer, number});
-  return 1;
+  if (!hasBegun) StopLocked(process);
+  return hasBegun;
 }
 
 /// Brings AIFF samples into the form of WAVE samples, which the channel takes.
 void KXSound::MakePlayable(BYTE* samples, DWORD size) const {
-  constexpr WORD kAiff = 2;
-  if (type_ != kAiff) return;
+  if (type_ != kxw::kSoundAiff) return;
   if (info_.sampleSize == 8) {
     for (DWORD i = 0; i < size; ++i) samples[i] = static_cast<BYTE>(samples[i] - 0x80);
   } else {

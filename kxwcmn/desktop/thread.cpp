@@ -20,16 +20,18 @@ KXThread& KXThread::operator=(const KXThread& other) {
 KXThread::~KXThread() { CloseThread(); }
 
 int KXThread::CreateThread(void* parameter) {
-  const std::lock_guard lock(mutex_);
-  parameter_ = parameter;
-  wakeEvent_ = std::make_shared<kxw::WakeEvent>();
-  thread_ = kxw::Thread::Start([this, parameter] {
+  const std::lock_guard lock(mutex_);  // the thread finds its event when all is set
+  auto event = std::make_shared<kxw::WakeEvent>();
+  auto thread = kxw::Thread::Start([this, parameter] {
     try {
       return RunThread(parameter);
     } catch (const KXException& failure) {
       return failure.GetErrorCode();
     }
   });
+  parameter_ = parameter;
+  wakeEvent_ = std::move(event);
+  thread_ = std::move(thread);
   threadId_ = thread_ ? thread_->Id() : 0;
   return thread_ != nullptr;
 }

@@ -49,7 +49,7 @@ class KX_EXPORT KXThread {
 
  protected:
   /// The work; what it returns is the thread's exit code. A KXException that leaves it ends the
-  /// thread with the failure's code.
+  /// thread with the failure's code, any other exception the process.
   virtual int RunThread(void* parameter);
 
   /// The thread with its exit code; null if there is none.

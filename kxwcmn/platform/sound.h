@@ -8,10 +8,11 @@
 
 namespace kxw {
 
-/// What a sound file holds.
+/// What a sound file holds. Rates are whole hertz here, in the header below too: an AIFF file's
+/// fraction is left out.
 struct SoundFormat {
-  DWORD channels = 0;
-  DWORD sampleRate = 0;  // hertz
+  DWORD channels = 0;  // 1 to 65535
+  DWORD sampleRate = 0;
   DWORD sampleSize = 0;  // bits, 8 or 16
   DWORD frames = 0;      // samples of each channel
   DWORD dataPosition = 0;
@@ -22,7 +23,7 @@ struct SoundHeader {
   /// Interleaved: 8 bits without a sign, or 16 bits with one, low byte first.
   const void* samples = nullptr;
   DWORD channels = 0;
-  DWORD sampleRate = 0;  // hertz, with 16 bits of fraction
+  DWORD sampleRate = 0;
   DWORD frames = 0;
   WORD sampleSize = 0;  // bits
   BYTE encoding = 0, baseFrequency = 0;
@@ -56,7 +57,7 @@ class KX_EXPORT SoundChannel {
   virtual bool Send(const SoundCommand& command) = 0;
 
   /// Carries a command out at once. After `kSoundQuiet` the samples are read no more. A callback
-  /// may be under way meanwhile, and must not be waited for.
+  /// may be under way meanwhile, and must not be waited for. Raises nothing.
   virtual void SendImmediately(const SoundCommand& command) = 0;
 };
 
@@ -68,11 +69,16 @@ class KX_EXPORT SoundService {
   /// Without it there are no operations on sound, and those below are not called.
   virtual bool IsInstalled() = 0;
 
-  /// Reads what the AIFF file at `path` holds. Returns 0 or a code to raise.
+  /// Reads what the AIFF file at `path` holds. Returns 0 or a code to raise; an answer out of range
+  /// is refused as a broken file.
   virtual int ReadAiff(const char* path, SoundFormat* format) = 0;
 
   /// Makes a channel of samples, with `kind` and `options` from KXSound; null if there is no device
   /// to play on. Its destructor ends what is played and waits for the callback to return.
+  ///
+  /// This host's waits at most 3 s for a device that hangs: for it to be found, to begin a sound,
+  /// and, in the destructor, to let go, after which no callback comes. It makes one channel at a
+  /// time, and none while a device has not let go.
   virtual std::unique_ptr<SoundChannel> NewChannel(
       int kind, int options, std::function<void(const SoundCommand&)> callback) = 0;
 };

@@ -53,7 +53,8 @@ class KX_EXPORT Thread {
   DWORD Id() const { return id_; }
 
   /// Waits for its end: then nothing of it is left, not even what belongs to the thread alone.
-  /// `kWaitSignalled`, `kWaitTimedOut`, or `kWaitFailed` for a thread that waits for itself.
+  /// `kWaitSignalled`, `kWaitTimedOut`, or `kWaitFailed` for a thread that waits for itself. The
+  /// limit is for `run`: what comes behind it is short, and waited for whatever the limit.
   WaitResult Wait(DWORD milliseconds);
 
   /// 259 while it runs.

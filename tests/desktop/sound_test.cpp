@@ -49,8 +49,9 @@ class Service : public kxw::SoundService {
   std::string Log() { return std::exchange(log, ""); }
   void CallBack(const SoundCommand& command) { callback_(command); }
 
-  bool isInstalled = true, hasDevice = true, begins = true;
-  kxw::SoundFormat aiff;
+  bool isInstalled = true, hasDevice = true;
+  int refused = 0, raising = 0;  // codes of commands that the channel does not take
+  kxw::SoundFormat aiff{1, 8000, 8};
   int aiffError = 0;
   std::string log;
   kxw::SoundHeader header;
@@ -65,13 +66,15 @@ class Service : public kxw::SoundService {
     bool Send(const SoundCommand& command) override {
       service.log += "send " + std::to_string(command.code) + ";";
       if (command.code == 13) service.end = command;
+      if (command.code == service.raising) kxThrowError(4711);
+      if (command.code == service.refused) return false;
       if (command.code != 81) return true;
       service.header = *command.header;
       service.blockSize = qmGetPtrSize(const_cast<void*>(command.header->samples));
       const auto bytes =
           service.header.frames * service.header.channels * service.header.sampleSize / 8;
       service.samples.assign(static_cast<const char*>(service.header.samples), bytes);
-      return service.begins;
+      return true;
     }
     void SendImmediately(const SoundCommand& command) override {
       service.log += "at once " + std::to_string(command.code) + ";";
@@ -205,8 +208,8 @@ TEST(Sound, NumbersThatMeanNothingAreHarmless) {
   }
   EXPECT_EQ(SoundFile(Wave(0, 8000, 8, data)).At(0), "");
   EXPECT_EQ(SoundFile(Wave(2, 0, 16, data)).Info().duration, 0);
-  EXPECT_EQ(SoundFile(Wave(1, 65535, 8, data)).Info().sampleRate, 65535u << 16);
-  EXPECT_EQ(SoundFile(Wave(1, 65536, 8, data)).code, 0x2001000B);
+  // A frame of 131070 bytes, whose byte at this time is near 2^64 / 600.
+  EXPECT_EQ(SoundFile(Wave(65535, 65350, 16, Ramp(4000))).At(2153628705), "");
 
   const SoundFile lie(
       Riff(Chunk("fmt ", Format(1, 8000, 16)) + "data" + Bytes(0xFFFFFFFF, 4) + data + "x"));
@@ -215,6 +218,54 @@ TEST(Sound, NumbersThatMeanNothingAreHarmless) {
   EXPECT_EQ(service.samples, data);
   EXPECT_EQ(service.blockSize, data.size());
   EXPECT_EQ(lie.Play(1, 6000, 0xFFFFFFFF), 0);
+}
+
+TEST(Sound, RefusesAnswersOfTheServiceOutOfRange) {
+  Service service;
+  const kxw::SoundFormat kBad[] = {{2, 44100, 32, 9, 0},
+                                   {1, 8000, 4, 9, 0},
+                                   {1, 8000, 12, 9, 0},
+                                   {1, 8000, 0, 9, 0},
+                                   {0, 8000, 8, 9, 0},
+                                   {65537, 8000, 8, 9, 0},
+                                   {2, 8000, 16, 0x40000000u, 0},
+                                   {1, 8000, 65544, 9, 0}};
+  for (const kxw::SoundFormat& format : kBad) {
+    service.aiff = format;
+    const SoundFile sound(Ramp(64), "s.aif");
+    EXPECT_EQ(sound.code, 0x2001000B) << format.channels << " " << format.sampleSize;
+    EXPECT_EQ(sound.Info().channels, 0);
+    EXPECT_EQ(sound.At(0), "");
+  }
+  service.aiff = {65535, 8000, 16, 0x7FFFFFFF, 0};
+  EXPECT_EQ(SoundFile("", "s.aif").Info().dataSize, 0xFFFFFFFEu);
+}
+
+// The field of the rate has 16 bits of whole hertz, which wrap; nothing else is cut.
+TEST(Sound, HighRatesWrapInTheirFieldAlone) {
+  Service service;
+  KXSound::InitializeKXSound();
+  const std::string data = Ramp(19200);
+  for (const DWORD rate : {65535u, 65536u, 96000u}) {
+    service.aiff = {1, rate, 8, 19200, 44};
+    for (const char* name : {"s.wav", "s.aif"}) {
+      const SoundFile sound(Wave(1, rate, 8, data), name);
+      ASSERT_EQ(sound.result, 1);
+      const _SOUND_INFO info = sound.Info();
+      EXPECT_EQ(info.sampleRate, rate % 65536 * 65536);
+      EXPECT_EQ(info.frameCount, 19200u);
+      EXPECT_EQ(info.dataSize, 19200u);
+      EXPECT_EQ(info.duration, static_cast<float>(19200.0 / rate));
+      EXPECT_EQ(sound.Play(1, 60, 90), 1);
+      EXPECT_EQ(service.header.sampleRate, rate);
+      EXPECT_EQ(service.header.frames, rate * 90 / 600 - rate * 60 / 600);
+      if (sound.GetSoundType() != 1) continue;
+      const std::size_t first = rate * 60 / 600;
+      EXPECT_TRUE(service.samples == data.substr(first, service.header.frames));
+      const int sample = static_cast<unsigned char>(data[first]);
+      EXPECT_EQ(sound.At(60), std::to_string(sample) + " 128");
+    }
+  }
 }
 
 TEST(Sound, SamplesAreBytesAroundTheMiddle) {
@@ -304,7 +355,7 @@ TEST(SoundPlay, SendsTheStretchAndAsksForItsEnd) {
   EXPECT_EQ(service.Log(), "send 81;send 13;");
   EXPECT_EQ(service.samples, data.substr(0, 4408));
   EXPECT_EQ(service.header.channels, 2u);
-  EXPECT_EQ(service.header.sampleRate, 1102u << 16);
+  EXPECT_EQ(service.header.sampleRate, 1102u);
   EXPECT_EQ(service.header.frames, 1102u);
   EXPECT_EQ(service.header.sampleSize, 16);
   EXPECT_EQ(service.header.encoding, 0xFF);
@@ -377,10 +428,17 @@ TEST(SoundPlay, FailuresLeaveSilence) {
   service.isInstalled = service.hasDevice = true;
   KXSound::InitializeKXSound();
   const SoundFile sound(Wave(1, 600, 8, Ramp(600)));
-  service.begins = false;
-  EXPECT_EQ(sound.Play(0, 0, 0), 0);
-  EXPECT_FALSE(KXSound::IsPlaying());
-  service.begins = true;
+  for (const int code : {81, 13}) {
+    service.refused = code;
+    EXPECT_EQ(sound.Play(0, 0, 0), 0);
+    EXPECT_FALSE(KXSound::IsPlaying());
+    EXPECT_TRUE(service.Log().ends_with("at once 3;"));
+    service.raising = code;
+    EXPECT_EQ(CodeOf([&] { sound.Play(0, 0, 0); }), 4711);
+    EXPECT_FALSE(KXSound::IsPlaying());
+    EXPECT_TRUE(service.Log().ends_with("at once 3;"));
+    service.refused = service.raising = 0;
+  }
   for (const auto& [point, code] : {std::pair{kxw::detail::FaultPoint::kRead, 30},
                                     {kxw::detail::FaultPoint::kAlloc, 8},
                                     {kxw::detail::FaultPoint::kOpen, 5}}) {

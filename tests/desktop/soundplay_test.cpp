@@ -51,6 +51,11 @@ class Device {
   void PauseAt(std::size_t limit) { limit_ = limit; }
   void Continue() { limit_ = static_cast<std::size_t>(-1); }
   std::size_t Heard() const { return size_; }
+  /// Whether the device can give no more than nobody has read.
+  bool IsFull() const {
+    pollfd at{end_, POLLOUT, 0};
+    return poll(&at, 1, 0) == 0;
+  }
 
   /// What was played since the last call. Nothing plays any more.
   std::string Take() {
@@ -197,7 +202,7 @@ TEST_F(HostSound, RefusesWhatItCannotReadInWords) {
     if (CodeOf([&] { sound.SetSoundFile(folder.Path("t.aif").c_str()); }) != 0) continue;
     _SOUND_INFO info;
     sound.GetSoundInfo(info);
-    EXPECT_LE(info.dataPosition + info.dataSize, size + 1) << size;
+    EXPECT_LE(info.dataPosition + info.dataSize, size) << size;
   }
 }
 
@@ -234,13 +239,32 @@ TEST_F(HostSound, EndsInTheMiddleAndGivesWayToAnother) {
   EXPECT_TRUE(device.Take().ends_with(second));
 }
 
-TEST_F(HostSound, BeginsAndEndsAThousandTimes) {
+TEST_F(HostSound, NoOtherWayOpensWhileADeviceHangs) {
+  Device device;
+  ASSERT_TRUE(KXSound::InitializeKXSound());
+  folder.WriteFile("s.wav", Wave(2, 44100, 16, Noise(1000000)));
+  KXSound sound;
+  sound.SetSoundFile(folder.Path("s.wav").c_str());
+  device.PauseAt(5000);
+  EXPECT_EQ(sound.Play(0, 0, 0), 1);
+  EXPECT_TRUE(Within([&] { return device.IsFull(); }));
+  for (int i = 0; i < 200; ++i) Device::Pause();  // the next piece hangs
+  KXSound::TerminateKXSound();
+  EXPECT_FALSE(KXSound::IsPlaying());
+  EXPECT_FALSE(KXSound::InitializeKXSound());
+  EXPECT_EQ(sound.Play(0, 0, 0), 0);
+  device.Continue();
+  EXPECT_TRUE(Within([] { return KXSound::InitializeKXSound(); }));
+  EXPECT_EQ(sound.Play(0, 0, 0), 1);
+}
+
+TEST_F(HostSound, BeginsAndEndsHundredsOfTimes) {
   Device device;
   ASSERT_TRUE(KXSound::InitializeKXSound());
   folder.WriteFile("s.wav", Wave(1, 8000, 8, Noise(3000)));
   KXSound sound;
   sound.SetSoundFile(folder.Path("s.wav").c_str());
-  for (int i = 0; i < 1000; ++i) {
+  for (int i = 0; i < 300; ++i) {
     ASSERT_EQ(sound.Play(0, 0, 0), 1) << i;
     if (i % 3 == 0) KXSound::Stop();
     if (i % 3 == 1) {

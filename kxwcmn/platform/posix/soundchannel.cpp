@@ -25,10 +25,13 @@ namespace {
 
 /// How long a sound may take to begin, behind one that has just been silenced.
 constexpr std::chrono::seconds kBeginLimit{3};
-/// How long a channel's end waits for its thread; a device that hangs keeps it then.
+/// How long, in milliseconds, a channel's end waits for its thread. A device that hangs keeps the
+/// thread then, and no other channel is opened before it has let go.
 constexpr DWORD kEndLimit = 3000;
-/// Pieces handed to the device: 1/100 of a second.
-constexpr DWORD kPiecesASecond = 100;
+/// Pieces handed to the device: 1/100 of a second, in frames within bounds.
+constexpr DWORD kPiecesASecond = 100, kLeastPiece = 64, kMostPiece = 4096;
+/// The most that a device may still have to play; what it tells beyond is not believed.
+constexpr std::chrono::duration<double> kMostLatency{2};
 
 struct PortAudioLibrary {
   PortAudioLibrary() {
@@ -39,6 +42,7 @@ struct PortAudioLibrary {
               library.Find("Pa_GetDeviceInfo", &deviceInfo) &&
               library.Find("Pa_OpenStream", &openStream) &&
               library.Find("Pa_StartStream", &startStream) &&
+              library.Find("Pa_GetStreamInfo", &streamInfo) &&
               library.Find("Pa_WriteStream", &writeStream) &&
               library.Find("Pa_StopStream", &stopStream) &&
               library.Find("Pa_AbortStream", &abortStream) &&
@@ -51,6 +55,7 @@ struct PortAudioLibrary {
   decltype(Pa_GetDeviceInfo)* deviceInfo = nullptr;
   decltype(Pa_OpenStream)* openStream = nullptr;
   decltype(Pa_StartStream)* startStream = nullptr;
+  decltype(Pa_GetStreamInfo)* streamInfo = nullptr;
   decltype(Pa_WriteStream)* writeStream = nullptr;
   decltype(Pa_StopStream)* stopStream = nullptr;
   decltype(Pa_AbortStream)* abortStream = nullptr;
@@ -103,7 +108,7 @@ class Stream {
     output.channelCount = static_cast<int>(header.channels);
     output.sampleFormat = header.sampleSize == 8 ? paUInt8 : paInt16;
     output.suggestedLatency = device->defaultHighOutputLatency;
-    if (Library().openStream(&stream_, nullptr, &output, header.sampleRate / 65536.0,
+    if (Library().openStream(&stream_, nullptr, &output, header.sampleRate,
                              paFramesPerBufferUnspecified, paNoFlag, nullptr,
                              nullptr) != paNoError) {
       stream_ = nullptr;
@@ -121,6 +126,13 @@ class Stream {
   bool Write(const BYTE* samples, DWORD frames) {
     const PaError error = Library().writeStream(stream_, samples, frames);
     return error == paNoError || error == paOutputUnderflowed;  // a gap is no end
+  }
+
+  /// How long the device still plays what it has been given.
+  std::chrono::duration<double> Latency() const {
+    const PaStreamInfo* info = Library().streamInfo(stream_);
+    const std::chrono::duration<double> told{info ? info->outputLatency : 0};
+    return told > kMostLatency ? kMostLatency : told;
   }
 
   /// Plays what the device still has, or leaves it out.
@@ -198,6 +210,7 @@ bool Queue::Send(const SoundCommand& command) {
                     [&] { return sound->state != Sound::kWaiting || !sound->header.samples; });
   if (sound->state == Sound::kPlaying) return true;
   sound->header.samples = nullptr;
+  std::erase_if(waiting_, [&](const Item& item) { return item.sound == sound; });
   return false;
 }
 
@@ -259,7 +272,7 @@ void Queue::Play(std::unique_lock<std::mutex>& lock, Devices& devices) {
   changed_.notify_all();
 
   const std::size_t frameSize = std::size_t{header.channels} * header.sampleSize / 8;
-  const DWORD most = std::max((header.sampleRate >> 16) / kPiecesASecond, DWORD{64});
+  const DWORD most = std::clamp(header.sampleRate / kPiecesASecond, kLeastPiece, kMostPiece);
   std::vector<BYTE> piece(most * frameSize);
   for (DWORD at = 0; isAlive && at < header.frames;) {
     if (!sound.header.samples) break;
@@ -271,6 +284,9 @@ void Queue::Play(std::unique_lock<std::mutex>& lock, Devices& devices) {
     isAlive = stream->Write(piece.data(), frames);
     lock.lock();
   }
+  // The device still plays the last pieces. It is asked to finish only when it has, as it cannot
+  // be silenced meanwhile.
+  if (isAlive) changed_.wait_for(lock, stream->Latency(), [&] { return !sound.header.samples; });
   const bool isPlayed = isAlive && sound.header.samples;
   lock.unlock();
   stream->Close(isPlayed);
@@ -301,13 +317,22 @@ class PortAudioChannel : public SoundChannel {
 bool HasPortAudio() { return Library().isThere; }
 
 std::unique_ptr<SoundChannel> OpenSoundChannel(std::function<void(const SoundCommand&)> callback) {
+  // PortAudio bears one thread at a time. That of the last channel may hang in it, and outlive
+  // static objects.
+  struct LastThread {
+    std::mutex mutex;
+    std::shared_ptr<Thread> thread;
+  };
+  static LastThread& last = *new LastThread;
+  const std::lock_guard lock(last.mutex);
+  if (last.thread && last.thread->Wait(0) != kWaitSignalled) return nullptr;
   const auto queue = std::make_shared<Queue>(std::move(callback));
-  const auto thread = Thread::Start([queue] {
+  last.thread = Thread::Start([queue] {
     queue->Run();
     return 0;
   });
-  if (!thread) return nullptr;
-  auto channel = std::make_unique<PortAudioChannel>(queue, thread);
+  if (!last.thread) return nullptr;
+  auto channel = std::make_unique<PortAudioChannel>(queue, last.thread);
   if (!queue->WaitForDevice()) return nullptr;
   return channel;
 }

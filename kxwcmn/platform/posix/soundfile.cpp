@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "kxwcmn/platform/error.h"
@@ -44,7 +45,9 @@ class ReadFile {
  public:
   explicit ReadFile(const char* path) {
     error_ = qmOpenFile(path, 0, 0, kFileRead, kShareRead, kOpenExisting, 0, &file_);
-    if (!error_) length_ = qmGetFileSize(file_);
+    if (error_) return;
+    length_ = qmGetFileSize(file_);
+    if (length_ < 0) error_ = qmGetLastError();
   }
   ReadFile(const ReadFile&) = delete;
   ReadFile& operator=(const ReadFile&) = delete;
@@ -94,6 +97,18 @@ SF_VIRTUAL_IO kReadFile = {
     [](void* file) -> sf_count_t { return Of(file).Tell(); },
 };
 
+/// Opens the file, or sets the code of the failure. libsndfile keeps the failure of an open for the
+/// whole process, and guards it not.
+SNDFILE* Open(ReadFile& file, SF_INFO* info, int* code) {
+  static std::mutex opening;
+  const std::lock_guard lock(opening);
+  SNDFILE* const sound = Library().open(&kReadFile, SFM_READ, info, &file);
+  if (sound) return sound;
+  const bool isUnsupported = Library().error(nullptr) == SF_ERR_UNSUPPORTED_ENCODING;
+  *code = file.Error() ? file.Error() : isUnsupported ? kFormatNotSupported : kWrongFormat;
+  return nullptr;
+}
+
 /// The kinds are told apart by their first bytes: libsndfile would read others, too.
 int CheckKind(ReadFile& file) {
   char head[12] = {};
@@ -117,13 +132,9 @@ int ReadAiffFile(const char* path, SoundFormat* format) {
 
   SF_INFO info = {};
   const auto close = [](SNDFILE* sound) { Library().close(sound); };
-  const std::unique_ptr<SNDFILE, decltype(close)> sound(
-      Library().open(&kReadFile, SFM_READ, &info, &file), close);
-  if (!sound) {
-    if (file.Error()) return file.Error();
-    return Library().error(nullptr) == SF_ERR_UNSUPPORTED_ENCODING ? kFormatNotSupported
-                                                                   : kWrongFormat;
-  }
+  int code = 0;
+  const std::unique_ptr<SNDFILE, decltype(close)> sound(Open(file, &info, &code), close);
+  if (!sound) return code;
   const int coding = info.format & SF_FORMAT_SUBMASK;
   if (coding != SF_FORMAT_PCM_S8 && coding != SF_FORMAT_PCM_16) return kFormatNotSupported;
 
