@@ -1,6 +1,7 @@
 #include "kxwcmn/classic/offscreen.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "kxwcmn/classic/detail/depths.h"
@@ -120,7 +121,7 @@ void KXOffscreen::Lock() {
       qmImageUnlock(*this);
       kxThrowError(kxw::kErrorNotEnoughMemory);
     }
-    info_ = locked;
+    info_.base = locked.base;
   }
   ++lockCount_;
 }

@@ -145,8 +145,9 @@ class KX_EXPORT KXOffscreen {
 
   // --- Sizes ------------------------------------------------------------------------------------
 
-  /// Round up to a multiple of 32 or 64. A negative value v that is none becomes v + 32 - |v % 32|,
-  /// which is no multiple; it is kept so. Raise 0x20010008 where the result does not fit.
+  /// Round up to a multiple of 32 or 64. A negative value v that is none becomes v + n - |v % n|,
+  /// n being 32 or 64, which is mostly no multiple; it is kept so. Raise 0x20010008 where the
+  /// result does not fit.
   static int Align32Bit(int value);
   static int Align64Bit(int value);
   /// Bytes of a row and of all rows. Raise 0x20010008 for a depth other than 1, 8, 24 and 32, and
@@ -210,7 +211,8 @@ class KX_EXPORT KXOffscreen {
   /// Copies between images of one depth, at 1 bit in whole bytes from x / 8 on. Raises as CopyEx.
   void CopyAlign8Bit(int x, int y, int width, int height, KXOffscreen* source, int sourceX,
                      int sourceY);
-  /// Complements all pixels at 1 and 8 bits, at 1 bit with what fills up the last byte of a row.
+  /// Complements all pixels at 1 and 8 bits, and what fills up rows: at 1 bit to the end of the
+  /// last byte that holds pixels, at 8 bits all of it.
   void Reverse();
 
   // --- Filled rectangles ------------------------------------------------------------------------
@@ -403,7 +405,7 @@ class KX_EXPORT KXOffscreen {
   /// Reads or writes the stored form, by the archive's direction. With a non-zero `reverse` the
   /// pixels are stored complemented at 1 and 8 bits. Writing raises 0x20010008 without an image;
   /// reading raises 0x2001000B for what is no stored image, or 0x20010008 where an archive with a
-  /// cache has no bytes at all, and leaves no image then.
+  /// cache ends before or in the first field, and leaves no image then.
   void Serialize(KXArchive& archive, int reverse);
 
  protected:

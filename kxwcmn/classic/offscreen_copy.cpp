@@ -211,7 +211,7 @@ void KXOffscreen::CopyScamp(int x, int y, int width, int height, KXOffscreen* so
 
 void KXOffscreen::Reverse() {
   if (!IsLocked() || GetBitCount() > 8) return;
-  const int bytes = GetBitCount() == 1 ? (GetWidth() + 7) / 8 : GetWidth();
+  const int bytes = GetBitCount() == 1 ? (GetWidth() + 7) / 8 : GetRowBytes();
   if (bytes == 0) return;  // there may be any number of rows
   for (int y = 0; y < GetHeight(); ++y) {
     BYTE* const row = kxw::ClassicRow(*this, y);

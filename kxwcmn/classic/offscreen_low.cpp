@@ -113,7 +113,7 @@ class BoxFilter {
     const BYTE* const first = source.Take(top, taken);
     SumRows(first, source.Stride(), taken, source.Count(), sums_.data());
     if (rows > 0) AddRow(sums_.data(), first, source.Count());
-    if ((boxed_.shortest + 1) * (rows + 1) < kMostInWords) {
+    if ((i64{boxed_.shortest} + 1) * (i64{rows} + 1) < kMostInWords) {
       boxes_.resize(begins_.size() * kLanes);
       quotients_.resize(boxes_.size());
       SumBoxes(first);

@@ -51,8 +51,8 @@ void ResizeByPicking(const Resizing& job) {
   const auto write = kxw::FindWriteValues<Depth>(job.image.GetBitCount());
   std::array<int, kxw::kStrip> from;
   std::array<kxw::ClassicValue<Depth>, kxw::kStrip> values;
-  for (int left = columns.begin; left < columns.end; left += kxw::kStrip) {
-    const int count = std::min(kxw::kStrip, columns.end - left);
+  for (int left = columns.begin, count; left < columns.end; left += count) {
+    count = std::min(kxw::kStrip, columns.end - left);
     for (int i = 0; i < count; ++i) {
       from[static_cast<std::size_t>(i)] =
           static_cast<int>(job.columns.from + job.columns.Begin(left + i));

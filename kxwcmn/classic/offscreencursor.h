@@ -10,8 +10,9 @@
 ///
 /// For speed a cursor checks nothing. It may stand anywhere, but a pixel may be read or written,
 /// and a channel be referred to, only while the image is locked (since before the cursor was
-/// placed) and the cursor stands inside it: builds with assertions assert so. It is for the
-/// `...InOffscreen` tests to find out.
+/// placed) and the cursor stands inside it. Builds with assertions assert that it stands inside;
+/// they do not see a lock that has ended, nor that `OffsetCursor` has led the place in memory away
+/// from the coordinates. It is for the `...InOffscreen` tests to find out.
 class KX_EXPORT KXOffscreenCursor {
  public:
   /// `image`, which must outlive the cursor, should be locked.
@@ -63,8 +64,9 @@ class KX_EXPORT KXOffscreenCursor {
 
   void OffsetCursorX(int dx) { MoveColumns(dx, 8); }
   void OffsetCursorY(int dy) { MoveRows(dy); }
-  /// Moves both ways. At 1 bit, a step to the right that passes the end of a byte within less than
-  /// eight pixels ends one pixel further than OffsetCursorX does: this is kept so.
+  /// Moves both ways. At 1 bit, where the place in the byte and `dx` & 7 together pass 7, the pixel
+  /// that is reached is one to the right of the one that OffsetCursorX reaches, while `GetX` tells
+  /// the same, until the next MoveCursor: this is kept so.
   void OffsetCursor(int dx, int dy) {
     MoveColumns(dx, 7);
     MoveRows(dy);

@@ -25,7 +25,8 @@ struct QMIMAGELOCK {
 /// Makes an image of `width` by `height` pixels of 1, 8, 24 or 32 bits, with every byte 0 and a
 /// layer kind of 0. Sizes of 0 make an image without pixels. Returns null on failure with the code
 /// in `*error` (if not null) and as last error: 87 for another depth and a size below 0 or above
-/// `kMaxImageSize`, 8 where there is no memory or the block would pass 4 GiB.
+/// `kMaxImageSize`, 8 where there is no memory, a row would pass 0x7FFFFFFF bytes or the block 4
+/// GiB.
 KX_EXPORT QMHANDLE__* qmImageCreate(int width, int height, int bitCount, int* error);
 
 /// Fills `*record` and returns 1; returns 0, and leaves it, for null and for a block that is no

@@ -110,8 +110,8 @@ TEST(ClassicCopyScamp, CopiesWholeGroupsOfAllRows) {
   }
 }
 
-TEST(ClassicReverse, ComplementsToTheLastByteOfPixels) {
-  const struct { int bits, bytes; } cases[] = {{1, 2}, {8, 9}, {24, 0}, {32, 0}};
+TEST(ClassicReverse, ComplementsAllBytesAtEightBitsAndThoseOfPixelsAtOne) {
+  const struct { int bits, bytes; } cases[] = {{1, 2}, {8, 12}, {24, 0}, {32, 0}};
   for (const auto& c : cases) {
     KXOffscreen image;
     image.Create(9, 2, c.bits, 0, 0);

@@ -330,7 +330,11 @@ TEST(ClassicResolution, NeedsLocksImagesAndSizes) {
       image->ChangeResolution(0, at, 10, 25, other.get(), 0, 0, 9, 10, level);
     }
     EXPECT_EQ(BytesOf(*image), before);
-    // Sizes of 31 bits, of which a corner is seen.
+    // Sizes of 31 bits, of which a corner or the far end is seen. Areas are summed up to there.
+    if (level != KXOffscreen::cnHighLevelRes) {
+      image->ChangeResolution(-(kMax - 15), 0, kMax, 5, other.get(), 0, 0, 10, 10, level);
+    }
+    image->ChangeResolution(0, 0, 1, 1, other.get(), 0, 0, kMax, 1, level);
     image->ChangeResolution(0, 0, kMax, kMax, other.get(), 0, 0, 20, 20, level);
     image->ChangeResolution(0, 0, kMax, kMax, other.get(), kMin, kMax, kMax, 20, level);
     image->ChangeResolution(0, 0, 20, 20, other.get(), -9, 0, kMax, kMax, level);

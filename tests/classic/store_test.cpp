@@ -29,7 +29,7 @@ TEST(ClassicStore, GoldenBytes) {
   EXPECT_EQ(image.GetBaseAddress()[0], 0x80);
 
   image.Create(1, 2, 8, 0xFFFFFF, 1);
-  EXPECT_EQ(Store(image, 1).substr(16), Hex("FF000000 FF000000"));
+  EXPECT_EQ(Store(image, 1).substr(16), Hex("FFFFFFFF FFFFFFFF"));
   image.Create(1, 1, 24, 0x030201, 1);
   EXPECT_EQ(Store(image, 1), Hex("00000010 00000001 00000001 00000018 01020300"));
   image.Create(1, 1, 32, 0x04030201, 1);
