@@ -20,6 +20,11 @@ using QMCOLORREF = DWORD;
 using HWND = struct HWND__*;
 using HDC = struct HDC__*;
 using HINSTANCE = struct HINSTANCE__*;
+using HFONT = struct HFONT__*;
+using HBITMAP = struct HBITMAP__*;
+using HDROP = struct HDROP__*;
+/// Anything that a drawing context can take up: a font or a bitmap.
+using HGDIOBJ = void*;
 
 // A rectangle hands out its corners as points in place, so a store through a point structure must
 // not be taken as unable to change a rectangle.
