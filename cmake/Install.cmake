@@ -20,6 +20,10 @@ install(FILES
 # The file finds its prefix from where it lies, so the way back must be a relative one.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH KXWCMN_PC_TO_PREFIX /prefix/${pc_dir} /prefix)
+set(KXWCMN_PC_TEXT)
+if(KXWCMN_HAS_TEXT)
+  set(KXWCMN_PC_TEXT ", pangocairo")
+endif()
 configure_file(
   ${CMAKE_CURRENT_LIST_DIR}/kxwcmn.pc.in ${PROJECT_BINARY_DIR}/kxwcmn.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kxwcmn.pc DESTINATION ${pc_dir})

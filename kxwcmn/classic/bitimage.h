@@ -6,6 +6,8 @@
 #include "kxwcmn/platform/export.h"
 #include "kxwcmn/platform/types.h"
 
+class KXGdi;
+
 /// A block of pixels that a device can show as it stands: the last step of a picture to the screen.
 ///
 /// | bits | storage |
@@ -97,6 +99,21 @@ class KX_EXPORT KXBitImage {
   /// this image would be read. Raises 8 if there is no memory.
   void AntiAliasCopy32(KXBitImage* dest, int destX, int destY, int destW, int destH, int srcX,
                        int srcY, int srcW, int srcH) const;
+
+  // --- On devices -------------------------------------------------------------------------------
+
+  /// Brings a rectangle of this image to one of a context, by the nearest pixels and with the
+  /// raster operation of `SetBltMode`. Sizes below 0 mirror, and alpha is not looked at, as
+  /// `kxw::StretchToDevice` tells; 24 and 32 bits in their own size go straight to a picture in
+  /// memory.
+  ///
+  /// Raises 0x20010008 for a context of null and an operation that needs a pattern, 50 for an
+  /// operation that the target does not allow, and in a library without Cairo, 6 for a target in an
+  /// error state, and 8 if there is no memory.
+  void DrawGDI(HDC context, int destX, int destY, int destW, int destH, int srcX, int srcY,
+               int srcW, int srcH) const;
+  void DrawGDI(KXGdi* gdi, int destX, int destY, int destW, int destH, int srcX, int srcY, int srcW,
+               int srcH) const;
 
   // --- Drawing ----------------------------------------------------------------------------------
 
