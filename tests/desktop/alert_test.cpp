@@ -34,6 +34,7 @@ class Desktop {
     windows.enable = [this](HWND window, bool on) { log << (on ? "+" : "-") << Number(window); };
     windows.send = [this](HWND, UINT message, std::uintptr_t first, std::intptr_t) {
       log << "!" << message << ":" << first;
+      return 0;
     };
     windows.isChild = [this](HWND) { return isChild; };
     windows.isOpen = [this](HWND) { return isOpen; };
