@@ -86,4 +86,3 @@
 #include "kxwcmn/platform/thread.h"
 #include "kxwcmn/platform/time.h"
 #include "kxwcmn/platform/types.h"
-#include "kxwcmn/platform/vectorize.h"

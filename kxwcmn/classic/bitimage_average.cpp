@@ -8,7 +8,7 @@
 #include "kxwcmn/classic/detail/bitdepths.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/platform/error.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 #include "kxwcmn/resample/detail/boxes.h"
 
 // Reductions by averages of boxes. A box whose sums fit small numbers is summed with its
@@ -50,7 +50,7 @@ struct BoxAxis {
 };
 
 /// Whether one of the pixels of `rows` rows is wholly transparent.
-KXW_WIDE_VECTORS bool HasTransparent(const BYTE* row, int rowBytes, int rows, int count) {
+bool HasTransparent(const BYTE* row, int rowBytes, int rows, int count) {
   DWORD found = 0;
   for (int k = 0; k < rows && !found; ++k, row += rowBytes) {
     for (int i = 0; i < count; ++i) found |= kxw::Bit32::Load(row, i) < 0x01000000;
@@ -152,7 +152,7 @@ class Averages {
       CopyRows(from, rows, width);
       kxw::SumRows(words_.data(), 4 * width, rows, 4 * width, sums_);
       group.average.Take(sums_, rows, pixels_);
-    } else if (!HasTransparent(from, rowBytes, rows, width)) {
+    } else if (!kxw::InVectors<HasTransparent>(from, rowBytes, rows, width)) {
       kxw::SumRows(from, rowBytes, rows, 4 * width, sums_);
       group.average.Take(sums_, rows, pixels_);
     } else {

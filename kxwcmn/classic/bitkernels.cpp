@@ -7,7 +7,7 @@
 #include "kxwcmn/classic/detail/bitdepths.h"
 #include "kxwcmn/classic/rows_internal.h"
 #include "kxwcmn/compositing/detail/rows.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // Each kernel is one of three walks, copy, reduction or enlargement, over a pair of depths. The
 // last two differ only in the steps of their axes.

@@ -3,7 +3,7 @@
 
 #include "kxwcmn/classic/resize_internal.h"
 #include "kxwcmn/core/exception.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 #include "kxwcmn/resample/detail/boxes.h"
 
 // Averages of boxes of whole pixels. A box of n columns and m rows adds up its rows, the first of
@@ -21,7 +21,7 @@ struct BoxedColumns {
   int shortest = 1;
 };
 
-KXW_WIDE_VECTORS void AddRow(WORD* sums, const BYTE* row, int count) {
+void AddRow(WORD* sums, const BYTE* row, int count) {
   for (int i = 0; i < count; ++i) sums[i] = static_cast<WORD>(sums[i] + row[i]);
 }
 
@@ -112,7 +112,7 @@ class BoxFilter {
     const int taken = std::max(rows, 1);
     const BYTE* const first = source.Take(top, taken);
     SumRows(first, source.Stride(), taken, source.Count(), sums_.data());
-    if (rows > 0) AddRow(sums_.data(), first, source.Count());
+    if (rows > 0) kxw::InVectors<AddRow>(sums_.data(), first, source.Count());
     if ((i64{boxed_.shortest} + 1) * (i64{rows} + 1) < kMostInWords) {
       boxes_.resize(begins_.size() * kLanes);
       quotients_.resize(boxes_.size());

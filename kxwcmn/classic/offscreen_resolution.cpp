@@ -3,7 +3,7 @@
 
 #include "kxwcmn/classic/resize_internal.h"
 #include "kxwcmn/core/exception.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 #include "kxwcmn/resample/detail/ratiorows.h"
 
 namespace {
@@ -72,8 +72,7 @@ void ResizeByPicking(const Resizing& job) {
 }
 
 /// The means of the squares of four pixels of three bytes that begin at any of `count` bytes.
-KXW_WIDE_VECTORS void AverageSquares3(BYTE* means, const BYTE* above, const BYTE* below,
-                                      int count) {
+void AverageSquares3(BYTE* means, const BYTE* above, const BYTE* below, int count) {
   for (int i = 0; i < count; ++i) {
     means[i] = static_cast<BYTE>((above[i] + above[i + 3] + below[i] + below[i + 3]) >> 2);
   }
@@ -92,7 +91,7 @@ void HalveRow(kxw::ClassicValue<Depth>* means, const BYTE* above, const BYTE* be
     kxw::AverageRows<BYTE, 2>(means, pairs, count);
   } else if constexpr (kxw::kClassicChannels<Depth> == 3) {
     BYTE squares[6 * kHalved];
-    AverageSquares3(squares, rows[0], rows[1], 6 * count - 3);
+    kxw::InVectors<AverageSquares3>(squares, rows[0], rows[1], 6 * count - 3);
     for (int i = 0; i < count; ++i) {  // with a byte behind each, too
       std::memcpy(means + i, squares + 6 * i, sizeof *means);
       means[i] &= 0x00FFFFFF;

@@ -8,7 +8,7 @@
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/platform/number.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // Turns by any angle. The result is painted tile by tile; the colours of the source that a tile
 // needs are brought to one plain array first, in which depths and edges are settled, so that the
@@ -102,15 +102,15 @@ struct Mixtures {
   std::array<double, kTile> fx, fy;
 };
 
-KXW_WIDE_VECTORS void Turned(const Turn& turn, int x, int y, int count, double* us, double* vs) {
+void Turned(const Turn& turn, int x, int y, int count, double* us, double* vs) {
   for (int i = 0; i < count; ++i) {
     us[i] = turn.U(x + i, y);
     vs[i] = turn.V(x + i, y);
   }
 }
 
-KXW_WIDE_VECTORS void FindPlaces(Places& places, const double* us, const double* vs, int count,
-                                 const KXRect& window) {
+void FindPlaces(Places& places, const double* us, const double* vs, int count,
+                const KXRect& window) {
   const int left = window.left, top = window.top, stride = window.Width();
   for (int i = 0; i < count; ++i) {
     const int u = PixelBefore(us[i]), v = PixelBefore(vs[i]);
@@ -127,7 +127,7 @@ inline double MixValues(double c00, double c10, double c01, double c11, double f
   return (c00 * gx + c10 * fx) * gy + (c01 * gx + c11 * fx) * fy;
 }
 
-KXW_WIDE_VECTORS void Mix(Mixtures& m) {
+void Mix(Mixtures& m) {
   const auto channel = [](DWORD color, int shift) {
     return static_cast<double>(static_cast<int>(color >> shift & 0xFF));
   };
@@ -223,7 +223,7 @@ class Painter {
   /// The colours of `count` places from (x, y) on.
   void TurnRow(int x, int y, int count) {
     std::array<double, kTile> us, vs;
-    Turned(turn_, x, y, count, us.data(), vs.data());
+    kxw::InVectors<Turned>(turn_, x, y, count, us.data(), vs.data());
     int begin = 0, end = count;
     const auto isInside = [&](int i) {
       return IsInside(us[Index(i)], width_) && IsInside(vs[Index(i)], height_);
@@ -233,7 +233,8 @@ class Painter {
     std::fill_n(colors_.begin(), begin, color_);
     std::fill(colors_.begin() + end, colors_.begin() + count, color_);
 
-    FindPlaces(places_, us.data() + begin, vs.data() + begin, end - begin, window_.Rect());
+    kxw::InVectors<FindPlaces>(places_, us.data() + begin, vs.data() + begin, end - begin,
+                               window_.Rect());
     const int stride = window_.Rect().Width();
     Mixtures& m = mixtures_;
     m.count = 0;
@@ -252,7 +253,7 @@ class Painter {
       m.fy[k] = places_.fy[place];
     }
     if (m.count == 0) return;
-    Mix(m);
+    kxw::InVectors<Mix>(m);
     for (std::size_t k = 0; k < Index(m.count); ++k) colors_[Index(m.at[k])] = m.mixed[k];
   }
 

@@ -8,7 +8,7 @@
 #include "kxwcmn/drawing/detail/floodtests.h"
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/host.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace {
 
@@ -47,7 +47,7 @@ class PixelsLikeSeed final : public kxw::OpenPixels {
   static constexpr int kWordBytes = kWord * Depth::kBits / 8;
 
   void Read(int y, u64* bits) const override {
-    AskRow(*this, kxw::ClassicRow(image_, y), image_.GetWidth(), bits);
+    kxw::InVectors<AskRow>(*this, kxw::ClassicRow(image_, y), image_.GetWidth(), bits);
     if (mask_) AskMask(kxw::ClassicRow(*mask_, y), mask_->GetWidth(), bits);
   }
 
@@ -59,8 +59,7 @@ class PixelsLikeSeed final : public kxw::OpenPixels {
       return like_.AskWord(at);
     }
   }
-  KXW_WIDE_VECTORS static void AskRow(const PixelsLikeSeed& self, const BYTE* row, int width,
-                                      u64* bits) {
+  static void AskRow(const PixelsLikeSeed& self, const BYTE* row, int width, u64* bits) {
     ForEachWord<kWordBytes>(row, width, bits,
                             [&](const BYTE* at, u64& word) { word = self.AskWord(at); });
   }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw::stairs {
 
@@ -41,8 +41,7 @@ u64 Compare(const BYTE* a, const BYTE* b, int count) {
 }
 
 /// The borders of a row of pixels, and those between it and the next row.
-KXW_WIDE_VECTORS void ReadRow(const BYTE* row, const BYTE* next, int width, u64* along,
-                              u64* across) {
+void ReadRow(const BYTE* row, const BYTE* next, int width, u64* along, u64* across) {
   for (int x = 0, i = 0; x <= width; x += kWord, ++i) {
     const BYTE* const at = row + std::ptrdiff_t{x} * kPixelBytes;
     const int count = std::min(width - x, kWord);
@@ -103,8 +102,8 @@ Borders FindBorders(const BYTE* base, int rowBytes, int width, int height) {
   Borders borders(height, width);
   for (int y = 0; y < height; ++y) {
     const BYTE* const row = base + std::ptrdiff_t{y} * rowBytes;
-    ReadRow(row, y + 1 < height ? row + rowBytes : nullptr, width, borders.along.Line(y),
-            borders.across.Line(y + 1));
+    kxw::InVectors<ReadRow>(row, y + 1 < height ? row + rowBytes : nullptr, width,
+                            borders.along.Line(y), borders.across.Line(y + 1));
   }
   SetEnds(borders.along, height, width);
   Clear(borders.across, 0);

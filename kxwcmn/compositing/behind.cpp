@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "kxwcmn/compositing/detail/rows.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -43,8 +43,7 @@ inline bool IsAnySeen(const Raw<Word>* over, const Raw<Word>* under, int count) 
 
 /// Most pictures are clear or opaque over large parts, so that a look at a stretch pays.
 template <class Word, Word (*kRule)(Word d, Word s)>
-KXW_WIDE_VECTORS void LayWords(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
-                               int count) {
+void LayWords(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
   constexpr int kStretch = 64;
   auto* over = reinterpret_cast<Raw<Word>*>(to) + toColumn;
   const auto* under = reinterpret_cast<const Raw<Word>*>(from) + fromColumn;
@@ -76,8 +75,7 @@ u64 Color64BehindOrFor(u64 d, u64 s) {
 }
 
 // As through 32 bits, where a grey is its own luminance.
-KXW_WIDE_VECTORS void BehindRow16(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
-                                  int count) {
+void BehindRow16(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
   const RowReader<Depth16> under(from, fromColumn, count), over(to, toColumn, count);
   RowWriter<Depth16> target(to, toColumn, count);
   for (int i = 0; i < count; ++i) {
@@ -97,13 +95,13 @@ RowFunc FindBehindRow(int bits) {
     case 2:
       return BehindRow2;
     case 8:
-      return LayWords<BYTE, SkippedBehind>;
+      return InVectors<LayWords<BYTE, SkippedBehind>>;
     case 16:
-      return BehindRow16;
+      return InVectors<BehindRow16>;
     case 32:
-      return LayWords<DWORD, ColorBehind>;
+      return InVectors<LayWords<DWORD, ColorBehind>>;
     case 64:
-      return LayWords<u64, Color64Behind>;
+      return InVectors<LayWords<u64, Color64Behind>>;
     default:
       return nullptr;
   }
@@ -112,11 +110,11 @@ RowFunc FindBehindRow(int bits) {
 RowFunc FindRawBehindRow(int bits) {
   switch (bits) {
     case 8:
-      return LayWords<BYTE, RawBehind>;
+      return InVectors<LayWords<BYTE, RawBehind>>;
     case 32:
-      return LayWords<DWORD, RawBehind>;
+      return InVectors<LayWords<DWORD, RawBehind>>;
     case 64:
-      return LayWords<u64, RawBehind>;
+      return InVectors<LayWords<u64, RawBehind>>;
     default:
       return nullptr;
   }
@@ -125,9 +123,9 @@ RowFunc FindRawBehindRow(int bits) {
 RowFunc FindTakingBehindRow(int bits) {
   switch (bits) {
     case 32:
-      return LayWords<DWORD, ColorBehindOrFor>;
+      return InVectors<LayWords<DWORD, ColorBehindOrFor>>;
     case 64:
-      return LayWords<u64, Color64BehindOrFor>;
+      return InVectors<LayWords<u64, Color64BehindOrFor>>;
     default:
       return nullptr;
   }

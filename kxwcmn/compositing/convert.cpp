@@ -1,5 +1,5 @@
 #include "kxwcmn/compositing/detail/rows.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -27,8 +27,7 @@ struct Conversion<Depth8, Depth16> {
 };
 
 template <class To, class From>
-KXW_WIDE_VECTORS void ConvertRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
-                                 int count) {
+void ConvertRow(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
   const RowReader<From> source(from, fromColumn, count);
   RowWriter<To> target(to, toColumn, count);
   for (int i = 0; i < count; ++i) target.Set(i, Conversion<To, From>::Of(source[i]));
@@ -38,16 +37,16 @@ KXW_WIDE_VECTORS void ConvertRow(BYTE* to, int toColumn, const BYTE* from, int f
 // Between 32 and 64 bits the channels stand in one order in memory.
 
 template <>
-KXW_WIDE_VECTORS void ConvertRow<Depth32, Depth64>(BYTE* to, int toColumn, const BYTE* from,
-                                                   int fromColumn, int count) {
+void ConvertRow<Depth32, Depth64>(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
+                                  int count) {
   to += ByteOfColumn<Depth32>(toColumn);
   from += ByteOfColumn<Depth64>(fromColumn);
   for (int i = 0; i < 4 * count; ++i) to[i] = from[2 * i + 1];
 }
 
 template <>
-KXW_WIDE_VECTORS void ConvertRow<Depth64, Depth32>(BYTE* to, int toColumn, const BYTE* from,
-                                                   int fromColumn, int count) {
+void ConvertRow<Depth64, Depth32>(BYTE* to, int toColumn, const BYTE* from, int fromColumn,
+                                  int count) {
   to += ByteOfColumn<Depth64>(toColumn);
   from += ByteOfColumn<Depth32>(fromColumn);
   for (int i = 0; i < 4 * count; ++i) to[2 * i] = to[2 * i + 1] = from[i];
@@ -57,8 +56,8 @@ KXW_WIDE_VECTORS void ConvertRow<Depth64, Depth32>(BYTE* to, int toColumn, const
 template <class To, class From>
 void ConvertRowBy32(BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count) {
   BYTE row[kRowBytes<Depth32>];
-  ConvertRow<Depth32, From>(row, 0, from, fromColumn, count);
-  ConvertRow<To, Depth32>(to, toColumn, row, 0, count);
+  InVectors<ConvertRow<Depth32, From>>(row, 0, from, fromColumn, count);
+  InVectors<ConvertRow<To, Depth32>>(to, toColumn, row, 0, count);
 }
 
 template <class To, class From>
@@ -67,7 +66,7 @@ constexpr RowFunc CopyFunc() {
   constexpr bool kBy32 = To::kBits != 32 && From::kBits != 32;
   constexpr bool kGreys =
       From::kBits == 8 ? To::kBits == 16 || To::kBits == 24 : From::kBits == 16 && To::kBits == 8;
-  if constexpr (!kBy32 || kGreys) return ConvertRow<To, From>;
+  if constexpr (!kBy32 || kGreys) return InVectors<ConvertRow<To, From>>;
   return ConvertRowBy32<To, From>;
 }
 

@@ -8,7 +8,7 @@
 #include "kxwcmn/compositing/mixrules_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
 #include "kxwcmn/offscreen/detail/depths.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -28,8 +28,7 @@ struct ReplaceRule {
 /// A rule of densities at 1 and 2 bits: what it leaves is put back as it stands. A run may be of
 /// several rows, which follow one another.
 template <class Depth, class Rule>
-KXW_WIDE_VECTORS void Run8Narrow(BYTE* row, int column, const void* incoming, int count,
-                                 const RunWeight&) {
+void Run8Narrow(BYTE* row, int column, const void* incoming, int count, const RunWeight&) {
   const auto* values = static_cast<const BYTE*>(incoming);
   for (int n; count > 0; count -= n, values += n, row += kRowBytes<Depth>, column = 0) {
     n = std::min(count, KXVOffscreen::kBlockSize - column);
@@ -63,8 +62,8 @@ void Run8<ReplaceRule>(BYTE* row, int column, const void* incoming, int count, c
 
 template <class Rule>
 MixKernel Kernel8(int bits) {
-  return bits == 1   ? &Run8Narrow<Depth1, Rule>
-         : bits == 2 ? &Run8Narrow<Depth2, Rule>
+  return bits == 1   ? InVectors<Run8Narrow<Depth1, Rule>>
+         : bits == 2 ? InVectors<Run8Narrow<Depth2, Rule>>
                      : &Run8<Rule>;
 }
 
@@ -130,8 +129,7 @@ inline void ForRun(BYTE* row, int column, const void* incoming, int count, const
 // Rules that treat red, green and blue alike take the channels in memory order.
 
 template <class Rule>
-KXW_WIDE_VECTORS void Run32(BYTE* row, int column, const void* incoming, int count,
-                            const RunWeight& weight) {
+void Run32(BYTE* row, int column, const void* incoming, int count, const RunWeight& weight) {
   ForRun<DWORD>(row, column, incoming, count, weight, [](DWORD pixel, DWORD color, WORD w) {
     Rule::Mix32(pixel, color, static_cast<BYTE>(w));
     return pixel;
@@ -139,8 +137,7 @@ KXW_WIDE_VECTORS void Run32(BYTE* row, int column, const void* incoming, int cou
 }
 
 template <class Rule>
-KXW_WIDE_VECTORS void Run64(BYTE* row, int column, const void* incoming, int count,
-                            const RunWeight& weight) {
+void Run64(BYTE* row, int column, const void* incoming, int count, const RunWeight& weight) {
   ForRun<u64>(row, column, incoming, count, weight, [](u64 pixel, u64 color, WORD w) {
     Rule::Mix64(pixel, color, w);
     return pixel;
@@ -151,8 +148,7 @@ KXW_WIDE_VECTORS void Run64(BYTE* row, int column, const void* incoming, int cou
 // memory.
 
 template <class Rule>
-KXW_WIDE_VECTORS void RunMask32(BYTE* row, int column, const void* incoming, int count,
-                                const RunWeight& weight) {
+void RunMask32(BYTE* row, int column, const void* incoming, int count, const RunWeight& weight) {
   ForRun<DWORD>(row, column, incoming, count, weight, [](DWORD pixel, DWORD color, WORD w) {
     DWORD mask = pixel >> 24;
     Rule::Mask8(mask, Depth32::SwapRedBlue(color), w & 255u);
@@ -161,8 +157,7 @@ KXW_WIDE_VECTORS void RunMask32(BYTE* row, int column, const void* incoming, int
 }
 
 template <class Rule>
-KXW_WIDE_VECTORS void RunMask64(BYTE* row, int column, const void* incoming, int count,
-                                const RunWeight& weight) {
+void RunMask64(BYTE* row, int column, const void* incoming, int count, const RunWeight& weight) {
   ForRun<u64>(row, column, incoming, count, weight, [](u64 pixel, u64 color, WORD w) {
     DWORD mask = static_cast<DWORD>(pixel >> 48);
     Rule::Mask16(mask, Depth64::SwapRedBlue(color), w);
@@ -195,7 +190,6 @@ constexpr DWORD BlendOpaque(DWORD p, DWORD c) {
   return ~(redBlue | green << 8);  // which makes alpha 255
 }
 
-KXW_WIDE_VECTORS
 void BlendOverOpaque(Word32* __restrict pixels, const Word32* __restrict colors, int count) {
   for (int i = 0; i < count; ++i) pixels[i] = BlendOpaque(pixels[i], colors[i]);
 }
@@ -209,7 +203,6 @@ void BlendOverOpaque(Word32* __restrict pixels, const Word32* __restrict colors,
 /// that it gives is right or, as trying all numbers shows, one too high, which the remainder tells.
 /// Only where q ends on a half exactly do the doubles decide by their own rounding; such pixels,
 /// some in ten thousand, go through the rule itself.
-KXW_WIDE_VECTORS
 void BlendOverAny(Word32* __restrict pixels, const Word32* __restrict colors, int count) {
   DWORD mixed[kStretch], tied[kStretch], anyTied = 0;
   for (int i = 0; i < count; ++i) {
@@ -255,7 +248,6 @@ struct Alphas {
   DWORD under;     // of the pixels, ANDed
 };
 
-KXW_WIDE_VECTORS
 Alphas LookAtAlphas(const Word32* pixels, const Word32* colors, int count) {
   DWORD any = 0, all = ~0u, under = ~0u;
   for (int i = 0; i < count; ++i) {
@@ -283,16 +275,16 @@ void BlendEdge(Word32* pixels, const Word32* colors, int count) {
     std::memcpy(pixels + last, colors + last,
                 static_cast<std::size_t>(count - last) * sizeof(Word32));
   }
-  if (first < last) BlendOverAny(pixels + first, colors + first, last - first);
+  if (first < last) InVectors<BlendOverAny>(pixels + first, colors + first, last - first);
 }
 
 void BlendStretch(Word32* pixels, const Word32* colors, int count) {
-  const Alphas alphas = LookAtAlphas(pixels, colors, count);
+  const Alphas alphas = InVectors<LookAtAlphas>(pixels, colors, count);
   if (alphas.any == 0) return;
   if (alphas.all == 255) {
     std::memcpy(pixels, colors, static_cast<std::size_t>(count) * sizeof(Word32));
   } else if (alphas.under == 255) {
-    BlendOverOpaque(pixels, colors, count);
+    InVectors<BlendOverOpaque>(pixels, colors, count);
   } else {
     BlendEdge(pixels, colors, count);
   }
@@ -329,7 +321,6 @@ constexpr u64 Blend64(u64 p, u64 c) {
   return (p & isClear) | (result & ~isClear);
 }
 
-KXW_WIDE_VECTORS
 void RunBlend64(BYTE* row, int column, const void* incoming, int count, const RunWeight& weight) {
   ForRun<u64>(row, column, incoming, count, weight,
               [](u64 pixel, u64 color, WORD) { return Blend64(pixel, color); });
@@ -346,19 +337,20 @@ struct RuleKernels {
 
 const RuleKernels kRules[] = {
     {typeid(KXPixelMixer), Kernel8<ReplaceRule>, RunReplace<DWORD>, RunReplace<u64>},
-    {typeid(KXPixelMixerBlend), Kernel8<BlendRule>, RunBlend32, RunBlend64},
-    {typeid(KXPixelMixerWeightCopy), Kernel8<ReplaceRule>, Run32<WeightCopyRule>,
-     Run64<WeightCopyRule>},
-    {typeid(KXPixelMixerCompDark), Kernel8<CompDarkRule>, Run32<CompDarkRule>, Run64<CompDarkRule>},
-    {typeid(KXPixelMixerCompLight), Kernel8<CompLightRule>, Run32<CompLightRule>,
-     Run64<CompLightRule>},
+    {typeid(KXPixelMixerBlend), Kernel8<BlendRule>, RunBlend32, InVectors<RunBlend64>},
+    {typeid(KXPixelMixerWeightCopy), Kernel8<ReplaceRule>, InVectors<Run32<WeightCopyRule>>,
+     InVectors<Run64<WeightCopyRule>>},
+    {typeid(KXPixelMixerCompDark), Kernel8<CompDarkRule>, InVectors<Run32<CompDarkRule>>,
+     InVectors<Run64<CompDarkRule>>},
+    {typeid(KXPixelMixerCompLight), Kernel8<CompLightRule>, InVectors<Run32<CompLightRule>>,
+     InVectors<Run64<CompLightRule>>},
     {typeid(KXPixelMixerAdd), Kernel8<AddRule>, RunReplace<DWORD>, RunReplace<u64>},
-    {typeid(KXPixelMixerAlphaCopy), Kernel8<ReplaceRule>, RunMask32<AlphaCopyRule>,
-     RunMask64<AlphaCopyRule>},
-    {typeid(KXPixelMixerAlphaBlend), Kernel8<AlphaBlendRule>, RunMask32<AlphaBlendRule>,
-     RunMask64<AlphaBlendRule>},
-    {typeid(KXPixelMixerAlphaWeightCopy), Kernel8<ReplaceRule>, RunMask32<AlphaWeightCopyRule>,
-     RunMask64<AlphaWeightCopyRule>},
+    {typeid(KXPixelMixerAlphaCopy), Kernel8<ReplaceRule>, InVectors<RunMask32<AlphaCopyRule>>,
+     InVectors<RunMask64<AlphaCopyRule>>},
+    {typeid(KXPixelMixerAlphaBlend), Kernel8<AlphaBlendRule>, InVectors<RunMask32<AlphaBlendRule>>,
+     InVectors<RunMask64<AlphaBlendRule>>},
+    {typeid(KXPixelMixerAlphaWeightCopy), Kernel8<ReplaceRule>,
+     InVectors<RunMask32<AlphaWeightCopyRule>>, InVectors<RunMask64<AlphaWeightCopyRule>>},
 };
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/platform/error.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {

@@ -4,7 +4,7 @@
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/offscreen/autolock.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // What is painted under an image, in its own pixels.
 
@@ -56,7 +56,7 @@ void ReadDensities(const BYTE* row, int column, int count, BYTE* densities) {
 }
 
 template <class Depth>
-KXW_WIDE_VECTORS void PaintRowUnder(BYTE* row, int column, int count, const BYTE* densities) {
+void PaintRowUnder(BYTE* row, int column, int count, const BYTE* densities) {
   const kxw::RowReader<Depth> pixels(row, column, count);
   kxw::RowWriter<Depth> target(row, column, count);
   for (int i = 0; i < count; ++i) {
@@ -76,14 +76,14 @@ void PaintUnder(KXVOffscreen& image, KXVOffscreen& mask, const KXRect& area, Den
                         [read](BYTE* to, int column, const BYTE* from, int, int count, int, int) {
                           BYTE densities[kSize];
                           read(from, column, count, densities);
-                          PaintRowUnder<Depth>(to, column, count, densities);
+                          kxw::InVectors<PaintRowUnder<Depth>>(to, column, count, densities);
                         });
   }
 }
 
 // --- No white -----------------------------------------------------------------------------------
 
-KXW_WIDE_VECTORS void DropWhite(BYTE* row, int column, int count) {
+void DropWhite(BYTE* row, int column, int count) {
   const kxw::RowReader<kxw::Depth32> pixels(row, column, count);
   kxw::RowWriter<kxw::Depth32> target(row, column, count);
   for (int i = 0; i < count; ++i) {
@@ -185,7 +185,7 @@ void KXVOffscreen::ChangeWhiteToTrans(const KXRect& rect) {
   for (KXRect part; blocks.GetNextBlock(part);) {
     if (!GetBlockExist(part.left, part.top)) continue;
     kxw::ForEachRow(*this, part, false, [](BYTE* row, int column, int count, int /*y*/) {
-      DropWhite(row, column, count);
+      kxw::InVectors<DropWhite>(row, column, count);
     });
   }
 }

@@ -9,7 +9,7 @@
 #include "kxwcmn/compositing/voffpixelmixer.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/offscreen/autolock.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace {
 
@@ -74,7 +74,7 @@ class MaskRow {
 };
 
 /// Tells of words of 32 bits which ones have an alpha and are not of a colour.
-KXW_WIDE_VECTORS void FindLaid(const BYTE* words, int count, DWORD ignored, BYTE* isLaid) {
+void FindLaid(const BYTE* words, int count, DWORD ignored, BYTE* isLaid) {
   const kxw::RowReader<kxw::Depth32> pixels(words, 0, count);
   for (int i = 0; i < count; ++i) {
     const DWORD color = pixels[i];
@@ -98,7 +98,7 @@ class ColorRow {
       read_(converted_, 0, row, column, count);
       words_ = converted_;
     }
-    FindLaid(words_, count, ignored_, isLaid);
+    kxw::InVectors<FindLaid>(words_, count, ignored_, isLaid);
   }
   KXComplexColor ColorAt(int i) const {
     return KXComplexColor(bits_, kxw::Depth32::Load(words_ + 4 * i, 0));

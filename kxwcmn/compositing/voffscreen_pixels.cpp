@@ -10,7 +10,7 @@
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/offscreen/detail/streamrow.h"
 #include "kxwcmn/offscreen/voffscreen.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // The walk cuts a rectangle into runs of pixels that lie in one row of one block; a codec, chosen
 // once a call, brings a run from the block into the caller's rows and back.
@@ -157,8 +157,7 @@ struct FormatCodec {
   static constexpr int kBits = 8 * sizeof(Value);
   static constexpr BYTE kNothing = Format::kNothing;
 
-  KXW_WIDE_VECTORS static void Read(const BYTE* row, int column, int count, BYTE* to,
-                                    std::ptrdiff_t index) {
+  static void Read(const BYTE* row, int column, int count, BYTE* to, std::ptrdiff_t index) {
     to += index * static_cast<std::ptrdiff_t>(sizeof(Value));
     const kxw::RowReader<Depth> source(row, column, count);
     for (int i = 0; i < count; ++i) {
@@ -166,8 +165,7 @@ struct FormatCodec {
       std::memcpy(to + i * static_cast<int>(sizeof value), &value, sizeof value);
     }
   }
-  KXW_WIDE_VECTORS static void Write(BYTE* row, int column, int count, const BYTE* from,
-                                     std::ptrdiff_t index) {
+  static void Write(BYTE* row, int column, int count, const BYTE* from, std::ptrdiff_t index) {
     from += index * static_cast<std::ptrdiff_t>(sizeof(Value));
     kxw::RowWriter<Depth> target(row, column, count);
     for (int i = 0; i < count; ++i) {
@@ -190,7 +188,12 @@ struct FormatCodec<kxw::Depth64, Bgra16> : NativeCodec<kxw::Depth64> {};
 template <class Depth, class Row>
 constexpr Codec MakeCodec() {
   constexpr bool kCopies = Row::kBits >= 8 && std::is_base_of_v<NativeCodec<Depth>, Row>;
-  return {Row::kBits, Row::kNothing, kHole<Depth>, kCopies, Row::Read, Row::Write};
+  return {Row::kBits,
+          Row::kNothing,
+          kHole<Depth>,
+          kCopies,
+          kxw::InVectors<Row::Read>,
+          kxw::InVectors<Row::Write>};
 }
 
 /// The codec of a depth and a format; that of 0 bits if either is none.

@@ -3,7 +3,7 @@
 #include "kxwcmn/compositing/detail/blockwalk.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/offscreen/autolock.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // Reducing an image to greys, or by dither to black, white and nothing: the source's rows become
 // bytes first, and those the destination's pixels.
@@ -29,7 +29,7 @@ void ForEachSourceRow(KXVOffscreen& dst, KXVOffscreen& src, const kxw::CopyArea&
 using LuminanceFunc = void (*)(const BYTE* row, int column, int count, BYTE* luminances);
 
 template <class Depth>
-KXW_WIDE_VECTORS void ReadLuminances(const BYTE* row, int column, int count, BYTE* luminances) {
+void ReadLuminances(const BYTE* row, int column, int count, BYTE* luminances) {
   const kxw::RowReader<Depth> pixels(row, column, count);
   for (int i = 0; i < count; ++i) {
     luminances[i] = static_cast<BYTE>(kxw::LuminanceOf(Depth::To24(pixels[i])));
@@ -69,8 +69,7 @@ class Thresholds {
 using CodeFunc = void (*)(const BYTE* row, int column, int count, const BYTE* least, BYTE* codes);
 
 template <class Depth, bool kSorts>
-KXW_WIDE_VECTORS void DitherCodes(const BYTE* row, int column, int count, const BYTE* least,
-                                  BYTE* codes) {
+void DitherCodes(const BYTE* row, int column, int count, const BYTE* least, BYTE* codes) {
   // Each in a loop of its own, for vectors of bytes.
   BYTE alphas[kSize], densities[kSize];
   const kxw::RowReader<Depth> pixels(row, column, count);
@@ -103,15 +102,17 @@ CodeFunc CodesOf(int bitCount, int useMask) {
     case 2:
       return PlainCodes<kxw::Depth2, kxw::Depth2::To2>;
     case 8:
-      return DitherCodes<kxw::Depth8, false>;
+      return kxw::InVectors<DitherCodes<kxw::Depth8, false>>;
     case 16:
-      return useMask ? DitherCodes<kxw::Depth16, false> : DitherCodes<kxw::Depth16, true>;
+      return useMask ? kxw::InVectors<DitherCodes<kxw::Depth16, false>>
+                     : kxw::InVectors<DitherCodes<kxw::Depth16, true>>;
     case 24:
-      return DitherCodes<kxw::Depth24, false>;
+      return kxw::InVectors<DitherCodes<kxw::Depth24, false>>;
     case 32:
-      return useMask ? DitherCodes<kxw::Depth32, false> : DitherCodes<kxw::Depth32, true>;
+      return useMask ? kxw::InVectors<DitherCodes<kxw::Depth32, false>>
+                     : kxw::InVectors<DitherCodes<kxw::Depth32, true>>;
     case 64:
-      return DitherCodes<kxw::Depth64, false>;
+      return kxw::InVectors<DitherCodes<kxw::Depth64, false>>;
     default:
       return nullptr;
   }
@@ -136,8 +137,9 @@ void KXVOffscreen::Grayish(int dstX, int dstY, int width, int height, KXVOffscre
   }
   kxw::CopyArea area;
   if (!src || !kxw::CutCopyArea(*this, dstX, dstY, width, height, *src, srcX, srcY, area)) return;
-  const LuminanceFunc read = kxw::WithDepth(
-      src->bitCount_, [](auto depth) -> LuminanceFunc { return ReadLuminances<decltype(depth)>; });
+  const LuminanceFunc read = kxw::WithDepth(src->bitCount_, [](auto depth) -> LuminanceFunc {
+    return kxw::InVectors<ReadLuminances<decltype(depth)>>;
+  });
   if (!read) return;
   std::unique_ptr<KXVOffscreen> snapshot;
   if (src == this) snapshot = kxw::MakeSnapshot(*this, area.source);

@@ -2,12 +2,12 @@
 
 #include <cstring>
 
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
+namespace {
 
-KXW_WIDE_VECTORS
-bool IsUniformRun(const BYTE* at, std::size_t bytes, u64 value, u64 used) {
+bool IsUniform(const BYTE* at, std::size_t bytes, u64 value, u64 used) {
   // Long stretches are looked at without a branch.
   constexpr std::size_t kStretch = 4096;
   const auto differenceAt = [value](const BYTE* p) {
@@ -23,6 +23,12 @@ bool IsUniformRun(const BYTE* at, std::size_t bytes, u64 value, u64 used) {
   u64 seen = 0;
   for (std::size_t i = 0; i < bytes; i += sizeof(u64)) seen |= differenceAt(at + i);
   return (seen & used) == 0;
+}
+
+}  // namespace
+
+bool IsUniformRun(const BYTE* at, std::size_t bytes, u64 value, u64 used) {
+  return InVectors<IsUniform>(at, bytes, value, used);
 }
 
 }  // namespace kxw

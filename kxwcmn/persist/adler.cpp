@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "kxwcmn/persist/adler_internal.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // zlib's own sum takes half of the time of reading flat colours: it goes byte by byte. The checksum
 // is the sum of all bytes, and the sum of that sum after every byte. In rows of 64 bytes the latter
@@ -20,7 +20,6 @@ struct RowSums {
   DWORD bytes, sums;
 };
 
-KXW_WIDE_VECTORS
 RowSums SumRows(const BYTE* data, std::size_t rows) {
   WORD column[kColumns] = {};   // of the rows so far
   DWORD before[kColumns] = {};  // of `column` at the start of every row
@@ -42,7 +41,7 @@ DWORD Adler32(const BYTE* data, std::size_t size) {
   DWORD bytes = 1, sums = 0;
   while (size >= kColumns) {
     const std::size_t rows = std::min(size / kColumns, kMaxRows);
-    const RowSums added = SumRows(data, rows);
+    const RowSums added = InVectors<SumRows>(data, rows);
     const std::size_t count = rows * kColumns;
     sums = static_cast<DWORD>((sums + u64{bytes} * count + added.sums) % kModulus);
     bytes = (bytes + added.bytes) % kModulus;

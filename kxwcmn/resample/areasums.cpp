@@ -4,7 +4,7 @@
 #include <type_traits>
 
 #include "kxwcmn/platform/number.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -154,60 +154,41 @@ inline void RoundExact(WORD* out, const Real* lanes, int count, double scale, do
 
 }  // namespace
 
-template <>
-KXW_WIDE_VECTORS void SumAreaRows<float, BYTE>(float* sums, const BYTE* rows,
-                                               std::ptrdiff_t rowBytes, const AreaSpan& span,
-                                               int count) {
-  SumRows<float, BYTE>(sums, rows, rowBytes, span, count);
+template <class Real, class Sample>
+void SumAreaRows(Real* sums, const BYTE* rows, std::ptrdiff_t rowBytes, const AreaSpan& span,
+                 int count) {
+  InVectors<SumRows<Real, Sample>>(sums, rows, rowBytes, span, count);
 }
-template <>
-KXW_WIDE_VECTORS void SumAreaRows<double, BYTE>(double* sums, const BYTE* rows,
-                                                std::ptrdiff_t rowBytes, const AreaSpan& span,
-                                                int count) {
-  SumRows<double, BYTE>(sums, rows, rowBytes, span, count);
-}
-template <>
-KXW_WIDE_VECTORS void SumAreaRows<double, WORD>(double* sums, const BYTE* rows,
-                                                std::ptrdiff_t rowBytes, const AreaSpan& span,
-                                                int count) {
-  SumRows<double, WORD>(sums, rows, rowBytes, span, count);
-}
+template void SumAreaRows<float, BYTE>(float*, const BYTE*, std::ptrdiff_t, const AreaSpan&, int);
+template void SumAreaRows<double, BYTE>(double*, const BYTE*, std::ptrdiff_t, const AreaSpan&, int);
+template void SumAreaRows<double, WORD>(double*, const BYTE*, std::ptrdiff_t, const AreaSpan&, int);
 
-#define KXW_ADD_COLUMNS(Real, kChannels)                                                    \
-  template <>                                                                               \
-  KXW_WIDE_VECTORS void AddAreaColumns<Real, kChannels>(Real * results, const Real* sums,   \
-                                                        const AreaColumns<Real>& columns) { \
-    AddColumns<Real, kChannels>(results, sums, columns);                                    \
-  }
-KXW_ADD_COLUMNS(float, 1)
-KXW_ADD_COLUMNS(float, 2)
-KXW_ADD_COLUMNS(float, 3)
-KXW_ADD_COLUMNS(float, 4)
-KXW_ADD_COLUMNS(double, 1)
-KXW_ADD_COLUMNS(double, 2)
-KXW_ADD_COLUMNS(double, 3)
-KXW_ADD_COLUMNS(double, 4)
-#undef KXW_ADD_COLUMNS
+template <class Real, int kChannels>
+void AddAreaColumns(Real* results, const Real* sums, const AreaColumns<Real>& columns) {
+  InVectors<AddColumns<Real, kChannels>>(results, sums, columns);
+}
+template void AddAreaColumns<float, 1>(float*, const float*, const AreaColumns<float>&);
+template void AddAreaColumns<float, 2>(float*, const float*, const AreaColumns<float>&);
+template void AddAreaColumns<float, 3>(float*, const float*, const AreaColumns<float>&);
+template void AddAreaColumns<float, 4>(float*, const float*, const AreaColumns<float>&);
+template void AddAreaColumns<double, 1>(double*, const double*, const AreaColumns<double>&);
+template void AddAreaColumns<double, 2>(double*, const double*, const AreaColumns<double>&);
+template void AddAreaColumns<double, 3>(double*, const double*, const AreaColumns<double>&);
+template void AddAreaColumns<double, 4>(double*, const double*, const AreaColumns<double>&);
 
-template <>
-KXW_WIDE_VECTORS u64 RoundAreaLanes<float>(WORD* out, const float* lanes, int count, float scale,
-                                           float doubt, int limit) {
-  return RoundLanes(out, lanes, count, scale, doubt, limit);
+template <class Real>
+u64 RoundAreaLanes(WORD* out, const Real* lanes, int count, Real scale, Real doubt, int limit) {
+  return InVectors<RoundLanes<Real>>(out, lanes, count, scale, doubt, limit);
 }
-template <>
-KXW_WIDE_VECTORS u64 RoundAreaLanes<double>(WORD* out, const double* lanes, int count, double scale,
-                                            double doubt, int limit) {
-  return RoundLanes(out, lanes, count, scale, doubt, limit);
+template u64 RoundAreaLanes(WORD*, const float*, int, float, float, int);
+template u64 RoundAreaLanes(WORD*, const double*, int, double, double, int);
+
+template <class Real>
+void RoundExactLanes(WORD* out, const Real* lanes, int count, double scale, double spread,
+                     int limit) {
+  InVectors<RoundExact<Real>>(out, lanes, count, scale, spread, limit);
 }
-template <>
-KXW_WIDE_VECTORS void RoundExactLanes<float>(WORD* out, const float* lanes, int count, double scale,
-                                             double spread, int limit) {
-  RoundExact(out, lanes, count, scale, spread, limit);
-}
-template <>
-KXW_WIDE_VECTORS void RoundExactLanes<double>(WORD* out, const double* lanes, int count,
-                                              double scale, double spread, int limit) {
-  RoundExact(out, lanes, count, scale, spread, limit);
-}
+template void RoundExactLanes(WORD*, const float*, int, double, double, int);
+template void RoundExactLanes(WORD*, const double*, int, double, double, int);
 
 }  // namespace kxw

@@ -1,15 +1,16 @@
 #include "kxwcmn/resample/detail/bilinear.h"
 
 #include "kxwcmn/offscreen/detail/depths.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 // The loops run over pixels, and so several of one channel are mixed at a time. Each goes through
 // the defined order of operations, and no result depends on its neighbours.
 
 namespace kxw {
+namespace {
 
-KXW_WIDE_VECTORS void FindMixPlaces(const TurnedPlaces& turned, int x, int y, int count,
-                                    const KXRect& window, MixPlaces& places) {
+void FindPlaces(const TurnedPlaces& turned, int x, int y, int count, const KXRect& window,
+                MixPlaces& places) {
   const TurnedPlaces turn = turned;
   const auto isInside = [&turn, x, y](int i) {
     const double sx = turn.U(x + i, y), sy = turn.V(x + i, y);
@@ -30,8 +31,6 @@ KXW_WIDE_VECTORS void FindMixPlaces(const TurnedPlaces& turned, int x, int y, in
     places.fy[i] = sy - v;
   }
 }
-
-namespace {
 
 template <class Word>
 struct Neighbours {
@@ -74,21 +73,31 @@ inline void Mix(const Word* window, int stride, const MixPlaces& places, Word* m
   for (int i = first; i < end; ++i) isStored[i] = left[i] == 0;
 }
 
-}  // namespace
-
-template <>
-KXW_WIDE_VECTORS void MixRow<DWORD>(const DWORD* window, int stride, const MixPlaces& places,
-                                    DWORD* mixed, BYTE* isStored) {
-  Mix<DWORD>(window, stride, places, mixed, isStored);
-}
-
-template <>
-KXW_WIDE_VECTORS void MixRow<u64>(const u64* window, int stride, const MixPlaces& places,
-                                  u64* mixed, BYTE* isStored) {
+void MixOpaque64(const u64* window, int stride, const MixPlaces& places, u64* mixed,
+                 BYTE* isStored) {
   Mix<u64>(window, stride, places, mixed, isStored);
   for (int i = places.first; i < places.end; ++i) {
     mixed[i] = Depth64::SwapRedBlue(mixed[i] | 0xFFFF000000000000);
   }
+}
+
+}  // namespace
+
+void FindMixPlaces(const TurnedPlaces& turned, int x, int y, int count, const KXRect& window,
+                   MixPlaces& places) {
+  InVectors<FindPlaces>(turned, x, y, count, window, places);
+}
+
+template <>
+void MixRow<DWORD>(const DWORD* window, int stride, const MixPlaces& places, DWORD* mixed,
+                   BYTE* isStored) {
+  InVectors<Mix<DWORD>>(window, stride, places, mixed, isStored);
+}
+
+template <>
+void MixRow<u64>(const u64* window, int stride, const MixPlaces& places, u64* mixed,
+                 BYTE* isStored) {
+  InVectors<MixOpaque64>(window, stride, places, mixed, isStored);
 }
 
 }  // namespace kxw

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -39,14 +39,17 @@ u64 Lanes(const WORD* at) {
   return lanes;
 }
 
-}  // namespace
-
-KXW_WIDE_VECTORS void SumRows(const BYTE* row, std::ptrdiff_t rowBytes, int rows, int count,
-                              WORD* sums) {
+void AddAllRows(const BYTE* row, std::ptrdiff_t rowBytes, int rows, int count, WORD* sums) {
   AddSomeRows<true>(row, rowBytes, std::min(rows, 4), count, sums);
   for (int done = 4; done < rows; done += 4) {
     AddSomeRows<false>(row + done * rowBytes, rowBytes, std::min(rows - done, 4), count, sums);
   }
+}
+
+}  // namespace
+
+void SumRows(const BYTE* row, std::ptrdiff_t rowBytes, int rows, int count, WORD* sums) {
+  InVectors<AddAllRows>(row, rowBytes, rows, count, sums);
 }
 
 BoxColumns::BoxColumns(int from, int count) : count_(count), shortest_(std::max(from / count, 1)) {
@@ -94,8 +97,7 @@ void SumLanes(const WORD* sums, const BoxColumns& columns, WORD* boxes) {
 
 // With half a step added the product is at least 1/514 away from any whole number, and the errors
 // of factor and product together are below 1/32768.
-KXW_WIDE_VECTORS void DivideSums(const WORD* sums, const float* factors, int count,
-                                 BYTE* quotients) {
+void DivideSums(const WORD* sums, const float* factors, int count, BYTE* quotients) {
   for (int i = 0; i < count; ++i) {
     const float sum = static_cast<float>(static_cast<int>(sums[i])) + 0.5f;
     quotients[i] = static_cast<BYTE>(static_cast<int>(sum * factors[i]));
@@ -113,7 +115,7 @@ void BoxAverage::Take(const WORD* sums, int rows, BYTE* pixels) {
 void BoxAverage::TakeSmall(const WORD* sums, int rows, BYTE* pixels) {
   WORD boxes[4 * kMostColumns];
   SumLanes(sums, columns_, boxes);
-  DivideSums(boxes, FactorsFor(rows), 4 * columns_.Count(), pixels);
+  InVectors<DivideSums>(boxes, FactorsFor(rows), 4 * columns_.Count(), pixels);
 }
 
 void BoxAverage::TakeLarge(const WORD* sums, int rows, BYTE* pixels) const {
@@ -144,16 +146,22 @@ const float* BoxAverage::FactorsFor(int rows) {
 }
 
 namespace {
-using Word KX_MAY_ALIAS = DWORD;
-}  // namespace
 
-KXW_WIDE_VECTORS void DropTransparent(BYTE* row, int count, WORD* counts) {
+using Word KX_MAY_ALIAS = DWORD;
+
+void DropAndCount(BYTE* row, int count, WORD* counts) {
   auto* const words = reinterpret_cast<Word*>(row);
   for (int i = 0; i < count; ++i) {
     const DWORD isDrawn = words[i] >> 24 != 0;
     words[i] &= 0 - isDrawn;
     counts[i] = static_cast<WORD>(counts[i] + isDrawn);
   }
+}
+
+}  // namespace
+
+void DropTransparent(BYTE* row, int count, WORD* counts) {
+  InVectors<DropAndCount>(row, count, counts);
 }
 
 void AverageDrawn(const WORD* sums, const WORD* counts, const BoxColumns& columns, int rows,

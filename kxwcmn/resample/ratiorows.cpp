@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "kxwcmn/offscreen/voffscreen.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -25,17 +25,18 @@ inline void SumRows(Sum* sums, const BYTE* const* rows, int count) {
   }
 }
 
-}  // namespace
+template <class Word, int kRatio>
+void Average(BYTE* out, const BYTE* const* rows, int count);
 
 template <>
-KXW_WIDE_VECTORS void AverageRows<BYTE, 2>(BYTE* out, const BYTE* const* rows, int count) {
+void Average<BYTE, 2>(BYTE* out, const BYTE* const* rows, int count) {
   WORD sums[2 * KXVOffscreen::kBlockSize];
   SumRows<2, WORD, BYTE>(sums, rows, 2 * count);
   for (int i = 0; i < count; ++i) out[i] = static_cast<BYTE>((sums[2 * i] + sums[2 * i + 1]) >> 2);
 }
 
 template <>
-KXW_WIDE_VECTORS void AverageRows<BYTE, 4>(BYTE* out, const BYTE* const* rows, int count) {
+void Average<BYTE, 4>(BYTE* out, const BYTE* const* rows, int count) {
   WORD sums[4 * KXVOffscreen::kBlockSize];
   SumRows<4, WORD, BYTE>(sums, rows, 4 * count);
   for (int i = 0; i < count; ++i) {
@@ -45,8 +46,6 @@ KXW_WIDE_VECTORS void AverageRows<BYTE, 4>(BYTE* out, const BYTE* const* rows, i
 }
 
 // A pixel's four sums of 16 bits lie in one word of 64: no sum reaches the next channel's bits.
-
-namespace {
 
 /// The four sums of a pixel.
 inline u64 SumsOf(const WORD* sums, int pixel) {
@@ -62,12 +61,10 @@ constexpr DWORD PackChannels(u64 channels) {
   return static_cast<DWORD>(channels | channels >> 16);
 }
 
-}  // namespace
-
 // Two pixels of a row are one word. Every other channel of them has 16 bits to grow in, and what
 // comes down from the second pixel is added to the first.
 template <>
-KXW_WIDE_VECTORS void AverageRows<DWORD, 2>(BYTE* out, const BYTE* const* rows, int count) {
+void Average<DWORD, 2>(BYTE* out, const BYTE* const* rows, int count) {
   constexpr u64 kEven = 0x00FF00FF00FF00FF;
   auto* to = reinterpret_cast<Raw<DWORD>*>(out);
   for (int i = 0; i < count; ++i) {
@@ -82,7 +79,7 @@ KXW_WIDE_VECTORS void AverageRows<DWORD, 2>(BYTE* out, const BYTE* const* rows, 
 }
 
 template <>
-KXW_WIDE_VECTORS void AverageRows<DWORD, 4>(BYTE* out, const BYTE* const* rows, int count) {
+void Average<DWORD, 4>(BYTE* out, const BYTE* const* rows, int count) {
   WORD sums[16 * KXVOffscreen::kBlockSize];
   SumRows<4, WORD, BYTE>(sums, rows, 16 * count);
   auto* to = reinterpret_cast<Raw<DWORD>*>(out);
@@ -92,8 +89,6 @@ KXW_WIDE_VECTORS void AverageRows<DWORD, 4>(BYTE* out, const BYTE* const* rows, 
     to[i] = PackChannels((left + right) >> 4);
   }
 }
-
-namespace {
 
 template <int kRatio>
 inline void AverageWords(BYTE* out, const BYTE* const* rows, int count) {
@@ -110,8 +105,17 @@ inline void AverageWords(BYTE* out, const BYTE* const* rows, int count) {
   }
 }
 
+template <>
+void Average<u64, 2>(BYTE* out, const BYTE* const* rows, int count) {
+  AverageWords<2>(out, rows, count);
+}
+template <>
+void Average<u64, 4>(BYTE* out, const BYTE* const* rows, int count) {
+  AverageWords<4>(out, rows, count);
+}
+
 template <class Word, int kRatio>
-inline void Repeat(BYTE* out, const BYTE* from, int count) {
+void Repeat(BYTE* out, const BYTE* from, int count) {
   auto* to = reinterpret_cast<Raw<Word>*>(out);
   const auto* pixels = reinterpret_cast<const Raw<Word>*>(from);
   for (int i = 0; i < count; ++i) {
@@ -121,38 +125,27 @@ inline void Repeat(BYTE* out, const BYTE* from, int count) {
 
 }  // namespace
 
-template <>
-KXW_WIDE_VECTORS void AverageRows<u64, 2>(BYTE* out, const BYTE* const* rows, int count) {
-  AverageWords<2>(out, rows, count);
-}
-template <>
-KXW_WIDE_VECTORS void AverageRows<u64, 4>(BYTE* out, const BYTE* const* rows, int count) {
-  AverageWords<4>(out, rows, count);
+template <class Word, int kRatio>
+void AverageRows(BYTE* out, const BYTE* const* rows, int count) {
+  InVectors<Average<Word, kRatio>>(out, rows, count);
 }
 
-template <>
-KXW_WIDE_VECTORS void RepeatPixels<BYTE, 2>(BYTE* out, const BYTE* from, int count) {
-  Repeat<BYTE, 2>(out, from, count);
+template <class Word, int kRatio>
+void RepeatPixels(BYTE* out, const BYTE* from, int count) {
+  InVectors<Repeat<Word, kRatio>>(out, from, count);
 }
-template <>
-KXW_WIDE_VECTORS void RepeatPixels<BYTE, 4>(BYTE* out, const BYTE* from, int count) {
-  Repeat<BYTE, 4>(out, from, count);
-}
-template <>
-KXW_WIDE_VECTORS void RepeatPixels<DWORD, 2>(BYTE* out, const BYTE* from, int count) {
-  Repeat<DWORD, 2>(out, from, count);
-}
-template <>
-KXW_WIDE_VECTORS void RepeatPixels<DWORD, 4>(BYTE* out, const BYTE* from, int count) {
-  Repeat<DWORD, 4>(out, from, count);
-}
-template <>
-KXW_WIDE_VECTORS void RepeatPixels<u64, 2>(BYTE* out, const BYTE* from, int count) {
-  Repeat<u64, 2>(out, from, count);
-}
-template <>
-KXW_WIDE_VECTORS void RepeatPixels<u64, 4>(BYTE* out, const BYTE* from, int count) {
-  Repeat<u64, 4>(out, from, count);
-}
+
+template void AverageRows<BYTE, 2>(BYTE*, const BYTE* const*, int);
+template void AverageRows<BYTE, 4>(BYTE*, const BYTE* const*, int);
+template void AverageRows<DWORD, 2>(BYTE*, const BYTE* const*, int);
+template void AverageRows<DWORD, 4>(BYTE*, const BYTE* const*, int);
+template void AverageRows<u64, 2>(BYTE*, const BYTE* const*, int);
+template void AverageRows<u64, 4>(BYTE*, const BYTE* const*, int);
+template void RepeatPixels<BYTE, 2>(BYTE*, const BYTE*, int);
+template void RepeatPixels<BYTE, 4>(BYTE*, const BYTE*, int);
+template void RepeatPixels<DWORD, 2>(BYTE*, const BYTE*, int);
+template void RepeatPixels<DWORD, 4>(BYTE*, const BYTE*, int);
+template void RepeatPixels<u64, 2>(BYTE*, const BYTE*, int);
+template void RepeatPixels<u64, 4>(BYTE*, const BYTE*, int);
 
 }  // namespace kxw

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kxwcmn/compositing/detail/rows.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 namespace {
@@ -96,7 +96,7 @@ void CopySteps(BYTE* to, int toRowBytes, const BYTE* from, int along, int down, 
 
 /// A row's pixels in the opposite order; `from` is the one that comes first.
 template <int kBytes>
-KXW_WIDE_VECTORS void ReverseRow(BYTE* to, const BYTE* from, int count) {
+void ReverseRow(BYTE* to, const BYTE* from, int count) {
   using Raw = typename RawOf<kBytes>::Type;
   auto* const target = reinterpret_cast<Raw*>(to);
   const auto* const source = reinterpret_cast<const Raw*>(from) - (count - 1);
@@ -115,7 +115,7 @@ void TurnBytes(const TurnPiece& piece) {
     for (int y = 0; y < piece.height; ++y) {
       const BYTE* const row = from + y * StepDown(kTurn) * kStride;
       if constexpr (kTurn == Turn::kMirrorX) {
-        ReverseRow<kBytes>(to + y * kStride, row, piece.width);
+        kxw::InVectors<ReverseRow<kBytes>>(to + y * kStride, row, piece.width);
       } else {
         std::memcpy(to + y * kStride, row, static_cast<std::size_t>(piece.width * kBytes));
       }

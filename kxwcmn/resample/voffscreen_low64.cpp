@@ -10,7 +10,7 @@
 #include "kxwcmn/core/outofmemory_internal.h"
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 #include "kxwcmn/resample/detail/scale.h"
 
 // The fast change of size into 64 bits. Its boxes know no blocks: for each block of the destination
@@ -33,7 +33,7 @@ struct Span {
 };
 
 /// Adds the four words of each of `count` pixels of a row to sums.
-KXW_WIDE_VECTORS void AddRow(const BYTE* row, int count, DWORD* sums) {
+void AddRow(const BYTE* row, int count, DWORD* sums) {
   const auto* const words = reinterpret_cast<const Word*>(row);
   for (int i = 0; i < 4 * count; ++i) sums[i] += words[i];
 }
@@ -187,7 +187,7 @@ class Low64Sampler {
       if (skips_) {
         AddDrawnRow(row, width, rowSums_, rowCounts_);
       } else {
-        AddRow(row, width, rowSums_);
+        kxw::InVectors<AddRow>(row, width, rowSums_);
       }
     }
   }

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "kxwcmn/platform/types.h"
-#include "kxwcmn/platform/vectorize.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
