@@ -13,7 +13,7 @@ namespace {
 using benchmark::DoNotOptimize;
 using benchmark::State;
 
-// --- Appends: a text of 4096 bytes, byte by byte and word by word --------------------------------
+// --- Appends: a text built byte by byte and word by word -----------------------------------------
 
 /// Runs `append(text)` on an empty text, and looks at its result outside the clock.
 template <class String, class Append>
@@ -28,12 +28,12 @@ void Appends(State& state, const std::string& expected, Append append) {
   if (!(text == expected.c_str())) state.SkipWithError("wrong");
 }
 
-template <class String>
+template <class String, int kLength>
 void AppendBytes(State& state) {
-  std::string expected(4096, 0);
-  for (std::size_t i = 0; i < 4096; ++i) expected[i] = static_cast<char>('a' + i % 26);
+  std::string expected(kLength, 0);
+  for (std::size_t i = 0; i < kLength; ++i) expected[i] = static_cast<char>('a' + i % 26);
   Appends<String>(state, expected, [](String& text) {
-    for (int i = 0; i < 4096; ++i) text += static_cast<char>('a' + i % 26);
+    for (int i = 0; i < kLength; ++i) text += static_cast<char>('a' + i % 26);
   });
 }
 
@@ -70,6 +70,23 @@ void FindNoCase(State& state) {
     DoNotOptimize(at);
   }
   if (text.Find("LAYOUT", 0, 1) != text.GetLength() - 6) state.SkipWithError("wrong");
+}
+
+/// What one would write without a library: every position, byte by byte.
+void PlainFindNoCase(State& state) {
+  const std::string text = Haystack(), word = "layout";
+  const auto lower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+  };
+  for (auto _ : state) {
+    std::size_t at = 0;
+    for (; at + word.size() <= text.size(); ++at) {
+      std::size_t i = 0;
+      while (i < word.size() && lower(text[at + i]) == word[i]) ++i;
+      if (i == word.size()) break;
+    }
+    DoNotOptimize(at);
+  }
 }
 
 void StdFind(State& state) {
@@ -114,12 +131,14 @@ void StdJoinPaths(State& state) {
 using kxw::bench::Add;
 
 const bool kAdded = [] {
-  Add("append 4,096 bytes one by one", 0, AppendBytes<KXString>, "std::string",
-      AppendBytes<std::string>);
+  Add("append 4,096 bytes one by one", 0, AppendBytes<KXString, 4096>, "std::string",
+      AppendBytes<std::string, 4096>);
+  Add("append 1,048,576 bytes one by one", 0, AppendBytes<KXString, 1 << 20>, "std::string",
+      AppendBytes<std::string, 1 << 20>);
   Add("append 512 words of 8 bytes", 0, AppendWords<KXString>, "std::string",
       AppendWords<std::string>);
   Add("find a word behind 64 KiB", 0, Find, "std::string", StdFind);
-  Add("find a word behind 64 KiB, without case", 0, FindNoCase, "std::string, with case", StdFind);
+  Add("find a word behind 64 KiB, without case", 0, FindNoCase, "plain loop", PlainFindNoCase);
   Add("1,000,000 joins of paths", 0, JoinPaths, "std::filesystem", StdJoinPaths);
   return true;
 }();

@@ -22,14 +22,13 @@ namespace {
 constexpr char kUnsetLength = 0x2D;  // in the length byte until the Pascal form is asked for
 constexpr UINT kOfStringResource = 65535;
 
-/// Gives `*buffer`, whose text has `before` bytes, room for one of `length` bytes and keeps as much
-/// of its text as fits. Returns the block that was replaced, which the caller frees: a text in it
-/// may still have to be read.
-void* AllocStr(int length, char** buffer, std::size_t before) {
+/// Gives `*buffer` room for a text of `length` bytes and keeps as much of its own as fits. Returns
+/// the block that was replaced, which the caller frees: a text in it may still have to be read.
+void* AllocStr(int length, char** buffer) {
   const DWORD size = static_cast<DWORD>(std::max(length, 0)) + 2;
   DWORD kept = 0;
   if (*buffer) {
-    const auto held = static_cast<DWORD>(before) + 1;
+    const auto held = static_cast<DWORD>(std::strlen(*buffer + 1)) + 1;
     // So a text made one byte shorter keeps its block and all of its text. The block has room.
     if (size == held) return nullptr;
     kept = std::min(held, size);
@@ -43,8 +42,14 @@ void* AllocStr(int length, char** buffer, std::size_t before) {
   return std::exchange(*buffer, block);
 }
 
-void* AllocStr(int length, char** buffer) {
-  return AllocStr(length, buffer, *buffer ? std::strlen(*buffer + 1) : 0);
+/// A zeroed block of `size` bytes, with half as many ahead where there is memory for them: who has
+/// appended twice will append again. Raises 8 where there is none for `size` bytes.
+char* AllocWithRoomAhead(DWORD size) {
+  constexpr DWORD kMost = std::numeric_limits<int>::max();
+  void* block = qmAllocPtr(std::min(size + size / 2, kMost), kxw::kAllocZeroed, nullptr);
+  if (!block) block = qmAllocPtr(size, kxw::kAllocZeroed, nullptr);
+  if (!block) kxThrowError(kxw::kErrorNotEnoughMemory);
+  return static_cast<char*>(block);
 }
 
 int CheckedLength(std::size_t length) {
@@ -116,15 +121,28 @@ KXString& KXString::operator+=(char c) {
 
 void KXString::Assign(const char* text, std::size_t length) {
   const KXAutoPointer old(AllocStr(CheckedLength(length), &buffer_));
+  appended_ = kUnknown;
   std::memmove(buffer_ + 1, text, length);
   buffer_[1 + length] = 0;
 }
 
 void KXString::Append(const char* text, std::size_t length) {
   if (length == 0) return;
-  const std::size_t before = std::strlen(buffer_ + 1);
-  const KXAutoPointer old(AllocStr(CheckedLength(before + length), &buffer_, before));
+  const bool again = appended_ != kUnknown;
+  const std::size_t before = again ? static_cast<std::size_t>(appended_) : std::strlen(buffer_ + 1);
+  const int whole = CheckedLength(before + length);
+  const DWORD size = static_cast<DWORD>(whole) + 2;
+  KXAutoPointer old(nullptr);
+  if (!again) {
+    old = AllocStr(whole, &buffer_);
+  } else if (size > qmGetPtrSize(buffer_)) {
+    char* block = AllocWithRoomAhead(size);
+    std::memcpy(block, buffer_, before + 1);
+    old = std::exchange(buffer_, block);
+  }
+  buffer_[0] = kUnsetLength;
   std::memcpy(buffer_ + 1 + before, text, length);
+  appended_ = whole;
 }
 
 void KXString::GetStr(char* out, int size) const {
@@ -134,26 +152,33 @@ void KXString::GetStr(char* out, int size) const {
 }
 
 char& KXString::At(int index) {
+  std::as_const(*this).At(index);
+  return GetStr()[index];
+}
+
+char KXString::At(int index) const {
   if (index < 0 || index > GetLength()) kxThrowError(kxw::kFailureBadArgument);
   return buffer_[1 + index];
 }
 
-char KXString::At(int index) const { return const_cast<KXString*>(this)->At(index); }
-
 char& KXString::operator[](int index) {
+  std::as_const(*this)[index];
+  return GetStr()[index];
+}
+
+char KXString::operator[](int index) const {
   if (index < 0 || static_cast<DWORD>(index) + 1 >= qmGetPtrSize(buffer_)) {
     kxThrowError(kxw::kFailureBadArgument);
   }
   return buffer_[1 + index];
 }
 
-char KXString::operator[](int index) const { return const_cast<KXString&>(*this)[index]; }
-
 int KXString::CountStr(const char* text) { return text ? static_cast<int>(std::strlen(text)) : 0; }
 
 void KXString::SetLength(int length) {
   CheckedLength(static_cast<std::size_t>(std::max(length, 0)));
   const KXAutoPointer old(AllocStr(length, &buffer_));
+  appended_ = kUnknown;
 }
 
 void KXString::Empty() { Assign("", 0); }
@@ -170,6 +195,27 @@ bool MatchesNoCase(const char* at, const char* text, int length) {
   return kxw::CompareBytesNoCase(at, text, static_cast<std::size_t>(length)) == 0;
 }
 
+/// A byte in the two forms that count as one without case.
+struct AnyCase {
+  explicit AnyCase(char c)
+      : upper(c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c),
+        lower(c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c) {}
+  char upper, lower;
+};
+
+/// Whether text `text` of `length` bytes may begin at one of the `kChunk` bytes from `at`: its
+/// first and last byte do. A loop without a branch, for vectors.
+constexpr int kChunk = 64;
+bool MayBegin(const char* at, AnyCase first, AnyCase last, int length) {
+  const char* end = at + length - 1;
+  int any = 0;
+  for (int i = 0; i < kChunk; ++i) {
+    any |= ((at[i] == first.upper) | (at[i] == first.lower)) &
+           ((end[i] == last.upper) | (end[i] == last.lower));
+  }
+  return any != 0;
+}
+
 int PositionOf(std::size_t found) {
   return found == std::string_view::npos ? -1 : static_cast<int>(found);
 }
@@ -183,8 +229,16 @@ int KXString::Find(const char* text, int start, int noCase) const {
   }
   const int length = CountStr(text);
   const int last = GetLength() - length;
-  for (int at = start; at <= last; ++at) {
-    if (MatchesNoCase(buffer_ + 1 + at, text, length)) return at;
+  if (length == 0) return start <= last ? start : -1;
+  const AnyCase front(text[0]), back(text[length - 1]);
+  for (int at = start; at <= last;) {
+    const int end = at + std::min(kChunk, last - at + 1);
+    if (end - at < kChunk || MayBegin(buffer_ + 1 + at, front, back, length)) {
+      for (int i = at; i < end; ++i) {
+        if (MatchesNoCase(buffer_ + 1 + i, text, length)) return i;
+      }
+    }
+    at = end;
   }
   return -1;
 }
@@ -305,6 +359,7 @@ int KXString::LoadStringA(unsigned int id, unsigned int second, HINSTANCE module
 
 char* KXString::GetPascal() {
   buffer_[0] = static_cast<char>(GetLength() & 0xFF);
+  appended_ = kUnknown;
   return buffer_;
 }
 

@@ -10,10 +10,11 @@
 /// double-byte ones as wholes; lengths and positions count bytes.
 ///
 /// The text lies in one block behind a byte for its length, so that it serves as a C string and as
-/// a Pascal string without a copy. No capacity is kept: every assignment and every append makes a
-/// new block, and `GetLength` walks the text. Numbers are printed and read with the full stop,
-/// whatever the locale. Where there is no memory, KXException with code 8 is raised and the text
-/// stays as it was. A null text counts as an empty one.
+/// a Pascal string without a copy. Every assignment makes a block that just holds its text; appends
+/// one after the other make blocks with room ahead, so that a long text built from short ones costs
+/// what its length costs. `GetLength` walks the text. Numbers are printed and read with the full
+/// stop, whatever the locale. Where there is no memory, KXException with code 8 is raised and the
+/// text stays as it was. A null text counts as an empty one.
 class KX_EXPORT KXString {
  public:
   KXString();
@@ -30,9 +31,12 @@ class KX_EXPORT KXString {
 
   /// The text, valid until this object is changed. It may be written to within its length, and
   /// within what `SetLength` has made room for if it stays terminated.
-  operator char*() { return buffer_ + 1; }
+  operator char*() { return GetStr(); }
   operator const char*() const { return buffer_ + 1; }
-  char* GetStr() { return buffer_ + 1; }
+  char* GetStr() {
+    appended_ = kUnknown;
+    return buffer_ + 1;
+  }
   const char* GetStr() const { return buffer_ + 1; }
   const char* GetCStrPtr() const { return buffer_ + 1; }
   /// Copies the text with its terminator, but at most `size` bytes: a longer text comes without.
@@ -124,4 +128,7 @@ class KX_EXPORT KXString {
 
   char* buffer_ = nullptr;  // the length byte and the text; null only while being constructed
   char* mid_ = nullptr;     // the result of Mid in the same form, or null
+  // The text's length as the last append left it; unknown where a caller may have written since.
+  static constexpr int kUnknown = -1;
+  int appended_ = kUnknown;
 };

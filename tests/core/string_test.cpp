@@ -55,7 +55,10 @@ TEST(String, AssignsAndAppendsAsStdStringDoes) {
   for (int i = 0; i < 2000; ++i) {
     const auto from = static_cast<int>(random() % (model.size() + 1));
     std::string piece(random() % 5, static_cast<char>('a' + i % 26));
-    switch (random() % 6) {
+    switch (random() % 7) {
+      case 6:  // a write between two appends
+        text += "yz", text[static_cast<int>(model.size())] = 0;
+        break;
       case 0:
         text += piece.c_str(), model += piece;
         break;
@@ -84,6 +87,39 @@ TEST(String, AssignsAndAppendsAsStdStringDoes) {
   EXPECT_EQ(CodeOf([&] { text += "more"; }), 8);
   EXPECT_EQ(CodeOf([&] { text = "more and longer"; }), 8);
   EXPECT_EQ(model, text.GetCStrPtr());
+}
+
+TEST(String, AppendsInARowKeepRoomAhead) {
+  KXString text;
+  std::string model;
+  int moves = 0;
+  for (int i = 0; i < 100'000; ++i) {
+    const char* before = text.GetCStrPtr();
+    const auto c = static_cast<char>('a' + i % 26);
+    text += c, model += c;
+    moves += text.GetCStrPtr() != before;
+    if (i % 20'000 == 7) {  // its own end
+      text += text.GetCStrPtr() + model.size() - 6, model += model.substr(model.size() - 6);
+    }
+  }
+  EXPECT_LT(moves, 50);
+  EXPECT_EQ(model, text.GetCStrPtr());
+  EXPECT_EQ(text.GetPStrPtr()[0], 0x2D);
+}
+
+TEST(String, FindsLettersOfAnyCaseInLongTexts) {
+  std::mt19937 random(2);
+  for (int run = 0; run < 300; ++run) {
+    std::string model;
+    for (int i = 0; i < 400; ++i) model += "abAB@`["[random() % 7];
+    std::string word = model.substr(random() % 390, 1 + random() % 10);
+    for (char& c : word) c = static_cast<char>(std::toupper(c));
+    std::string upper = model;
+    for (char& c : upper) c = static_cast<char>(std::toupper(c));
+    const std::size_t start = random() % 400;
+    ASSERT_EQ(KXString(model.c_str()).Find(word.c_str(), static_cast<int>(start), 1),
+              static_cast<int>(upper.find(word, start)));
+  }
 }
 
 TEST(String, ComparesAndFindsByBytes) {
