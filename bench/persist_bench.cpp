@@ -4,6 +4,10 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#ifdef KXWCMN_WITH_DEFLATE
+#include <libdeflate.h>
+#endif
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -151,13 +155,15 @@ void FreadFields(State& state) {
 constexpr int kSide = 4096;
 constexpr std::size_t kBlockBytes = 262144;
 
-enum Kind { kFlat, kNoise };
+enum Kind { kFlat, kNoise, kLineArt, kPhotograph };
 
 struct Cel {
   explicit Cel(Kind kind) {
     image = kxw::bench::MakeImage(32, kSide, kSide);
-    if (kind == kNoise) {
-      kxw::bench::Write(*image, kxw::bench::Noise(std::size_t{kSide} * kSide * 4));
+    if (kind != kFlat) {
+      kxw::bench::Write(*image, kind == kNoise ? kxw::bench::Noise(std::size_t{kSide} * kSide * 4)
+                                : kind == kLineArt ? kxw::bench::LineArt(32, kSide, kSide)
+                                                   : kxw::bench::Photograph(32, kSide, kSide));
       return;
     }
     // One figure in the middle of the page.
@@ -271,6 +277,56 @@ void Inflate(State& state) {
   }
 }
 
+#ifdef KXWCMN_WITH_DEFLATE
+
+/// The same through libdeflate.
+template <Kind kKind, int kLevel>
+void WholeDeflate(State& state) {
+  const std::vector<BYTE> bytes = Cel(kKind).Blocks();
+  libdeflate_compressor* compressor = libdeflate_alloc_compressor(kLevel);
+  std::vector<BYTE> packed(libdeflate_zlib_compress_bound(compressor, kBlockBytes));
+  for (auto _ : state) {
+    for (std::size_t at = 0; at < bytes.size(); at += kBlockBytes) {
+      libdeflate_zlib_compress(compressor, bytes.data() + at, kBlockBytes, packed.data(),
+                               packed.size());
+      DoNotOptimize(packed.data());
+    }
+  }
+  libdeflate_free_compressor(compressor);
+}
+
+template <Kind kKind, int kLevel>
+void WholeInflate(State& state) {
+  const std::vector<BYTE> bytes = Cel(kKind).Blocks();
+  libdeflate_compressor* compressor = libdeflate_alloc_compressor(kLevel);
+  std::vector<std::vector<BYTE>> packed;
+  for (std::size_t at = 0; at < bytes.size(); at += kBlockBytes) {
+    std::vector<BYTE> block(libdeflate_zlib_compress_bound(compressor, kBlockBytes));
+    block.resize(libdeflate_zlib_compress(compressor, bytes.data() + at, kBlockBytes, block.data(),
+                                          block.size()));
+    packed.push_back(std::move(block));
+  }
+  libdeflate_free_compressor(compressor);
+  libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
+  for (auto _ : state) {
+    std::unique_ptr<BYTE[]> pixels(new BYTE[bytes.size()]);
+    for (std::size_t i = 0; i < packed.size(); ++i) {
+      if (libdeflate_zlib_decompress(decompressor, packed[i].data(), packed[i].size(),
+                                     pixels.get() + i * kBlockBytes, kBlockBytes,
+                                     nullptr) != LIBDEFLATE_SUCCESS) {
+        state.SkipWithError("damaged");
+      }
+    }
+    DoNotOptimize(pixels.get());
+    state.PauseTiming();
+    pixels.reset();
+    state.ResumeTiming();
+  }
+  libdeflate_free_decompressor(decompressor);
+}
+
+#endif
+
 template <Kind kKind>
 void WriteBytes(State& state) {
   const std::vector<BYTE> bytes = Cel(kKind).Blocks();
@@ -309,17 +365,29 @@ void ReadBytes(State& state) {
 
 using kxw::bench::Add;
 
+/// The lines of a kind of cel at a level, beside zlib and beside libdeflate, at the level whose
+/// files are as large as ours.
+template <Kind kKind, int kLevel, int kWholeLevel>
+void AddCel(const std::string& name) {
+  const std::string level = ", level " + std::to_string(kLevel);
+  const std::string store = "store " + name + level, read = "read " + name + level;
+  Add(store, 0.95, WriteCel<kKind, kLevel>, "zlib", Deflate<kKind, kLevel>);
+  Add(read, 0.95, ReadCel<kKind, kLevel>, "zlib", Inflate<kKind, kLevel>);
+#ifdef KXWCMN_WITH_DEFLATE
+  kxw::bench::AddSide(store, "libdeflate", WholeDeflate<kKind, kWholeLevel>);
+  kxw::bench::AddSide(read, "libdeflate", WholeInflate<kKind, kWholeLevel>);
+#endif
+}
+
 const bool kAdded = [] {
   Add("10,000,000 values into a file", 1, WriteFields, "fwrite", FwriteFields);
   Add("10,000,000 values from a file", 1, ReadFields, "fread", FreadFields);
-  Add("store flat cel, level 1", 0.95, WriteCel<kFlat, 1>, "zlib", Deflate<kFlat, 1>);
-  Add("store flat cel, level 6", 0.95, WriteCel<kFlat, 6>, "zlib", Deflate<kFlat, 6>);
-  Add("store noise, level 1", 0.95, WriteCel<kNoise, 1>, "zlib", Deflate<kNoise, 1>);
-  Add("store noise, level 6", 0.95, WriteCel<kNoise, 6>, "zlib", Deflate<kNoise, 6>);
-  Add("read flat cel, level 1", 0.95, ReadCel<kFlat, 1>, "zlib", Inflate<kFlat, 1>);
-  Add("read flat cel, level 6", 0.95, ReadCel<kFlat, 6>, "zlib", Inflate<kFlat, 6>);
-  Add("read noise, level 1", 0.95, ReadCel<kNoise, 1>, "zlib", Inflate<kNoise, 1>);
-  Add("read noise, level 6", 0.95, ReadCel<kNoise, 6>, "zlib", Inflate<kNoise, 6>);
+  AddCel<kFlat, 1, 1>("flat cel");
+  AddCel<kFlat, 6, 8>("flat cel");
+  AddCel<kLineArt, 6, 8>("line art");
+  AddCel<kPhotograph, 6, 8>("photograph");
+  AddCel<kNoise, 1, 1>("noise");
+  AddCel<kNoise, 6, 8>("noise");
   Add("store noise, raw", 0.8, WriteCel<kNoise, 0>, "write", WriteBytes<kNoise>);
   Add("read noise, raw", 0.8, ReadCel<kNoise, 0>, "read", ReadBytes<kNoise>);
   return true;

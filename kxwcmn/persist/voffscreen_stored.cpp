@@ -80,7 +80,7 @@ void WriteExtent(KXArchive& ar, const Extent& extent) {
 class BlockPacker {
  public:
   BlockPacker(int level, DWORD bytes)
-      : deflater_(level),
+      : deflater_(level, kxw::Deflater::Maker::kFastest),
         bytes_(bytes),
         work_(kxw::AllocateBlock(bytes, kxw::kAllocUninitialized)) {
     output_.Reserve(bytes, false);

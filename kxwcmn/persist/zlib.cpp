@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
+#include <span>
 
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/persist/adler_internal.h"
@@ -101,7 +103,8 @@ class Borrowed {
 
 }  // namespace
 
-kxw::Deflater::Deflater(int level) : header_(HeaderOf(level)) {
+kxw::Deflater::Deflater(int level, Maker maker) : header_(HeaderOf(level)) {
+  if (maker == Maker::kFastest) whole_ = WholeDeflater::Make(level);
   // Without zlib's head and checksum, which are ours to write.
   constexpr int kPlainWindow = -MAX_WBITS, kMemory = 8;
   if (deflateInit2(&stream_, level, Z_DEFLATED, kPlainWindow, kMemory, Z_DEFAULT_STRATEGY) !=
@@ -114,6 +117,28 @@ kxw::Deflater::~Deflater() { deflateEnd(&stream_); }
 
 DWORD kxw::Deflater::Run(BYTE* data, DWORD size, bool bigEndian, BYTE* work, DWORD workSize,
                          Output& output) {
+  DWORD stored = whole_ && size <= kMaxWhole ? RunWhole(data, size, output)
+                                             : RunInPieces(data, size, work, workSize, output);
+  BYTE* const form = output.Get();
+  Put(form + stored, Adler32(data, size), true);
+  stored += kChecksumBytes;
+  Put(form, stored - kLengthBytes, bigEndian);
+  form[kLengthBytes] = static_cast<BYTE>(header_ >> 8);
+  form[kLengthBytes + 1] = static_cast<BYTE>(header_);
+  return stored;
+}
+
+DWORD kxw::Deflater::RunWhole(const BYTE* data, DWORD size, Output& output) {
+  const std::span<const BYTE> stream = whole_->Run(data, size);
+  const DWORD heads = kLengthBytes + kHeaderBytes;
+  const DWORD stored = heads + static_cast<DWORD>(stream.size());
+  output.Reserve(stored + kChecksumBytes, true);
+  std::memcpy(output.Get() + heads, stream.data(), stream.size());
+  return stored;
+}
+
+DWORD kxw::Deflater::RunInPieces(BYTE* data, DWORD size, BYTE* work, DWORD workSize,
+                                 Output& output) {
   if (stream_.total_out != 0 && deflateReset(&stream_) != Z_OK) RaiseZlib();
   stream_.next_in = data;
   stream_.avail_in = 0;
@@ -140,31 +165,23 @@ DWORD kxw::Deflater::Run(BYTE* data, DWORD size, bool bigEndian, BYTE* work, DWO
     std::memcpy(output.Get() + stored, work, made);
     stored += made;
   }
-  BYTE* const form = output.Get();
-  Put(form + stored, Adler32(data, size), true);
-  stored += kChecksumBytes;
-  Put(form, stored - kLengthBytes, bigEndian);
-  form[kLengthBytes] = static_cast<BYTE>(header_ >> 8);
-  form[kLengthBytes + 1] = static_cast<BYTE>(header_);
   return stored;
 }
 
 DWORD kxw::Inflate(const BYTE* source, DWORD sourceSize, BYTE* dest, DWORD destSize) {
-  BYTE none = 0;  // zlib takes no null, also where there is nothing to write or read
-  z_stream stream = {};
-  if (inflateInit(&stream) != Z_OK) RaiseZlib();
-  inflateValidate(&stream, 0);  // the checksum is compared below
-  stream.next_in = const_cast<BYTE*>(source ? source : &none);
-  stream.avail_in = source ? sourceSize : 0;
-  stream.next_out = dest ? dest : &none;
-  stream.avail_out = dest ? destSize : 0;
-  // All of the input and all of the room at once, so one call decides.
-  const int result = inflate(&stream, Z_FINISH);
-  const BYTE* const end = stream.next_in;
-  const auto made = static_cast<DWORD>(stream.total_out);
-  inflateEnd(&stream);
-  if (result != Z_STREAM_END || Get(end - kChecksumBytes, true) != Adler32(dest, made)) RaiseZlib();
-  return made;
+  // Method and window, 31 times something, and no dictionary.
+  if (!source || sourceSize < kHeaderBytes + kChecksumBytes || (source[0] & 0x0F) != Z_DEFLATED ||
+      source[0] >> 4 > MAX_WBITS - 8 || (source[0] << 8 | source[1]) % 31 != 0 ||
+      source[1] & 0x20) {
+    RaiseZlib();
+  }
+  BYTE none = 0;  // both libraries want an address, also where there is no room
+  const std::optional<InflatedSizes> sizes =
+      InflateWhole(source + kHeaderBytes, sourceSize - kHeaderBytes - kChecksumBytes,
+                   dest ? dest : &none, dest ? destSize : 0);
+  if (!sizes || Get(source + kHeaderBytes + sizes->stream, true) != Adler32(dest, sizes->contents))
+    RaiseZlib();
+  return sizes->contents;
 }
 
 void kxw::PointerOutput::Reserve(DWORD size, bool) {
@@ -196,7 +213,7 @@ void* KXZLib::InternalCompress(void* data, DWORD size, DWORD* resultSize, int as
                                DWORD workSize) {
   if (!data && size > 0) kxThrowError(kxw::kFailureBadArgument);
   if (workSize == 0) workSize = kDefaultWork;
-  kxw::Deflater deflater(level_);
+  kxw::Deflater deflater(level_, kxw::Deflater::Maker::kZLib);
   PtrBlock ownWork;
   if (!work) {
     ownWork = kxw::AllocateBlock(workSize, kxw::kAllocUninitialized);

@@ -2,7 +2,10 @@
 
 #include <zlib.h>
 
+#include <memory>
+
 #include "kxwcmn/persist/streams_internal.h"
+#include "kxwcmn/persist/wholestream_internal.h"
 #include "kxwcmn/platform/types.h"
 
 class KXArchive;
@@ -37,11 +40,19 @@ class PointerOutput : public Output {
   DWORD capacity_;
 };
 
-/// Makes stored forms of buffers, one after the other, with one set of zlib's tables.
+/// Makes stored forms of buffers, one after the other, with one set of tables.
 class Deflater {
  public:
+  /// Who makes the streams: zlib, byte for byte; or, of buffers up to `kMaxWhole`, what is fastest
+  /// for the level. Their bytes depend on what the library is built with then; what they stand for
+  /// does not.
+  enum class Maker { kZLib, kFastest };
+
+  /// A buffer that is compressed as a whole takes as much memory again: twice a block of 64 bits.
+  static constexpr DWORD kMaxWhole = 1 << 20;
+
   /// Raises 8 if zlib does not know the level.
-  explicit Deflater(int level);
+  Deflater(int level, Maker maker);
   ~Deflater();
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
@@ -51,7 +62,13 @@ class Deflater {
   DWORD Run(BYTE* data, DWORD size, bool bigEndian, BYTE* work, DWORD workSize, Output& output);
 
  private:
+  /// These compress into the output, behind the heads, with room for the checksum, and return the
+  /// size up to there.
+  DWORD RunWhole(const BYTE* data, DWORD size, Output& output);
+  DWORD RunInPieces(BYTE* data, DWORD size, BYTE* work, DWORD workSize, Output& output);
+
   z_stream stream_ = {};
+  std::unique_ptr<WholeDeflater> whole_;
   WORD header_;
 };
 
