@@ -141,10 +141,6 @@ void Run(const Options& options) {
                                                  : paintcel::PaintSeeds(seeds, options.margin, cel);
   steps.End("paint");
 
-  cel.ink->Optimize();
-  cel.paint->Optimize();
-  steps.End("optimise");
-
   paintcel::WriteCel(cel, options.margin, reduction, writer);
   steps.End("write the picture");
 

@@ -132,9 +132,12 @@ void ScaleInk(const Drawing& drawing, Cel& cel) {
   for (KXRect block; blocks.GetNextBlock(block); progress.Step()) {
     abort.CheckAbort();
     if (!scaler.HasInk(block)) continue;
-    // The lock holds this one block in memory, and makes it if it is not there.
-    KXVOffscreenAutoLock lock(cel.ink.get(), block.left, block.top, 1);
-    scaler.Scale(block, cel.ink->GetCurrentAddress(), cel.ink->GetBlockRowBytes());
+    {
+      // The lock holds this one block in memory, and makes it if it is not there.
+      KXVOffscreenAutoLock lock(cel.ink.get(), block.left, block.top, 1);
+      scaler.Scale(block, cel.ink->GetCurrentAddress(), cel.ink->GetBlockRowBytes());
+    }
+    cel.ink->OptimizeBlock(block);  // here, where the block is at hand, and not in a pass of its own
   }
 }
 

@@ -1,5 +1,7 @@
 #include "kxwcmn/memory/swap.h"
 
+#include <algorithm>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -34,6 +36,18 @@ unsigned int RoundFirstSize(unsigned int size, unsigned int sector) {
   const u64 rounded = RoundUp(size, sector);
   if (rounded <= kMostBytes) return static_cast<unsigned int>(rounded);
   return (size / sector - 1) * sector;
+}
+
+/// Whether the first `period` bytes of `data` repeat to its end.
+bool RepeatsFront(const BYTE* data, std::size_t size, std::size_t period) {
+  return size > period && std::memcmp(data, data + period, size - period) == 0;
+}
+
+void Repeat(const BYTE* front, std::size_t period, BYTE* to, std::size_t size) {
+  std::memcpy(to, front, period);
+  for (std::size_t done = period; done < size; done *= 2) {
+    std::memcpy(to + done, to, std::min(done, size - done));
+  }
 }
 
 }  // namespace
@@ -157,17 +171,27 @@ int KXSwap::Write(void* const data, KXSwapBlock* block) {
   if (!garbage_ || !block || !HasWholeSectors(*block)) return 0;
   const auto size = static_cast<DWORD>(block->GetSize());
   if (size == 0) return 1;
+  const bool flat = RepeatsFront(static_cast<const BYTE*>(data), size, KXSwapBlock::kPeriod);
   try {
-    KXFile& file = OwnFile();
+    if (files_.empty()) return 0;
+    KXFile* file = flat ? nullptr : &OwnFile();
     if (!block->IsSwapped() && !TakePlace(block)) return 0;
-    file.Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
-    file.Write(data, size, nullptr);
+    if (file) {
+      file->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
+      file->Write(data, size, nullptr);
+    }
   } catch (...) {
     return 0;
   }
-  block->checksum_ = kxw::BlockChecksum(data, size);  // behind the write, which left them at hand
+  block->flat_ = flat;
   block->generation_ = kxw::ForkGeneration();
   block->written_ = true;
+  if (flat) {
+    std::memcpy(block->period_, data, sizeof block->period_);
+    ++traffic_.blocksFlat;
+    return 1;
+  }
+  block->checksum_ = kxw::BlockChecksum(data, size);  // behind the write, which left them at hand
   ++traffic_.blocksWritten;
   traffic_.bytesWritten += size;
   return 1;
@@ -195,6 +219,10 @@ int KXSwap::Read(void* data, KXSwapBlock* block) {
   if (!garbage_ || !block || !block->IsSwapped() || !HasWholeSectors(*block)) return 0;
   block->damaged_ = false;
   const auto size = static_cast<DWORD>(block->GetSize());
+  if (block->flat_ && !files_.empty()) {
+    Repeat(block->period_, sizeof block->period_, static_cast<BYTE*>(data), size);
+    return 1;
+  }
   DWORD done = 0;
   try {
     KXFile* file = FindFile(block->generation_);

@@ -62,7 +62,9 @@ class KX_EXPORT KXSwap {
 
   /// Writes the bytes of `block`, which takes a place if it has none; the file grows if no gap
   /// fits. Returns 0 if the disk is full or the write failed, and for a size that Allocate does not
-  /// give. After a failed write the contents of its place are undefined.
+  /// give. After a failed write the contents of its place are undefined. A block that repeats its
+  /// first 24 bytes from end to end, as one colour does, takes its place as all do, but only these
+  /// bytes are kept, in memory: paint is flat for the most part, and costs no traffic then.
   int Write(void* const data, KXSwapBlock* block);
 
   /// Reads the bytes of `block`. Returns 0 if it has no place, with the code as last error if not
@@ -81,6 +83,7 @@ class KX_EXPORT KXSwap {
   /// What went through here so far.
   struct Traffic {
     u64 blocksDropped = 0;  // left memory without a write
+    u64 blocksFlat = 0;     // of which only the repeated bytes were kept
     u64 blocksWritten = 0;
     u64 blocksRead = 0;
     u64 bytesWritten = 0;

@@ -1,5 +1,7 @@
 #include "kxwcmn/memory/swapblock.h"
 
+#include <algorithm>
+
 #include "kxwcmn/memory/swap.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/platform/error.h"
@@ -28,6 +30,8 @@ KXSwapBlock& KXSwapBlock::operator=(const KXSwapBlock& other) {
   locked_ = other.locked_;
   swapItem_ = other.swapItem_;
   cacheItem_ = other.cacheItem_;
+  flat_ = other.flat_;
+  std::copy_n(other.period_, kPeriod, period_);
   checksum_ = other.checksum_;
   generation_ = other.generation_;
   written_ = other.written_;
@@ -70,7 +74,9 @@ int KXSwapBlock::Purge(KXSwap* swap, KXVirtualMemory* manager) {
 }
 
 /// Whether its bytes lie in the file of a process that this one was forked from.
-bool KXSwapBlock::IsInherited() const { return written_ && generation_ != kxw::ForkGeneration(); }
+bool KXSwapBlock::IsInherited() const {
+  return written_ && !flat_ && generation_ != kxw::ForkGeneration();
+}
 
 void KXSwapBlock::ChangeTemporary() {
   temporary_ = !temporary_;

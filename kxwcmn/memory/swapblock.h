@@ -175,10 +175,14 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
   kxw::EvictionFront* front_ = nullptr;
   u64 order_ = 0;
 
-  // What the swap knows of the bytes in the file.
+  // What the swap knows of the bytes in the file. Of a block that repeats its first bytes from end
+  // to end it keeps these instead, and the file holds nothing of it.
+  static constexpr int kPeriod = 24;  // whole pixels of every depth
+  bool flat_ = false;
+  BYTE period_[kPeriod] = {};
   u64 checksum_ = 0;
   unsigned generation_ = 0;  // the fork generation of the process whose file holds them
-  bool written_ = false;     // the place was written as a whole
+  bool written_ = false;     // the place was written as a whole, or the block is flat
   bool damaged_ = false;
 };
 

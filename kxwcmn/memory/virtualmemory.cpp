@@ -319,6 +319,7 @@ KXVMStatistics KXVirtualMemory::GetStatistics() const {
   int chunks = 0;
   for (const SizeClass& sizeClass : sizeClasses_) chunks += sizeClass.chunks.GetCount();
   return {.blocksDropped = traffic.blocksDropped,
+          .blocksFlat = traffic.blocksFlat,
           .blocksWritten = traffic.blocksWritten,
           .blocksRead = traffic.blocksRead,
           .bytesWritten = traffic.bytesWritten,

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -33,13 +34,16 @@ class Random {
   std::mt19937 engine_;
 };
 
-inline void Fill(void* at, std::uint64_t bytes, std::uint32_t word) {
-  std::fill_n(static_cast<std::uint32_t*>(at), bytes / sizeof word, word);
+/// Contents that `first` names and that do not repeat: words that count on from it.
+inline void Fill(void* at, std::uint64_t bytes, std::uint32_t first) {
+  auto* words = static_cast<std::uint32_t*>(at);
+  std::iota(words, words + bytes / sizeof first, first * 0x9E3779B1u);
 }
 
-inline bool Holds(const void* at, std::uint64_t bytes, std::uint32_t word) {
+inline bool Holds(const void* at, std::uint64_t bytes, std::uint32_t first) {
   const auto* words = static_cast<const std::uint32_t*>(at);
-  return std::all_of(words, words + bytes / sizeof word, [&](auto w) { return w == word; });
+  return std::all_of(words, words + bytes / sizeof first,
+                     [&, next = first * 0x9E3779B1u](auto w) mutable { return w == next++; });
 }
 
 /// The code of the KXException that `operation` raises, 0 if it raises none.
@@ -60,13 +64,13 @@ class Memory : public testing::Test {
 
   void Create(unsigned budget) { manager->Create(budget, folder.Path().c_str()); }
 
-  /// A new block, each word of which is `word`.
+  /// A new block with the contents that `word` names.
   KXSwapBlock* Painted(unsigned size, std::uint32_t word) {
     KXSwapBlock* block = manager->Allocate(size);
     Paint(block, word);
     return block;
   }
-  /// Blocks of 64 KiB, with the words 0, 1, 2 and so on.
+  /// Blocks of 64 KiB, with the contents 0, 1, 2 and so on.
   std::vector<KXSwapBlock*> PaintedTiles(unsigned count) {
     std::vector<KXSwapBlock*> tiles;
     for (unsigned i = 0; i < count; ++i) tiles.push_back(Painted(kTile, i));

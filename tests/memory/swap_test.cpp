@@ -38,6 +38,7 @@ class Swap : public testing::Test {
   KXSwapBlock* Written(unsigned int sectors) {
     KXSwapBlock* block = swap.Allocate(sectors * sector);
     std::vector<BYTE> data(sectors * sector);
+    Fill(data.data(), data.size(), 0);
     EXPECT_EQ(swap.Write(data.data(), block), 1);
     return block;
   }
@@ -143,6 +144,36 @@ TEST_F(Swap, BlockKeepsItsPlaceAndTheFileGrowsByMultiplesOfItsFirstSize) {
   EXPECT_EQ(swap.GetUsedBlockCount(), 2u);
 }
 
+// A colour of any depth repeats within 24 bytes: such a block is written to no file, and is a block
+// with a place like any other.
+TEST_F(Swap, KeepsWhatRepeatsWithoutTheFile) {
+  ASSERT_EQ(Create(1), 1);
+  const unsigned int bytes = 16 * sector;
+  KXSwapBlock* block = swap.Allocate(bytes);
+  std::vector<BYTE> data(bytes), back(bytes);
+  u64 flat = 0, written = 0;
+  for (const unsigned period : {1u, 2u, 3u, 4u, 8u, 24u, 16u, 25u}) {
+    for (const bool broken : {false, true}) {
+      for (unsigned i = 0; i < bytes; ++i) data[i] = static_cast<BYTE>(i % period + period);
+      if (broken) ++data[bytes - 1];
+      ASSERT_EQ(swap.Write(data.data(), block), 1);
+      ++(24 % period == 0 && !broken ? flat : written);
+      std::fill(back.begin(), back.end(), 0);
+      ASSERT_EQ(swap.Read(back.data(), block), 1);
+      ASSERT_EQ(back, data) << period << broken;
+    }
+  }
+  EXPECT_EQ(swap.GetTraffic().blocksFlat, flat);
+  EXPECT_EQ(swap.GetTraffic().blocksWritten, written);
+  EXPECT_EQ(swap.GetTraffic().blocksRead, written);
+  EXPECT_EQ(swap.GetUsedTotalSize(), bytes);
+  std::fill(data.begin(), data.end(), 3);
+  ASSERT_EQ(swap.Write(data.data(), block), 1);
+  swap.CloseFile();
+  EXPECT_EQ(swap.Read(back.data(), block), 0);
+  EXPECT_EQ(swap.Write(data.data(), block), 0);
+}
+
 // 256 gaps use up the records at hand, so that the growth behind them needs memory.
 TEST_F(Swap, AGrowthThatFailsLeavesTheFileAsItWas) {
   ASSERT_EQ(Create(1), 1);
@@ -151,7 +182,8 @@ TEST_F(Swap, AGrowthThatFailsLeavesTheFileAsItWas) {
   for (std::size_t i = 0; i < blocks.size(); i += 2) swap.Deallocate(blocks[i]);
   const u64 length = swap.GetSwapSize();
   KXSwapBlock* large = swap.Allocate(2 * sector);
-  std::vector<BYTE> data(2 * sector, 7), back(2 * sector);
+  std::vector<BYTE> data(2 * sector), back(2 * sector);
+  Fill(data.data(), data.size(), 7);
   {
     kxw::detail::ScopedFaults faults;
     faults.Fail(kxw::detail::FaultPoint::kAlloc, 1, 8, 1000);
