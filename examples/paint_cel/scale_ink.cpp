@@ -137,7 +137,8 @@ void ScaleInk(const Drawing& drawing, Cel& cel) {
       KXVOffscreenAutoLock lock(cel.ink.get(), block.left, block.top, 1);
       scaler.Scale(block, cel.ink->GetCurrentAddress(), cel.ink->GetBlockRowBytes());
     }
-    cel.ink->OptimizeBlock(block);  // here, where the block is at hand, and not in a pass of its own
+    cel.ink->OptimizeBlock(
+        block);  // here, where the block is at hand, and not in a pass of its own
   }
 }
 
