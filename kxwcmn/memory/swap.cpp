@@ -10,6 +10,7 @@
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/memory/checksum_internal.h"
 #include "kxwcmn/memory/memory_internal.h"
+#include "kxwcmn/memory/packing_internal.h"
 #include "kxwcmn/memory/vmcache.h"
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/file.h"
@@ -20,6 +21,9 @@ namespace {
 constexpr UINT kSwapType = 0x53574150;  // "SWAP"
 constexpr u64 kMostBytes = 0x7FFFFFFF;
 constexpr u64 kMostBytesOfBlock = std::numeric_limits<DWORD>::max();
+// What is packed: twice a block of 64 bits at most, and only if three quarters of it can be saved.
+constexpr DWORD kMostToPack = 1 << 20;
+constexpr DWORD kSaved = 4;
 
 /// Raises what keeps `size` more bytes from going to the disk of `path`.
 void CheckFreeSpace(const KXFilePath& path, u64 size) {
@@ -171,19 +175,32 @@ int KXSwap::Write(void* const data, KXSwapBlock* block) {
   if (!garbage_ || !block || !HasWholeSectors(*block)) return 0;
   const auto size = static_cast<DWORD>(block->GetSize());
   if (size == 0) return 1;
-  const bool flat = RepeatsFront(static_cast<const BYTE*>(data), size, KXSwapBlock::kPeriod);
+  const auto* bytes = static_cast<const BYTE*>(data);
+  const bool flat = RepeatsFront(bytes, size, KXSwapBlock::kPeriod);
+  DWORD length = size, packed = 0;
+  if (!flat && size <= kMostToPack) {
+    if (BYTE* room = RoomForPacked()) {
+      packed = static_cast<DWORD>(kxw::Pack(bytes, size, room, size / kSaved));
+      if (packed > 0) {
+        length = PackedLength(packed);
+        std::memset(room + packed, 0, length - packed);
+        bytes = room;
+      }
+    }
+  }
   try {
     if (files_.empty()) return 0;
     KXFile* file = flat ? nullptr : &OwnFile();
     if (!block->IsSwapped() && !TakePlace(block)) return 0;
     if (file) {
       file->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
-      file->Write(data, size, nullptr);
+      file->Write(bytes, length, nullptr);
     }
   } catch (...) {
     return 0;
   }
   block->flat_ = flat;
+  block->packed_ = packed;
   block->generation_ = kxw::ForkGeneration();
   block->written_ = true;
   if (flat) {
@@ -191,10 +208,28 @@ int KXSwap::Write(void* const data, KXSwapBlock* block) {
     ++traffic_.blocksFlat;
     return 1;
   }
-  block->checksum_ = kxw::BlockChecksum(data, size);  // behind the write, which left them at hand
+  block->checksum_ = kxw::BlockChecksum(bytes, length);  // behind the write: they are at hand
   ++traffic_.blocksWritten;
-  traffic_.bytesWritten += size;
+  traffic_.bytesWritten += length;
   return 1;
+}
+
+/// The block that packed forms are made in, null where there is no memory for it. It is aligned for
+/// files without buffering.
+BYTE* KXSwap::RoomForPacked() {
+  if (!packing_.IsValid()) {
+    try {
+      packing_.Alloc(kMostToPack / kSaved, kxw::kAllocUninitialized, 1);
+    } catch (const KXException&) {
+      return nullptr;
+    }
+  }
+  return packing_;
+}
+
+/// The bytes of a packed form in the file: whole sectors, within the block's place.
+DWORD KXSwap::PackedLength(DWORD packed) const {
+  return static_cast<DWORD>(RoundUp(packed, sectorSize_));
 }
 
 /// Gives `block` a place. False if the disk is full; raises where it cannot be asked, or without
@@ -223,27 +258,37 @@ int KXSwap::Read(void* data, KXSwapBlock* block) {
     Repeat(block->period_, sizeof block->period_, static_cast<BYTE*>(data), size);
     return 1;
   }
-  DWORD done = 0;
+  auto* bytes = static_cast<BYTE*>(data);
+  DWORD length = size, done = 0;
+  if (block->packed_ > 0) {
+    bytes = RoomForPacked();
+    length = PackedLength(block->packed_);
+    if (!bytes) {
+      qmSetLastError(kxw::kErrorNotEnoughMemory);
+      return 0;
+    }
+  }
   try {
     KXFile* file = FindFile(block->generation_);
     if (!file) kxThrowError(kxw::kErrorInvalidHandle);
     file->Seek(static_cast<i64>(block->GetBeginPos()), kxw::kFromBegin);
-    file->Read(data, size, &done);
+    file->Read(bytes, length, &done);
   } catch (const KXException& e) {
     qmSetLastError(e.GetErrorCode());
     return 0;
   }
-  if (done != size) {
+  if (done != length) {
     qmSetLastError(kxw::kErrorReadFault);
     return 0;
   }
-  if (!block->written_ || kxw::BlockChecksum(data, size) != block->checksum_) {
+  if (!block->written_ || kxw::BlockChecksum(bytes, length) != block->checksum_ ||
+      (block->packed_ > 0 && !kxw::Unpack(bytes, length, static_cast<BYTE*>(data), size))) {
     block->damaged_ = true;
     qmSetLastError(kxw::kErrorDataCheck);
     return 0;
   }
   ++traffic_.blocksRead;
-  traffic_.bytesRead += size;
+  traffic_.bytesRead += length;
   return 1;
 }
 

@@ -5,6 +5,7 @@
 
 #include "kxwcmn/core/file.h"
 #include "kxwcmn/core/filepath.h"
+#include "kxwcmn/core/handle.h"
 #include "kxwcmn/memory/blocklist.h"
 #include "kxwcmn/memory/garbage.h"
 #include "kxwcmn/memory/swapblock.h"
@@ -64,7 +65,8 @@ class KX_EXPORT KXSwap {
   /// fits. Returns 0 if the disk is full or the write failed, and for a size that Allocate does not
   /// give. After a failed write the contents of its place are undefined. A block that repeats its
   /// first 24 bytes from end to end, as one colour does, takes its place as all do, but only these
-  /// bytes are kept, in memory: paint is flat for the most part, and costs no traffic then.
+  /// bytes are kept, in memory; one that does so along most of it fills a part of its place. Paint
+  /// is like that, and costs little traffic then.
   int Write(void* const data, KXSwapBlock* block);
 
   /// Reads the bytes of `block`. Returns 0 if it has no place, with the code as last error if not
@@ -99,6 +101,8 @@ class KX_EXPORT KXSwap {
   KXFile* FindFile(unsigned generation);
   KXFile& OwnFile();
   bool HasWholeSectors(const KXSwapBlock& block) const;
+  BYTE* RoomForPacked();
+  DWORD PackedLength(DWORD packed) const;
 
   // By the fork generation of the process that made it: those of the processes that this one was
   // forked from, and its own if there is one.
@@ -112,4 +116,5 @@ class KX_EXPORT KXSwap {
   u64 usedTotalSize_ = 0;
   unsigned int enlargeUnit_ = 0;
   Traffic traffic_;
+  KXPointer packing_;  // room for the packed form of a block, from the first one on
 };

@@ -32,6 +32,7 @@ KXSwapBlock& KXSwapBlock::operator=(const KXSwapBlock& other) {
   cacheItem_ = other.cacheItem_;
   flat_ = other.flat_;
   std::copy_n(other.period_, kPeriod, period_);
+  packed_ = other.packed_;
   checksum_ = other.checksum_;
   generation_ = other.generation_;
   written_ = other.written_;

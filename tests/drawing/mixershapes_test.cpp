@@ -336,18 +336,29 @@ TEST(MixerShapes, AFailureInTheMiddleLeavesAWholeImage) {
     if (shape == 6) o.ArcFill(9, 9, 800, 800, 0xFF112233, nullptr);
     if (shape == 7) o.DrawSegment(9, 9, 800, 700, 5, 0xFF112233, 2, 0);
   };
+  // A block of one colour would be in no file.
+  const auto dot = [](KXVOffscreen& o) {
+    for (int at = 0; at < 81; ++at) {
+      const int x = at % 9 * 100, y = at / 9 * 100;
+      o.RectFill(KXRect(x, y, x + 2, y + 2), 0, 0xFF000000 | static_cast<DWORD>(at), 1);
+    }
+  };
   for (int i = 0; i < 16; ++i) {
     SCOPED_TRACE(i);
     const int shape = i / 2;
     const bool fromDisk = i % 2;  // blocks that are to be read back, or to be made
     const ImagePtr expected = MakeImage(32, 900, 900, 72, RoomyManager());
+    if (fromDisk) dot(*expected);
     draw(*expected, shape);
     int nth = 0;
     for (int code = 8; code != 0; ++nth) {
       KXVirtualMemory manager;
       manager.Create(16 << 20, nullptr);
       const ImagePtr image = MakeImage(32, 900, 900, 72, &manager);
-      if (fromDisk) image->RectFill(image->GetRect(), 1, 0);
+      if (fromDisk) {
+        image->RectFill(image->GetRect(), 1, 0);
+        dot(*image);
+      }
       image->UnloadAllBlock();
       {
         kxw::detail::ScopedFaults faults;

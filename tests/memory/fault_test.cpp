@@ -61,8 +61,11 @@ TEST_F(Memory, ABlockThatComesBackChangedFailsWithItsCode) {
   image->Create(manager.get(), 256, 256, 72);
   {
     KXVOffscreenAutoLock lock(image.get(), 1);
-    image->MoveCursor(3, 3);
-    image->Set8BitColor(9);
+    image->MoveCursor(0, 0);
+    BYTE* pixels =
+        image->GetBaseAddress();  // none of which repeats: they go to the file as they are
+    Fill(pixels, 65536, 1);
+    pixels[3 * 256 + 3] = 9;
   }
   image->UnloadAllBlock();
   auto* block = reinterpret_cast<KXSwapBlock*>(image->GetBlockExist(0));
