@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/memory/virtualmemory.h"
 #include "kxwcmn/offscreen/autolock.h"
@@ -152,18 +153,28 @@ void WalkArray(State& state) {
 
 constexpr int kBlocks = 4096;
 
-/// A block that `i` names, of one colour or nearly so: the one that differs has to be written.
-template <bool kFlat>
+enum Contents { kNoise, kPaint, kOneColor };
+
+/// A block that `i` names: its last byte. Paint has a line across each of its rows.
+template <Contents kContents>
 void FillBlock(void* at, int i) {
-  std::memset(at, i & 255, kBlock);
-  if (!kFlat) ++static_cast<BYTE*>(at)[kBlock / 2];
+  auto* bytes = static_cast<BYTE*>(at);
+  if (kContents == kNoise) {
+    static const kxw::bench::Bytes noise = kxw::bench::Noise(kBlock);
+    std::memcpy(bytes, noise.data(), kBlock);
+    bytes[kBlock - 1] = static_cast<BYTE>(i);
+    return;
+  }
+  std::memset(bytes, i & 255, kBlock);
+  if (kContents == kOneColor) return;
+  for (std::size_t y = 0; y < 256; ++y) std::memset(bytes + y * 1024 + y * 3, ~i & 255, 12);
 }
 
 constexpr int kInPool = 512;
 
 /// Out: the pool is full of blocks that have to go, its memory long at hand, as it is in a program
 /// that runs for a while. In: all blocks are in the file.
-template <bool kMeasureRead, bool kFlat>
+template <bool kMeasureRead, Contents kContents>
 void PageThrough(State& state) {
   for (auto _ : state) {
     state.PauseTiming();
@@ -171,7 +182,7 @@ void PageThrough(State& state) {
     std::vector<KXSwapBlock*> blocks;
     const auto make = [&] {
       KXSwapBlock* block = manager->Allocate(kBlock);
-      FillBlock<kFlat>(manager->Lock(block, 1, nullptr), static_cast<int>(blocks.size()));
+      FillBlock<kContents>(manager->Lock(block, 1, nullptr), static_cast<int>(blocks.size()));
       manager->Unlock(block);
       blocks.push_back(block);
     };
@@ -203,7 +214,7 @@ void PageThrough(State& state) {
 }
 
 // The same number of bytes that leave and enter the pool, with the same memory in use.
-template <bool kMeasureRead, bool kFlat>
+template <bool kMeasureRead, Contents kContents>
 void RawFile(State& state) {
   std::vector<BYTE> pool(std::size_t{kInPool} * kBlock);
   for (auto _ : state) {
@@ -215,7 +226,7 @@ void RawFile(State& state) {
     if (!kMeasureRead) state.ResumeTiming();
     for (int i = 0; i < kBlocks; ++i) {
       BYTE* at = pool.data() + std::size_t(i % kInPool) * kBlock;
-      FillBlock<kFlat>(at, i);
+      FillBlock<kContents>(at, i);
       if (pwrite(file, at, kBlock, off_t{i} * kBlock) != kBlock) state.SkipWithError("no room");
     }
     if (kMeasureRead) state.ResumeTiming();
@@ -431,14 +442,18 @@ const bool kAdded = [] {
   Add("Lock and Unlock of a resident block", 0, LockPair, "two function calls", LockFloor);
   Add("walk, NextCursorX + Get32BitColor, 2048 x 2048", 0, WalkChecked, "array", WalkArray);
   Add("walk, NextCursorXFastest + Get32BitColorFast", 0, WalkFastest, "array", WalkArray);
-  kxw::bench::AddReal("1 GiB of blocks out, 128 MiB budget", 0.9, PageThrough<false, false>,
-                      "pwrite", RawFile<false, false>);
-  kxw::bench::AddReal("1 GiB of blocks in, 128 MiB budget", 0.9, PageThrough<true, false>, "pread",
-                      RawFile<true, false>);
-  kxw::bench::AddReal("1 GiB of blocks of one colour out", 0, PageThrough<false, true>, "pwrite",
-                      RawFile<false, true>);
-  kxw::bench::AddReal("1 GiB of blocks of one colour in", 0, PageThrough<true, true>, "pread",
-                      RawFile<true, true>);
+  kxw::bench::AddReal("1 GiB of blocks out, 128 MiB budget", 0.9, PageThrough<false, kNoise>,
+                      "pwrite", RawFile<false, kNoise>);
+  kxw::bench::AddReal("1 GiB of blocks in, 128 MiB budget", 0.9, PageThrough<true, kNoise>, "pread",
+                      RawFile<true, kNoise>);
+  kxw::bench::AddReal("1 GiB of painted blocks out", 0, PageThrough<false, kPaint>, "pwrite",
+                      RawFile<false, kPaint>);
+  kxw::bench::AddReal("1 GiB of painted blocks in", 0, PageThrough<true, kPaint>, "pread",
+                      RawFile<true, kPaint>);
+  kxw::bench::AddReal("1 GiB of blocks of one colour out", 0, PageThrough<false, kOneColor>,
+                      "pwrite", RawFile<false, kOneColor>);
+  kxw::bench::AddReal("1 GiB of blocks of one colour in", 0, PageThrough<true, kOneColor>, "pread",
+                      RawFile<true, kOneColor>);
   kxw::bench::AddReal("images of three depths come and go, 256 MiB budget", 0, ComeAndGo<true>,
                       "each in fresh memory", ComeAndGo<false>);
   Add("first write of a 4096 x 4096 image", 2, FirstWrite, "malloc and memset", MallocAndSet);
