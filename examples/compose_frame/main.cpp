@@ -139,23 +139,6 @@ Offscreen PaintBackground() {
   return image;
 }
 
-/// Makes ink solid where paint stopped for it, so that nothing shows between the two.
-void HardenInk(KXVOffscreen& ink) {
-  KXVOffscreenAutoLock lock(&ink, 1);
-  KXBlockGetter blocks(&ink, ink.GetRect(), 1);
-  for (KXRect part; blocks.GetNextBlock(part);) {
-    if (!ink.GetBlockExist(part.left, part.top)) continue;
-    for (int y = part.top; y < part.bottom; ++y) {
-      ink.MoveCursor(part.left, y);
-      BYTE* row = ink.GetCurrentAddress();
-      for (int x = 0; row && x < part.Width(); ++x) {
-        const int density = row[x] * 255 / kMargin;
-        row[x] = static_cast<BYTE>(density < 255 ? density : 255);
-      }
-    }
-  }
-}
-
 Offscreen Duplicate(KXVOffscreen& image) { return Offscreen(image.CreateAndCopyAll()); }
 
 /// The frame as a line test: dithered to black and nothing, on white.
@@ -177,7 +160,7 @@ void Compose(const std::string& out) {
   std::vector<paintcel::Seed> seeds = paintcel::ReadSeeds(data + ".seeds", drawing);
   seeds.erase(seeds.begin());  // the paper around the picture stays clear
   paintcel::PaintSeeds(seeds, kMargin, cel);
-  HardenInk(*cel.ink);
+  paintcel::HardenInk(kMargin, *cel.ink);
 
   composeframe::Sheet sheet(out, 3, 2, kSize, 4);
   Offscreen frame = PaintBackground();

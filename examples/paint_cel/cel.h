@@ -62,6 +62,13 @@ PaintCount PaintSeeds(const std::vector<Seed>& seeds, int margin, Cel& cel);
 /// Finds the regions of bare paper, and paints one after the other with the colours of a palette.
 PaintCount PaintAllRegions(int margin, Cel& cel);
 
+/// Makes ink solid that is denser than `margin`, where paint stopped, so that nothing shows between
+/// the two.
+void HardenInk(int margin, KXVOffscreen& ink);
+
+/// Lays the hardened ink over the paint, which is the picture then. Shows its progress.
+void LayInkOverPaint(int margin, Cel& cel);
+
 /// Pixels of a picture's side for `size` pixels of the images', `reduction` of them to one.
 inline int ReducedSize(int size, int reduction) { return (size - 1) / reduction + 1; }
 

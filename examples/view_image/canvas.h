@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cairo.h>
+
+#include "kxwcmn/kxwcmn.h"
+
+namespace viewimage {
+
+/// A drawing context of the library on rows of pixels that somebody else holds, a screen's or a
+/// picture's: blue, green, red and a byte that means nothing.
+class Canvas {
+ public:
+  /// Raises 8 if there is no memory.
+  Canvas(void* pixels, KXSize size, int rowBytes);
+  Canvas(const Canvas&) = delete;
+  Canvas& operator=(const Canvas&) = delete;
+  ~Canvas();
+
+  /// Draws an image in its own size.
+  void Show(const KXBitImage& image);
+
+ private:
+  cairo_surface_t* surface_;
+  KXGdi gdi_;
+};
+
+}  // namespace viewimage

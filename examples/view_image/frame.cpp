@@ -1,0 +1,172 @@
+#include "view_image/frame.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace viewimage {
+namespace {
+
+constexpr int kBlock = KXVOffscreen::kBlockSize;
+constexpr int kBlockRowBytes = 4 * kBlock;
+
+DWORD* RowOf(KXBitImage& frame, int y) {
+  return reinterpret_cast<DWORD*>(frame.GetBaseAddress() +
+                                  static_cast<i64>(y) * frame.GetRowBytes());
+}
+
+/// Draws the blocks of one copy of a picture.
+class BlockPainter {
+ public:
+  BlockPainter(KXVOffscreen& image, const View& view, const Ground& ground, KXBitImage& frame)
+      : image_(image), view_(view), ground_(ground), frame_(frame), side_(view.Zoom().side) {}
+
+  /// Draws a block in its square of the frame, of which `seen` is seen.
+  void Paint(int column, int row, const KXRect& square, const KXRect& seen) {
+    const bool exists = image_.IsCreatedBlockByIndex(column, row) != 0;
+    if (!exists) {
+      PaintNothing(seen);
+      return;
+    }
+    // In its own memory, if that holds pixels as they are shown.
+    KXVOffscreenAutoLock lock(&image_, column * kBlock, row * kBlock, 0);
+    if (image_.GetBitCount() != 32) {
+      const KXRect part =
+          image_.GetBlockByIndex(image_.GetBlockIndex(column * kBlock, row * kBlock));
+      converted_.assign(std::size_t{kBlock} * kBlock, 0);
+      ReadAsShown(image_, part, converted_.data(), kBlock);
+      Scale(reinterpret_cast<BYTE*>(converted_.data()), square, seen);
+    } else if (BYTE* const pixels = image_.GetCurrentAddress()) {
+      Scale(pixels, square, seen);
+    } else {
+      throw std::runtime_error("the swap file cannot be read");
+    }
+    for (int y = seen.top; y < seen.bottom; ++y) {
+      ground_.board.LayOver(RowOf(frame_, y) + seen.left, seen.Width(), seen.left - view_.Left(),
+                            y - view_.Top());
+    }
+  }
+
+ private:
+  /// Brings the block's pixels to the frame.
+  void Scale(BYTE* pixels, const KXRect& square, const KXRect& seen) {
+    const int x = seen.left - square.left, y = seen.top - square.top;
+    BYTE* const to = frame_.GetBaseAddress();
+    if (side_ == kBlock) {
+      Copy32x32(to, seen.left, seen.top, seen.Width(), seen.Height(), frame_.GetRowBytes(), pixels,
+                x, y, kBlockRowBytes);
+    } else if (side_ > kBlock) {
+      // The errors with which each pixel of the frame is the one of the block that it lies in.
+      const int column = x * kBlock / side_, line = y * kBlock / side_;
+      MaximizeCopyDDA32x32(to, seen.left, seen.top, seen.Width(), seen.Height(),
+                           frame_.GetRowBytes(), pixels, column, line, kBlock, kBlock,
+                           kBlockRowBytes, side_, side_, (column + 1) * side_ - 1 - x * kBlock,
+                           (line + 1) * side_ - 1 - y * kBlock);
+    } else {
+      KXBitImage block;
+      block.SetReference(pixels, kBlock, kBlock, 32);
+      block.AntiAliasCopy32(&frame_, square.left, square.top, side_, side_, 0, 0, kBlock, kBlock);
+    }
+  }
+
+  void PaintNothing(const KXRect& seen) {
+    for (int y = seen.top; y < seen.bottom; ++y) {
+      DWORD* const row = RowOf(frame_, y) + seen.left;
+      if (image_.GetBitCount() == 24) {
+        std::fill_n(row, seen.Width(), 0xFFFFFFFF);
+      } else {
+        ground_.board.Fill(row, seen.Width(), seen.left - view_.Left(), y - view_.Top());
+      }
+    }
+  }
+
+  KXVOffscreen& image_;
+  const View& view_;
+  const Ground& ground_;
+  KXBitImage& frame_;
+  int side_;
+  std::vector<DWORD> converted_;
+};
+
+/// The part of the window that the picture covers, flips undone.
+KXRect Covered(const View& view) {
+  const auto cut = [](i64 at, int window) {
+    return static_cast<int>(std::clamp<i64>(at, 0, window));
+  };
+  const KXSize window = view.Window(), picture = view.Picture();
+  return KXRect(cut(view.Left(), window.cx), cut(view.Top(), window.cy),
+                cut(view.Left() + view.Zoom().Shown(picture.cx), window.cx),
+                cut(view.Top() + view.Zoom().Shown(picture.cy), window.cy));
+}
+
+void PaintBeside(const View& view, const KXRect& covered, DWORD color, KXBitImage& frame) {
+  const int width = view.Window().cx, height = view.Window().cy;
+  if (covered.IsRectEmpty()) {
+    frame.RectFill(KXRect(0, 0, width, height), color, 0);
+    return;
+  }
+  frame.RectFill(KXRect(0, 0, width, covered.top), color, 0);
+  frame.RectFill(KXRect(0, covered.top, covered.left, covered.bottom), color, 0);
+  frame.RectFill(KXRect(covered.right, covered.top, width, covered.bottom), color, 0);
+  frame.RectFill(KXRect(0, covered.bottom, width, height), color, 0);
+}
+
+void Mirror(const View& view, KXBitImage& frame) {
+  const int width = view.Window().cx, height = view.Window().cy;
+  if (view.IsFlippedHorz()) {
+    for (int y = 0; y < height; ++y) std::reverse(RowOf(frame, y), RowOf(frame, y) + width);
+  }
+  if (view.IsFlippedVert()) {
+    for (int y = 0; y < height / 2; ++y) {
+      std::swap_ranges(RowOf(frame, y), RowOf(frame, y) + width, RowOf(frame, height - 1 - y));
+    }
+  }
+}
+
+}  // namespace
+
+KXRect VisibleBlocks(const View& view) {
+  const KXRect covered = Covered(view);
+  if (covered.IsRectEmpty()) return KXRect(0, 0, 0, 0);
+  const int side = view.Zoom().side;
+  const auto block = [&](i64 shown) { return static_cast<int>(shown / side); };
+  return KXRect(block(covered.left - view.Left()), block(covered.top - view.Top()),
+                block(covered.right - 1 - view.Left()) + 1,
+                block(covered.bottom - 1 - view.Top()) + 1);
+}
+
+bool IsComplete(Pyramid& pyramid, const View& view) {
+  const KXRect blocks = VisibleBlocks(view);
+  for (int row = blocks.top; row < blocks.bottom; ++row) {
+    for (int column = blocks.left; column < blocks.right; ++column) {
+      if (!pyramid.IsMade(view.Zoom().level, column, row)) return false;
+    }
+  }
+  return true;
+}
+
+void DrawFrame(Pyramid& pyramid, const View& view, const Ground& ground, KXBitImage& frame) {
+  const int level = view.Zoom().level, side = view.Zoom().side;
+  const KXRect covered = Covered(view), blocks = VisibleBlocks(view);
+  BlockPainter painter(pyramid.Level(level), view, ground, frame);
+  for (int row = blocks.top; row < blocks.bottom; ++row) {
+    for (int column = blocks.left; column < blocks.right; ++column) {
+      const int left = static_cast<int>(view.Left() + i64{column} * side);
+      const int top = static_cast<int>(view.Top() + i64{row} * side);
+      const KXRect square(left, top, left + side, top + side), seen = square & covered;
+      if (seen.IsRectEmpty()) continue;
+      if (pyramid.IsMade(level, column, row)) {
+        painter.Paint(column, row, square, seen);
+      } else {
+        frame.RectFill(seen, ground.unmade, 0);
+      }
+    }
+  }
+  // Last, for averages pass the picture's edge.
+  PaintBeside(view, covered, ground.beside, frame);
+  Mirror(view, frame);
+}
+
+}  // namespace viewimage
