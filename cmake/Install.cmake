@@ -20,13 +20,12 @@ install(FILES
 # The file finds its prefix from where it lies, so the way back must be a relative one.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH KXWCMN_PC_TO_PREFIX /prefix/${pc_dir} /prefix)
-set(KXWCMN_PC_TEXT)
+set(KXWCMN_PC_REQUIRES zlib)
 if(KXWCMN_HAS_TEXT)
-  set(KXWCMN_PC_TEXT ", pangocairo")
+  string(APPEND KXWCMN_PC_REQUIRES ", pangocairo")
 endif()
-set(KXWCMN_PC_DEFLATE "")
 if(KXWCMN_HAS_DEFLATE)
-  set(KXWCMN_PC_DEFLATE " -ldeflate")
+  string(APPEND KXWCMN_PC_REQUIRES ", libdeflate")
 endif()
 configure_file(
   ${CMAKE_CURRENT_LIST_DIR}/kxwcmn.pc.in ${PROJECT_BINARY_DIR}/kxwcmn.pc @ONLY)

@@ -131,12 +131,13 @@ void KXString::Append(const char* text, std::size_t length) {
   const bool again = appended_ != kUnknown;
   const std::size_t before = again ? static_cast<std::size_t>(appended_) : std::strlen(buffer_ + 1);
   const int whole = CheckedLength(before + length);
-  const DWORD size = static_cast<DWORD>(whole) + 2;
   KXAutoPointer old(nullptr);
   if (!again) {
     old = AllocStr(whole, &buffer_);
-  } else if (size > qmGetPtrSize(buffer_)) {
-    char* block = AllocWithRoomAhead(size);
+    room_ = whole;
+  } else if (whole > room_) {
+    char* block = AllocWithRoomAhead(static_cast<DWORD>(whole) + 2);
+    room_ = static_cast<int>(qmGetPtrSize(block)) - 2;
     std::memcpy(block, buffer_, before + 1);
     old = std::exchange(buffer_, block);
   }
@@ -275,7 +276,7 @@ void KXString::MakeUpper() {
 }
 
 void KXString::Replace(char from, char to) {
-  ChangeSingleBytes(buffer_ + 1, [=](char c) { return c == from ? to : c; });
+  ChangeSingleBytes(GetStr(), [=](char c) { return c == from ? to : c; });  // `to` may be the end
 }
 
 int KXString::IsDoubleByte(int index) const { return qmIsDoubleByteCheckEx(buffer_ + 1, index); }

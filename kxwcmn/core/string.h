@@ -12,7 +12,8 @@
 /// The text lies in one block behind a byte for its length, so that it serves as a C string and as
 /// a Pascal string without a copy. Every assignment makes a block that just holds its text; appends
 /// one after the other make blocks with room ahead, so that a long text built from short ones costs
-/// what its length costs. `GetLength` walks the text. Numbers are printed and read with the full
+/// what its length costs, as long as nobody asks for a text that may be written to in between.
+/// `GetLength` walks the text. Numbers are printed and read with the full
 /// stop, whatever the locale. Where there is no memory, KXException with code 8 is raised and the
 /// text stays as it was. A null text counts as an empty one.
 class KX_EXPORT KXString {
@@ -45,7 +46,8 @@ class KX_EXPORT KXString {
   /// A byte of the text; its length gives the terminator. Others raise 0x20010008.
   char& At(int index);
   char At(int index) const;
-  /// A byte of the text's block, in constant time; others raise 0x20010008.
+  /// A byte of the text's block, in constant time; others raise 0x20010008. The block ends with the
+  /// text or a little later, and what is written behind the text's end may be lost.
   char& operator[](int index);
   char operator[](int index) const;
 
@@ -131,4 +133,5 @@ class KX_EXPORT KXString {
   // The text's length as the last append left it; unknown where a caller may have written since.
   static constexpr int kUnknown = -1;
   int appended_ = kUnknown;
+  int room_ = 0;  // the longest text that the block holds, where the length is known
 };

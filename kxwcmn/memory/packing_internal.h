@@ -10,8 +10,9 @@
 
 namespace kxw {
 
-/// Packs `size` bytes, a multiple of 8, and returns how many bytes the result has; 0 if it does not
-/// fit into `room` bytes, or does not look as if it would. What lies at `out` is undefined then.
+/// Packs `size` bytes, a multiple of 8 below 16 GiB, and returns how many bytes the result has; 0
+/// if it does not fit into `room` bytes, or does not look as if it would. What lies at `out` is
+/// undefined then.
 std::size_t Pack(const BYTE* data, std::size_t size, BYTE* out, std::size_t room);
 
 /// Unpacks what `Pack` made of `size` bytes. Returns false if it is nothing of the kind.

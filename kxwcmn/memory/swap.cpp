@@ -122,6 +122,7 @@ void KXSwap::Destroy() {
   garbage_.reset();
   for (const KXSwapListItem* item = list_.GetFirst(); item; item = item->next) delete item->block;
   list_.Clear();
+  packing_.Free();
   CloseFile();
 }
 
@@ -175,6 +176,7 @@ int KXSwap::Write(void* const data, KXSwapBlock* block) {
   if (!garbage_ || !block || !HasWholeSectors(*block)) return 0;
   const auto size = static_cast<DWORD>(block->GetSize());
   if (size == 0) return 1;
+  if (!data) return 0;
   const auto* bytes = static_cast<const BYTE*>(data);
   const bool flat = RepeatsFront(bytes, size, KXSwapBlock::kPeriod);
   DWORD length = size, packed = 0;
@@ -251,7 +253,7 @@ bool KXSwap::TakePlace(KXSwapBlock* block) {
 }
 
 int KXSwap::Read(void* data, KXSwapBlock* block) {
-  if (!garbage_ || !block || !block->IsSwapped() || !HasWholeSectors(*block)) return 0;
+  if (!garbage_ || !data || !block || !block->IsSwapped() || !HasWholeSectors(*block)) return 0;
   block->damaged_ = false;
   const auto size = static_cast<DWORD>(block->GetSize());
   if (block->flat_ && !files_.empty()) {
@@ -282,7 +284,7 @@ int KXSwap::Read(void* data, KXSwapBlock* block) {
     return 0;
   }
   if (!block->written_ || kxw::BlockChecksum(bytes, length) != block->checksum_ ||
-      (block->packed_ > 0 && !kxw::Unpack(bytes, length, static_cast<BYTE*>(data), size))) {
+      (block->packed_ > 0 && !kxw::Unpack(bytes, block->packed_, static_cast<BYTE*>(data), size))) {
     block->damaged_ = true;
     qmSetLastError(kxw::kErrorDataCheck);
     return 0;

@@ -21,10 +21,11 @@
 /// A forked child neither writes to the file of the process that made it, nor cuts or removes it.
 /// Its blocks have the places of the moment of the fork: what it writes goes, at the same places,
 /// to a file of its own that the first write makes beside the other, and what it has not written is
-/// read from the other. What it has on memory counts as changed, for the other file may be written
-/// over. A block that lies there alone and whose place the parent has written to meanwhile cannot
-/// be read any more; that fails and is never taken for the block's contents. The parent's end costs
-/// the child nothing: the file has no name then, and its bytes stay until the child ends, too.
+/// read from the other. What it has on memory counts as changed, unless it is of one colour, for
+/// the other file may be written over. A block that lies there alone and whose place the parent has
+/// written to meanwhile cannot be read any more; that fails and is never taken for the block's
+/// contents. The parent's end costs the child nothing: the file has no name then, and its bytes
+/// stay until the child ends, too.
 class KX_EXPORT KXSwap {
  public:
   KXSwap() = default;

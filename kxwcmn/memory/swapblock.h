@@ -183,7 +183,7 @@ class KX_EXPORT KXSwapBlock : public KXGarbageBlock {
   DWORD packed_ = 0;  // bytes of its packed form, which the file holds instead; 0: it is not packed
   u64 checksum_ = 0;
   unsigned generation_ = 0;  // the fork generation of the process whose file holds them
-  bool written_ = false;     // the place was written as a whole, or the block is flat
+  bool written_ = false;     // a write has ended well, so that the block can be read
   bool damaged_ = false;
 };
 

@@ -7,6 +7,7 @@
 //   disk nothing would ever be evicted again.
 // - Request ends at the first block that cannot be written. Those behind it that need no writing go
 //   after all (RequestClean): a full disk is no reason to fail while memory can be had for nothing.
+//   Only changed blocks of one colour, which would need no disk, stay behind one that does.
 // - Where the host has no memory, blocks make some and the operation is tried again (WithMemory).
 // - Nothing is evicted for a block that is larger than the budget, for it never fits.
 // - A read that is short, or that gives other bytes than were written, fails (KXSwap::Read): wrong

@@ -23,7 +23,7 @@ struct _CREATEVMPARAM {
 /// What a manager has done so far. Counts of blocks and bytes since its creation.
 struct KXVMStatistics {
   u64 blocksDropped;  // left memory without a write
-  u64 blocksFlat;     // of one colour: left memory without a write, and come back without a read
+  u64 blocksFlat;  // that repeat 24 bytes or fewer: left without a write, come back without a read
   u64 blocksWritten;
   u64 blocksRead;
   u64 bytesWritten;

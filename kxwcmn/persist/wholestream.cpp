@@ -27,7 +27,8 @@ std::optional<int> WholeLevelOf(int level) {
 std::unique_ptr<kxw::WholeDeflater> kxw::WholeDeflater::Make(int level) {
   const std::optional<int> wholeLevel = WholeLevelOf(level);
   if (!wholeLevel) return nullptr;
-  std::unique_ptr<WholeDeflater> deflater(new WholeDeflater(nullptr));
+  std::unique_ptr<WholeDeflater> deflater =
+      RaiseWithoutMemory([] { return std::unique_ptr<WholeDeflater>(new WholeDeflater(nullptr)); });
   deflater->compressor_ = libdeflate_alloc_compressor(*wholeLevel);
   if (!deflater->compressor_) kxThrowError(kErrorNotEnoughMemory);
   return deflater;
@@ -37,7 +38,7 @@ kxw::WholeDeflater::~WholeDeflater() { libdeflate_free_compressor(compressor_); 
 
 std::span<const BYTE> kxw::WholeDeflater::Run(const BYTE* data, std::size_t size) {
   const std::size_t bound = libdeflate_deflate_compress_bound(compressor_, size);
-  if (stream_.size() < bound) stream_.resize(bound);
+  if (stream_.size() < bound) RaiseWithoutMemory([&] { stream_.resize(bound); });
   const BYTE none = 0;
   const std::size_t made = libdeflate_deflate_compress(compressor_, data ? data : &none, size,
                                                        stream_.data(), stream_.size());

@@ -103,11 +103,15 @@ class Borrowed {
 
 }  // namespace
 
-kxw::Deflater::Deflater(int level, Maker maker) : header_(HeaderOf(level)) {
+kxw::Deflater::Deflater(int level, Maker maker) : level_(level), header_(HeaderOf(level)) {
   if (maker == Maker::kFastest) whole_ = WholeDeflater::Make(level);
+  if (!whole_) StartZLib();
+}
+
+void kxw::Deflater::StartZLib() {
   // Without zlib's head and checksum, which are ours to write.
   constexpr int kPlainWindow = -MAX_WBITS, kMemory = 8;
-  if (deflateInit2(&stream_, level, Z_DEFLATED, kPlainWindow, kMemory, Z_DEFAULT_STRATEGY) !=
+  if (deflateInit2(&stream_, level_, Z_DEFLATED, kPlainWindow, kMemory, Z_DEFAULT_STRATEGY) !=
       Z_OK) {
     RaiseZlib();
   }
@@ -139,6 +143,7 @@ DWORD kxw::Deflater::RunWhole(const BYTE* data, DWORD size, Output& output) {
 
 DWORD kxw::Deflater::RunInPieces(BYTE* data, DWORD size, BYTE* work, DWORD workSize,
                                  Output& output) {
+  if (!stream_.state) StartZLib();
   if (stream_.total_out != 0 && deflateReset(&stream_) != Z_OK) RaiseZlib();
   stream_.next_in = data;
   stream_.avail_in = 0;

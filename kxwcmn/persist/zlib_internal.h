@@ -67,7 +67,10 @@ class Deflater {
   DWORD RunWhole(const BYTE* data, DWORD size, Output& output);
   DWORD RunInPieces(BYTE* data, DWORD size, BYTE* work, DWORD workSize, Output& output);
 
+  void StartZLib();
+
   z_stream stream_ = {};
+  int level_;
   std::unique_ptr<WholeDeflater> whole_;
   WORD header_;
 };

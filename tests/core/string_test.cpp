@@ -58,6 +58,7 @@ TEST(String, AssignsAndAppendsAsStdStringDoes) {
     switch (random() % 7) {
       case 6:  // a write between two appends
         text += "yz", text[static_cast<int>(model.size())] = 0;
+        text += '!', text.Replace('!', 0);
         break;
       case 0:
         text += piece.c_str(), model += piece;

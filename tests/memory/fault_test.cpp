@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <vector>
@@ -179,6 +180,44 @@ TEST_F(Memory, AForkedChildLeavesTheSwapFileAlone) {
   KXVirtualMemory next;
   next.Create(kMiB, folder.Path().c_str());
   EXPECT_EQ(CountEntries(folder), 2);
+}
+
+// Blocks of one colour, and others that nearly are, which go packed.
+TEST_F(Memory, AForkedChildHasPaintOfItsOwn) {
+  Create(kMiB);
+  const auto contents = [](int i) {
+    std::vector<BYTE> bytes(kTile, static_cast<BYTE>(i));
+    if (i % 2) std::fill_n(&bytes[static_cast<std::size_t>(i) * 256], 40, BYTE{255});
+    return bytes;
+  };
+  std::vector<KXSwapBlock*> tiles(64);
+  const auto paint = [&](std::size_t tile, int i) {
+    std::ranges::copy(contents(i), static_cast<BYTE*>(manager->Lock(tiles[tile], 1, nullptr)));
+    manager->Unlock(tiles[tile]);
+  };
+  const auto reads = [&](std::size_t tile, int i) {
+    const void* at = manager->Lock(tiles[tile], 0, nullptr);
+    const bool same = at && std::memcmp(at, contents(i).data(), kTile) == 0;
+    manager->Unlock(tiles[tile]);
+    return same;
+  };
+  for (std::size_t i = 0; i < 64; ++i) {
+    tiles[i] = manager->Allocate(kTile);
+    paint(i, static_cast<int>(i));
+  }
+  const int status = StatusOf(Fork([&] {
+    bool good = true;
+    for (std::size_t i = 0; i < 64; ++i) {
+      if (i % 3 == 0) paint(i, 100 + static_cast<int>(i));
+    }
+    for (std::size_t i = 0; i < 64; ++i) {
+      good &= reads(i, static_cast<int>(i) + (i % 3 == 0 ? 100 : 0));
+    }
+    return good;
+  }));
+  EXPECT_EQ(status, 0);
+  for (std::size_t i = 0; i < 64; ++i) EXPECT_TRUE(reads(i, static_cast<int>(i))) << i;
+  EXPECT_GT(manager->GetStatistics().blocksFlat, 0u);
 }
 
 // No handler tells of such a child.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <set>
 #include <vector>
 
@@ -172,6 +173,53 @@ TEST_F(Swap, KeepsWhatRepeatsWithoutTheFile) {
   swap.CloseFile();
   EXPECT_EQ(swap.Read(back.data(), block), 0);
   EXPECT_EQ(swap.Write(data.data(), block), 0);
+}
+
+// From each form to each other one, with and without a write that fails in between, and with a byte
+// that changed on the disk.
+TEST_F(Swap, EveryFormFollowsEveryOther) {
+  ASSERT_EQ(Create(1 << 20), 1);
+  const unsigned int bytes = 64 * sector;
+  std::vector<std::vector<BYTE>> forms(3, std::vector<BYTE>(bytes, 5));
+  Fill(forms[0].data(), bytes, 3);
+  for (unsigned i = 0; i < bytes; i += 500) forms[1][i] = 6;  // packed; the last one is flat
+  std::vector<BYTE> back(bytes);
+  KXSwapBlock* block = swap.Allocate(bytes);
+  ASSERT_EQ(swap.Write(forms[0].data(), block), 1);
+  for (int from = 0; from < 3; ++from) {
+    for (int to = 0; to < 3; ++to) {
+      ASSERT_EQ(swap.Write(forms[static_cast<std::size_t>(from)].data(), block), 1);
+      auto& form = forms[static_cast<std::size_t>(to)];
+      {
+        kxw::detail::ScopedFaults faults;
+        faults.Fail(kxw::detail::FaultPoint::kWrite, 1, kxw::kErrorDiskFull);
+        ASSERT_EQ(swap.Write(form.data(), block), to == 2);
+      }
+      ASSERT_EQ(swap.Write(form.data(), block), 1);
+      ASSERT_EQ(swap.Read(back.data(), block), 1);
+      ASSERT_EQ(back, form) << from << to;
+      EXPECT_EQ(swap.Write(nullptr, block) + swap.Read(nullptr, block), 0);
+      if (to == 2) continue;
+      std::fstream(folder.Host() / "file", std::ios::in | std::ios::out | std::ios::binary)
+          .seekp(40)
+          .put(77);
+      EXPECT_EQ(swap.Read(back.data(), block), 0);
+      EXPECT_TRUE(block->IsDamaged());
+    }
+  }
+}
+
+TEST_F(Swap, WithoutMemoryToPackInABlockIsWrittenAsItStands) {
+  ASSERT_EQ(Create(1 << 20), 1);
+  std::vector<BYTE> data(64 * sector, 5), back(64 * sector);
+  data[9] = 6;
+  KXSwapBlock* block = swap.Allocate(64 * sector);
+  kxw::detail::ScopedFaults faults;
+  faults.Fail(kxw::detail::FaultPoint::kAlloc, 1, 8);
+  ASSERT_EQ(swap.Write(data.data(), block), 1);
+  EXPECT_EQ(swap.GetTraffic().bytesWritten, data.size());
+  ASSERT_EQ(swap.Read(back.data(), block), 1);
+  EXPECT_EQ(back, data);
 }
 
 // 256 gaps use up the records at hand, so that the growth behind them needs memory.
