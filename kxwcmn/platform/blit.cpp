@@ -159,11 +159,11 @@ NearestMap::NearestMap(i64 start, int size, int sourceStart, int sourceSize, int
 }
 
 void Transfer(const PixelBlock& block, const NearestMap& columns, const NearestMap& rows,
-              int rasterOperation, const ScreenRows& target) {
+              int rasterOperation, const ScreenRows& target, const DWORD* transparent) {
   const int count = columns.Count();
   if (count == 0) return;
   const RowLoader load = RowLoaderOf(block.bitCount);
-  const bool isCopy = IsCopy(rasterOperation);
+  const bool isCopy = IsCopy(rasterOperation) && !transparent;
   const Combination combine(rasterOperation);
   std::vector<DWORD> loaded(isCopy ? 0 : static_cast<std::size_t>(count));
   const DWORD* before = nullptr;
@@ -178,7 +178,9 @@ void Transfer(const PixelBlock& block, const NearestMap& columns, const NearestM
     }
     before = words;
     if (isCopy) continue;
-    for (int x = 0; x < count; ++x) out[x] = combine(words[x], out[x]);
+    for (int x = 0; x < count; ++x) {
+      if (!transparent || words[x] != *transparent) out[x] = combine(words[x], out[x]);
+    }
   }
 }
 

@@ -56,9 +56,15 @@ inline bool IsBinaryOperation(int rasterOperation) {
 /// Whether the target becomes what the source is.
 inline bool IsCopy(int rasterOperation) { return (rasterOperation >> 16 & 255) == 0xCC; }
 
+/// The word of a colour, whose top byte is not looked at.
+inline DWORD WordOf(QMCOLORREF color) {
+  return 0xFF000000 | (color & 255) << 16 | (color & 0xFF00) | (color >> 16 & 255);
+}
+
 /// Brings the pixels of `block` that two maps name to the rows, by a binary operation. All words
-/// written have an alpha of 255.
+/// written have an alpha of 255. Where a pixel is `*transparent`, if that is not null, the target
+/// stays.
 void Transfer(const PixelBlock& block, const NearestMap& columns, const NearestMap& rows,
-              int rasterOperation, const ScreenRows& target);
+              int rasterOperation, const ScreenRows& target, const DWORD* transparent = nullptr);
 
 }  // namespace kxw

@@ -39,6 +39,18 @@ KX_EXPORT HFONT kxwCreateFont(const char* family, int height, int weight, int sl
 /// Null is left alone.
 KX_EXPORT void kxwFreeFont(HFONT font);
 
+/// Brings a rectangle of the context `source` to one of `dest`, the nearest pixels of it, except
+/// for those of the colour `transparent`, where `dest` stays; its top byte is not looked at. Sizes,
+/// clips and what is left out are as `kxw::StretchToDevice` tells, and the source is read before
+/// anything is drawn.
+///
+/// `source` must be the context of a bitmap or of another picture in memory whose transformation is
+/// a shift by whole pixels. Returns 1, or 0 with the last error set: 6 for null and for a context
+/// in an error state; 50 for another source, and without Cairo; 8 if there is no memory.
+KX_EXPORT int kxwTransparentBlt(HDC dest, int x, int y, int width, int height, HDC source,
+                                int sourceX, int sourceY, int sourceWidth, int sourceHeight,
+                                QMCOLORREF transparent);
+
 namespace kxw {
 
 /// Whether the library was built with what draws texts and on contexts.

@@ -9,8 +9,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <memory>
+#include <vector>
 #endif
 
 struct HDC__ {
@@ -32,6 +34,7 @@ namespace kxw {
 
 namespace {
 
+constexpr int kCopy = 0xCC0020;
 constexpr int kMaxSurfaceSize = 32767;  // of Cairo's pictures in memory
 constexpr int kMaxCopySize = 8192;      // of a block's copy, so that it has at most 256 MiB
 
@@ -103,7 +106,8 @@ bool ReachRows(cairo_t* cairo, ReachableRows* result) {
 
 /// Brings the pixels straight to the target's memory.
 void TransferToRows(const PixelBlock& block, const TransferRect& dest, const TransferRect& source,
-                    int rasterOperation, const ReachableRows& target) {
+                    int rasterOperation, const ReachableRows& target,
+                    const DWORD* transparent = nullptr) {
   for (int i = 0; i < target.clip->num_rectangles; ++i) {
     // In the picture's coordinates, of which those of its pixels alone are gone through.
     const cairo_rectangle_t& part = target.clip->rectangles[i];
@@ -118,7 +122,7 @@ void TransferToRows(const PixelBlock& block, const TransferRect& dest, const Tra
     const NearestMap rows(i64{dest.y} + target.shiftY, dest.height, source.y, source.height,
                           block.height, rowAt(part.y), rowAt(part.y + part.height));
     if (columns.Count() == 0 || rows.Count() == 0) continue;
-    Transfer(block, columns, rows, rasterOperation, target.rows);
+    Transfer(block, columns, rows, rasterOperation, target.rows, transparent);
     cairo_surface_mark_dirty_rectangle(target.surface, columns.First(), rows.First(),
                                        columns.Count(), rows.Count());
   }
@@ -136,10 +140,13 @@ struct Stretch {
 };
 
 /// A picture with `columns` by `rows` of a block: its own pixels where they are laid out as Cairo
-/// has them, otherwise a copy, which is smaller if the block is a very large one.
-SurfaceOwner SurfaceOf(const PixelBlock& block, const Stretch& columns, const Stretch& rows) {
-  if (block.bitCount == 32 && columns.count <= kMaxSurfaceSize && rows.count <= kMaxSurfaceSize &&
-      block.rowBytes > 0 && block.rowBytes <= std::numeric_limits<int>::max()) {
+/// has them, otherwise a copy, which is smaller if the block is a very large one. Words of
+/// `*transparent` become transparent, if it is not null.
+SurfaceOwner SurfaceOf(const PixelBlock& block, const Stretch& columns, const Stretch& rows,
+                       const DWORD* transparent) {
+  if (!transparent && block.bitCount == 32 && columns.count <= kMaxSurfaceSize &&
+      rows.count <= kMaxSurfaceSize && block.rowBytes > 0 &&
+      block.rowBytes <= std::numeric_limits<int>::max()) {
     const BYTE* const first =
         block.top + block.rowBytes * rows.first + std::ptrdiff_t{4} * columns.first;
     // Cairo only reads it, as a source.
@@ -149,23 +156,25 @@ SurfaceOwner SurfaceOf(const PixelBlock& block, const Stretch& columns, const St
   }
   const int width = std::min(columns.count, kMaxCopySize);
   const int height = std::min(rows.count, kMaxCopySize);
-  SurfaceOwner surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+  SurfaceOwner surface(cairo_image_surface_create(
+      transparent ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24, width, height));
   if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) return surface;
   Transfer(
       block, NearestMap(0, width, columns.first, columns.count, block.width, 0, width),
-      NearestMap(0, height, rows.first, rows.count, block.height, 0, height), 0xCC0020,
-      {cairo_image_surface_get_data(surface.get()), cairo_image_surface_get_stride(surface.get())});
+      NearestMap(0, height, rows.first, rows.count, block.height, 0, height), kCopy,
+      {cairo_image_surface_get_data(surface.get()), cairo_image_surface_get_stride(surface.get())},
+      transparent);
   cairo_surface_mark_dirty(surface.get());
   return surface;
 }
 
 /// Has Cairo paint the pixels, through whatever transformation and onto whatever target.
 int Paint(cairo_t* cairo, const PixelBlock& block, const TransferRect& dest,
-          const TransferRect& source) {
+          const TransferRect& source, const DWORD* transparent = nullptr) {
   const Stretch columns(source.x, source.width, block.width);
   const Stretch rows(source.y, source.height, block.height);
   if (columns.count == 0 || rows.count == 0 || dest.width == 0 || dest.height == 0) return 0;
-  const SurfaceOwner surface = SurfaceOf(block, columns, rows);
+  const SurfaceOwner surface = SurfaceOf(block, columns, rows, transparent);
   if (const int code = CodeOf(cairo_surface_status(surface.get()))) return code;
   const PathOwner path(cairo_copy_path(cairo));
   cairo_save(cairo);
@@ -193,6 +202,37 @@ int Paint(cairo_t* cairo, const PixelBlock& block, const TransferRect& dest,
   // A target that keeps what was drawn, as a page does, takes the pixels now.
   cairo_surface_finish(surface.get());
   return CodeOf(cairo_status(cairo));
+}
+
+/// Brings what is not `transparent` from one context to another. `from` is within the source's
+/// pixels once its shift is added.
+int TransferVisible(cairo_t* dest, const TransferRect& to, cairo_t* source, TransferRect from,
+                    DWORD transparent) {
+  for (cairo_t* const cairo : {dest, source}) {
+    if (const int code = CodeOf(cairo_status(cairo))) return code;
+  }
+  ReachableRows pixels, target;
+  if (!ReachRows(source, &pixels)) return kErrorNotSupported;
+  const i64 x = i64{from.x} + pixels.shiftX, y = i64{from.y} + pixels.shiftY;
+  from.x = static_cast<int>(x);
+  from.y = static_cast<int>(y);
+  if (from.x != x || from.y != y) return kErrorNone;  // far outside
+  PixelBlock block = {pixels.rows.top, pixels.rows.rowBytes, pixels.width, pixels.height, 32, {}};
+  const bool isReachable = ReachRows(dest, &target);
+  std::vector<DWORD> copy;
+  if (isReachable && pixels.surface == target.surface) {
+    const auto width = static_cast<std::size_t>(block.width);
+    copy.resize(width * static_cast<std::size_t>(block.height));
+    for (std::size_t row = 0; row * width < copy.size(); ++row) {
+      std::memcpy(&copy[row * width], block.top + block.rowBytes * static_cast<std::ptrdiff_t>(row),
+                  width * sizeof copy[0]);
+    }
+    block.top = reinterpret_cast<const BYTE*>(copy.data());
+    block.rowBytes = static_cast<std::ptrdiff_t>(width * sizeof copy[0]);
+  }
+  if (!isReachable) return Paint(dest, block, to, from, &transparent);
+  TransferToRows(block, to, from, kCopy, target, &transparent);
+  return kErrorNone;
 }
 
 }  // namespace
@@ -262,4 +302,27 @@ int kxw::StretchToDevice(HDC context, const TransferRect& dest, const TransferRe
   static_cast<void>(source);
   return kErrorNotSupported;
 #endif
+}
+
+int kxwTransparentBlt(HDC dest, int x, int y, int width, int height, HDC source, int sourceX,
+                      int sourceY, int sourceWidth, int sourceHeight, QMCOLORREF transparent) {
+  const kxw::TransferRect to = {x, y, width, height};
+  const kxw::TransferRect from = {sourceX, sourceY, sourceWidth, sourceHeight};
+  int code = dest && source ? kxw::kErrorNotSupported : kxw::kErrorInvalidHandle;
+#if defined(KXWCMN_WITH_TEXT)
+  try {
+    if (dest && source) {
+      const DWORD word = kxw::WordOf(transparent);
+      code = kxw::TransferVisible(dest->cairo, to, source->cairo, from, word);
+    }
+  } catch (const std::bad_alloc&) {
+    code = kxw::kErrorNotEnoughMemory;
+  }
+#else
+  static_cast<void>(to);
+  static_cast<void>(from);
+  static_cast<void>(transparent);
+#endif
+  qmSetLastError(code);
+  return code == kxw::kErrorNone;
 }
