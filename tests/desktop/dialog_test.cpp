@@ -79,7 +79,7 @@ TEST(Dialog, UnscalesTheFontOfATemplateOnADenseScreen) {
   // of 0 before it do not count, nor do bytes of 0 that are not a whole word.
   for (const bool extended : {false, true}) {
     const std::size_t begin = extended ? 30 : 22;
-    for (const std::size_t title : {0, 1, 255, 256}) {
+    for (const std::size_t title : {0u, 1u, 255u, 256u}) {
       dense.bytes.assign(begin + 2 * title + 5, 0);
       if (extended) dense.bytes[2] = dense.bytes[3] = 0xFF;
       for (std::size_t i = 0; i < title; ++i) dense.bytes[begin + 2 * i + i % 2] = 'T';
@@ -96,7 +96,7 @@ TEST(Dialog, UnscalesTheFontOfATemplateOnADenseScreen) {
     }
   }
   // A template that ends before its font's points stays; the sanitizer watches its end.
-  for (const std::size_t begin : {22, 30}) {
+  for (const std::size_t begin : {22u, 30u}) {
     for (std::size_t size = 1; size < begin + 4; ++size) {
       Bytes whole(begin + 4, 0x55);
       whole[2] = whole[3] = begin == 30 ? 0xFF : 0;
