@@ -96,8 +96,11 @@ PixelBlock BlockOf(HBITMAP bitmap) {
   return block;
 }
 
-void LoadRow(const PixelBlock& block, int y, DWORD* words) {
-  const NearestMap columns(0, block.width, 0, block.width, block.width, 0, block.width);
+NearestMap ColumnsOf(const PixelBlock& block) {
+  return {0, block.width, 0, block.width, block.width, 0, block.width};
+}
+
+void LoadRow(const PixelBlock& block, const NearestMap& columns, int y, DWORD* words) {
   const NearestMap rows(0, 1, y, 1, block.height, 0, 1);
   Transfer(block, columns, rows, 0xCC0020, {reinterpret_cast<BYTE*>(words), 0});
 }
@@ -129,9 +132,10 @@ void StoreChanges(const PixelBlock& block, int y, const DWORD* before, const DWO
 bool ReplaceColor(HBITMAP bitmap, QMCOLORREF from, QMCOLORREF to) {
   const PixelBlock block = BlockOf(bitmap);
   try {
+    const NearestMap columns = ColumnsOf(block);
     std::vector<DWORD> before(static_cast<std::size_t>(block.width)), after(before.size());
     for (int y = 0; y < block.height; ++y) {
-      LoadRow(block, y, before.data());
+      LoadRow(block, columns, y, before.data());
       std::replace_copy(before.begin(), before.end(), after.begin(), WordOf(to), WordOf(from));
       StoreChanges(block, y, before.data(), after.data());
     }

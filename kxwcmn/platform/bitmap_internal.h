@@ -23,8 +23,11 @@ void KeepBitmap(HBITMAP bitmap);
 /// The pixels of a bitmap, to be read.
 PixelBlock BlockOf(HBITMAP bitmap);
 
-/// Reads row `y` from the top as words of 0xFFRRGGBB.
-void LoadRow(const PixelBlock& block, int y, DWORD* words);
+/// The map of all columns to themselves.
+NearestMap ColumnsOf(const PixelBlock& block);
+
+/// Reads row `y` from the top as words of 0xFFRRGGBB. `columns` are those of the block.
+void LoadRow(const PixelBlock& block, const NearestMap& columns, int y, DWORD* words);
 
 /// Writes those pixels of row `y` from the top that differ between `before`, which is what the row
 /// holds, and `after`: up to 8 bits the nearest colour of the palette, the first of several. Others

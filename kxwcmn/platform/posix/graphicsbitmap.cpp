@@ -46,7 +46,8 @@ SurfaceOwner SurfaceOf(const PixelBlock& block) {
   SurfaceOwner surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, block.width, block.height));
   if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) return surface;
   cairo_surface_flush(surface.get());
-  for (int y = 0; y < block.height; ++y) LoadRow(block, y, RowOf(surface.get(), y));
+  const NearestMap columns = ColumnsOf(block);
+  for (int y = 0; y < block.height; ++y) LoadRow(block, columns, y, RowOf(surface.get(), y));
   cairo_surface_mark_dirty(surface.get());
   return surface;
 }
@@ -87,9 +88,10 @@ void FlushMemoryContext(HDC context) {
   if (!bitmap || cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) return;
   const PixelBlock block = BlockOf(bitmap);
   if (IsDrawnOn(block)) return;
+  const NearestMap columns = ColumnsOf(block);
   std::vector<DWORD> before(static_cast<std::size_t>(block.width));
   for (int y = 0; y < block.height; ++y) {
-    LoadRow(block, y, before.data());
+    LoadRow(block, columns, y, before.data());
     StoreChanges(block, y, before.data(), RowOf(surface, y));
   }
 }
