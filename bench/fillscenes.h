@@ -7,6 +7,7 @@
 #include <png.h>
 #endif
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <opencv2/core.hpp>
@@ -28,18 +29,24 @@ inline constexpr BYTE kPaper = 255, kInk = 0;
 struct Scene {
   std::vector<BYTE> grey = std::vector<BYTE>(std::size_t{kSide} * kSide, kPaper);
   std::vector<KXPoint> seeds;
-  bool isGrain = false;  // a scan of paper instead of the grey picture
+  int grain = 0;  // how far a channel may be off the grey picture, as in a scan
 
   BYTE& At(int x, int y) { return grey[static_cast<std::size_t>(y) * kSide + x]; }
   BYTE At(int x, int y) const { return grey[static_cast<std::size_t>(y) * kSide + x]; }
 
   /// At 8 bits densities, at 24 and 32 bits opaque colours.
   Bytes Picture(int bits) const {
-    // No two pixels of a channel are further apart than 14, so that a margin of 16 meets them all.
-    if (isGrain) return kxw::bench::Photograph(bits, kSide, kSide, 248, 3, 4);
+    std::mt19937_64 random = kxw::bench::Random(4);
     return kxw::bench::MakePicture(bits, kSide, kSide, [&](int x, int y) {
       const DWORD value = At(x, y);
-      return bits == 8 ? (255 - value) << 24 : 0xFF000000 | value * 0x010101;
+      if (grain == 0) return bits == 8 ? (255 - value) << 24 : 0xFF000000 | value * 0x010101;
+      DWORD color = 0xFF;
+      for (u64 c = 0, word = random(); c < 3; ++c, word >>= 16) {
+        const int speck = static_cast<int>(word % static_cast<u64>(2 * grain + 1)) - grain;
+        color =
+            color << 8 | static_cast<DWORD>(std::clamp(static_cast<int>(value) + speck, 0, 255));
+      }
+      return bits == 8 ? ~color << 24 : color;
     });
   }
 };
@@ -53,12 +60,47 @@ inline const Scene& Blank() {
   return scene;
 }
 
-/// Paper as a scanner sees it.
+/// The scene as a scanner sees it: no two pixels of the paper are further apart than 16.
+inline Scene Scanned(const Scene& scene) {
+  Scene scan = scene;
+  scan.grain = 8;
+  for (BYTE& value : scan.grey) value = static_cast<BYTE>(value * 240 / 255);
+  return scan;
+}
 inline const Scene& Grain() {
+  static const Scene scene = Scanned(Blank());
+  return scene;
+}
+
+/// Inked discs on paper, which is filled around them, and so is each of them.
+inline const Scene& Cels() {
   static const Scene scene = [] {
-    Scene grain = Blank();
-    grain.isGrain = true;
-    return grain;
+    Scene cels;
+    const Bytes ink = kxw::bench::LineArt(8, kSide, kSide);
+    for (std::size_t i = 0; i < ink.size(); ++i)
+      cels.grey[i] = static_cast<BYTE>((255 - ink[i]) | 1);
+    cels.seeds = {KXPoint(0, 0)};
+    for (int y = 256; y < kSide; y += 512) {
+      for (int x = 256; x < kSide; x += 512) cels.seeds.emplace_back(x, y);
+    }
+    return cels;
+  }();
+  return scene;
+}
+inline const Scene& ScannedCels() {
+  static const Scene scene = Scanned(Cels());
+  return scene;
+}
+
+/// Walls at random on a third of the pixels.
+inline const Scene& Specks() {
+  static const Scene scene = [] {
+    Scene specks;
+    const Bytes noise = kxw::bench::Noise(specks.grey.size(), 7);
+    for (std::size_t i = 0; i < noise.size(); ++i) specks.grey[i] = noise[i] < 85 ? kInk : kPaper;
+    specks.seeds = {KXPoint(kSide / 2, kSide / 2)};
+    specks.At(kSide / 2, kSide / 2) = kPaper;
+    return specks;
   }();
   return scene;
 }

@@ -1,8 +1,9 @@
 // The flood fill beside OpenCV's, on one thread: 4-connected, on pictures of 4000 by 4000 pixels.
 //
 // Ours judges a reference image of its own ("onto a layer") or the painted one ("in place"); OpenCV
-// knows the second alone. Where the judged picture is painted it is put back before each pass,
-// outside the clock. The pixels that ours paints are looked at once: they are those of OpenCV.
+// knows the second alone, and so does the fill by a stack of spans over one array, as textbooks
+// have it. Where the judged picture is painted it is put back before each pass, outside the clock.
+// The pixels that ours paints are looked at once: they are those of OpenCV.
 #ifdef KXWCMN_WITH_OPENCV
 
 #include <benchmark/benchmark.h>
@@ -11,6 +12,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <string>
+#include <vector>
 
 #include "bench/fillscenes.h"
 #include "bench/table.h"
@@ -28,8 +30,10 @@ struct Colors {
   DWORD memory;  // the first of them
   cv::Scalar theirs;
 };
-Colors ColorsOf(int type) {
+Colors ColorsOf(int type, int bits) {
   if (type == CV_8UC1) return {{0x41000000, 0x81000000}, 0x41, cv::Scalar(0x41)};
+  // At 24 bits a pixel reads without an alpha, and is filled with such a colour.
+  if (bits == 24) return {{0x00C00000, 0x000000C0}, 0xC0, cv::Scalar(0xC0, 0, 0)};
   const DWORD blue = 0xFF0000C0;
   return {{0xFFC00000, 0xFF0000C0},
           blue,
@@ -48,11 +52,15 @@ cv::Mat MatOf(const Scene& scene, int type) {
 
 i64 Fill(cv::Mat& image, const Scene& scene, const cv::Scalar& color, int margin) {
   const cv::Scalar range = cv::Scalar::all(margin);
+  constexpr int kFlags = 4 | cv::FLOODFILL_FIXED_RANGE;
   i64 pixels = 0;
+  cv::Mat mask;  // one for all seeds: without, each call with a margin would make its own
+  if (margin) mask = cv::Mat::zeros(kSide + 2, kSide + 2, CV_8UC1);
   for (const KXPoint& seed : scene.seeds) {
+    const cv::Point at(seed.x, seed.y);
     cv::Rect box;
-    pixels += cv::floodFill(image, cv::Point(seed.x, seed.y), color, &box, range, range,
-                            4 | cv::FLOODFILL_FIXED_RANGE);
+    pixels += margin ? cv::floodFill(image, mask, at, color, &box, range, range, kFlags)
+                     : cv::floodFill(image, at, color, &box, range, range, kFlags);
   }
   return pixels;
 }
@@ -66,7 +74,65 @@ void OpenCv(State& state, const Scene& (*scene)(), int type, int margin) {
     state.PauseTiming();
     picture.copyTo(image);
     state.ResumeTiming();
-    pixels = Fill(image, scene(), ColorsOf(type).theirs, margin);
+    pixels = Fill(image, scene(), ColorsOf(type, BitsOf(type)).theirs, margin);
+  }
+  state.counters["pixels"] = static_cast<double>(pixels);
+}
+
+// --- A stack of spans ---------------------------------------------------------------------------
+
+struct Span {
+  int y, left, right, dy;
+};
+
+template <class Pixel>
+i64 FillBySpans(std::vector<Pixel>& image, std::vector<Span>& stack, const KXPoint& seed,
+                Pixel color) {
+  const auto rowOf = [&image](int y) { return &image[static_cast<std::size_t>(y) * kSide]; };
+  const auto push = [&stack](int y, int left, int right, int dy) {
+    if (y + dy >= 0 && y + dy < kSide) stack.push_back({y, left, right, dy});
+  };
+  const Pixel base = rowOf(seed.y)[seed.x];
+  i64 count = 0;
+  push(seed.y, seed.x, seed.x, 1);
+  push(seed.y + 1, seed.x, seed.x, -1);
+  while (!stack.empty()) {
+    const auto [from, left, right, dy] = stack.back();
+    stack.pop_back();
+    const int y = from + dy;
+    Pixel* const row = rowOf(y);
+    int x = left, start = left;
+    while (start > 0 && row[left] == base && row[start - 1] == base) row[--start] = color;
+    if (start < left) push(y, start, left - 1, -dy);
+    count += left - start;
+    while (x <= right) {
+      const int first = x;
+      while (x < kSide && row[x] == base) row[x++] = color;
+      count += x - first;
+      if (x > start) push(y, start, x - 1, dy);
+      if (x > right + 1) push(y, right + 1, x - 1, -dy);
+      do ++x;
+      while (x <= right && row[x] != base);
+      start = x;
+    }
+  }
+  return count;
+}
+
+template <class Pixel>
+void BySpans(State& state, const Scene& (*scene)()) {
+  const Bytes bytes = scene().Picture(static_cast<int>(8 * sizeof(Pixel)));
+  std::vector<Pixel> picture(bytes.size() / sizeof(Pixel)), image;
+  std::memcpy(picture.data(), bytes.data(), bytes.size());
+  std::vector<Span> stack;
+  i64 pixels = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    image = picture;
+    state.ResumeTiming();
+    pixels = 0;
+    for (const KXPoint& seed : scene().seeds)
+      pixels += FillBySpans<Pixel>(image, stack, seed, 0x41);
   }
   state.counters["pixels"] = static_cast<double>(pixels);
 }
@@ -74,11 +140,11 @@ void OpenCv(State& state, const Scene& (*scene)(), int type, int margin) {
 // --- Ours ---------------------------------------------------------------------------------------
 
 /// Whether ours has painted where OpenCV paints, and nowhere else.
-bool IsRight(const Bytes& painted, const Scene& scene, int type, int margin) {
-  const Colors colors = ColorsOf(type);
+bool IsRight(const Bytes& painted, const Scene& scene, int bits, int type, int margin) {
+  const Colors colors = ColorsOf(type, bits);
   cv::Mat mat = MatOf(scene, type);
   Fill(mat, scene, colors.theirs, margin);
-  const std::size_t step = type == CV_8UC1 ? 1 : 4, theirs = mat.elemSize();
+  const std::size_t step = static_cast<std::size_t>(bits / 8), theirs = mat.elemSize();
   const DWORD color = colors.memory;
   for (std::size_t i = 0; i < mat.total(); ++i) {
     const bool isPainted = std::memcmp(&painted[i * step], &color, step) == 0;
@@ -103,10 +169,10 @@ void Ours(State& state, const Scene& (*scene)(), int bits, int margin, int type,
       pixels += count;
     }
   };
-  const Colors colors = ColorsOf(type);
+  const Colors colors = ColorsOf(type, bits);
   kxw::bench::Write(*drawing, picture);
   fill(colors.ours[0]);  // which also gives a layer its blocks
-  if (!IsRight(kxw::bench::Read(*paint), scene(), type, margin)) {
+  if (!IsRight(kxw::bench::Read(*paint), scene(), bits, type, margin)) {
     state.SkipWithError("the pixels are wrong");
   }
   int pass = 0;  // a layer is painted with another colour each time
@@ -119,29 +185,42 @@ void Ours(State& state, const Scene& (*scene)(), int bits, int margin, int type,
   state.counters["pixels"] = static_cast<double>(pixels);
 }
 
-bool Add(const std::string& name, const Scene& (*scene)(), int bits, int margin, int type) {
+void Add(const std::string& name, const Scene& (*scene)(), int bits, int margin, double wanted) {
+  const int type = bits == 8 ? CV_8UC1 : bits == 24 || margin ? CV_8UC3 : CV_32SC1;
+  const std::string with = ", " + std::to_string(bits) + (margin ? " bits, margin 16" : " bits");
   for (const bool inPlace : {true, false}) {
+    const std::string line = name + with + (inPlace ? ", in place" : ", onto a layer");
     kxw::bench::Add(
-        "flood fill: " + name + (inPlace ? ", in place" : ", onto a layer"), 2,
+        "flood fill: " + line, wanted,
         [=](State& state) { Ours(state, scene, bits, margin, type, inPlace); }, "OpenCV floodFill",
         [=](State& state) { OpenCv(state, scene, type, margin); });
+    if (margin == 0) {
+      kxw::bench::AddSide("flood fill: " + line, "a stack of spans", [=](State& state) {
+        bits == 8 ? BySpans<BYTE>(state, scene) : BySpans<DWORD>(state, scene);
+      });
+    }
   }
-  return true;
 }
 
 const bool kAdded = [] {
-  Add("blank, 8 bits", Blank, 8, 0, CV_8UC1);
-  Add("maze of 1 pixel, 8 bits", NarrowMaze, 8, 0, CV_8UC1);
-  Add("maze of 8 pixels, 8 bits", WideMaze, 8, 0, CV_8UC1);
-  Add("blank, 32 bits", Blank, 32, 0, CV_32SC1);
-  Add("maze of 1 pixel, 32 bits", NarrowMaze, 32, 0, CV_32SC1);
-  Add("blank, 32 bits, margin 16", Blank, 32, 16, CV_8UC3);
-  Add("grain, 32 bits, margin 16", Grain, 32, 16, CV_8UC3);
+  for (const int bits : {8, 32}) {
+    Add("blank", Blank, bits, 0, 2.5);
+    Add("discs", Cels, bits, 0, 2.5);
+    Add("specks", Specks, bits, 0, 2);
+    Add("maze of 1 pixel", NarrowMaze, bits, 0, 2);
+    Add("maze of 8 pixels", WideMaze, bits, 0, 2);
 #ifdef KXWCMN_WITH_PNG
-  Add("drawing, 8 bits", Drawing, 8, 0, CV_8UC1);
-  Add("drawing, 32 bits", Drawing, 32, 0, CV_32SC1);
-  Add("drawing, 32 bits, margin 16", Drawing, 32, 16, CV_8UC3);
+    Add("drawing", Drawing, bits, 0, 2.5);
 #endif
+  }
+  for (const int bits : {24, 32}) {
+    Add("blank", Blank, bits, 16, 2);
+    Add("grain", Grain, bits, 16, 2);
+    Add("discs with grain", ScannedCels, bits, 16, 2);
+#ifdef KXWCMN_WITH_PNG
+    Add("drawing", Drawing, bits, 16, 2);
+#endif
+  }
   return true;
 }();
 

@@ -83,27 +83,35 @@ void Planes::Load(Tile& tile, int y) {
     memory = paint.GetBaseAddress() + (top & KXVOffscreen::kBlockMask) * rowBytes;
   }
 
-  BandBits match = {}, skip = {}, second = {}, left = {}, right = {};
-  Questions ofPaint, ofReference, ofSecond;
-  Questions& ofJudged = tests_.isInPlace ? ofPaint : ofReference;
-  ofPaint.Add(tests_.unfilledLeft, left);
-  ofPaint.Add(tests_.unfilledRight, right);
-  ofJudged.Add(tests_.match, match);
-  ofJudged.Add(tests_.skip, skip);
-  ofSecond.Add(tests_.second, second);
-  for (int i = 0; i < rows; ++i) ofPaint.Ask(memory + i * rowBytes, bit, count, i, bit);
+  BandBits match = {}, skip = {}, second = {}, unasked = {}, left = {}, right = {};
+  if (tests_.unfilled) {
+    for (int i = 0; i < rows; ++i) {
+      tests_.unfilled->Ask(memory + i * rowBytes, bit, count, left[i], right[i], bit);
+    }
+  } else {
+    std::memset(left, 0xFF, sizeof left);
+    std::memset(right, 0xFF, sizeof right);
+  }
   const KXPoint at = request_.InReference(first, top);
-  if (!tests_.isInPlace) Ask(request_.reference, ofReference, at, count, rows, bit);
-  if (tests_.second) Ask(*request_.second, ofSecond, at, count, rows, bit);
+  if (tests_.isInPlace) {
+    for (int i = 0; i < rows; ++i) {
+      tests_.match->Ask(memory + i * rowBytes, bit, count, match[i], skip[i], bit);
+    }
+  } else {
+    Ask(request_.reference, *tests_.match, at, count, rows, bit, match, skip);
+  }
+  if (tests_.second) {
+    Ask(*request_.second, *tests_.second, at, count, rows, bit, second, unasked);
+  }
   u64 oddity = 0;
   for (int i = 0; i < kBandRows; ++i) {
     Row& row = tile.RowOf(top + i);
     for (int k = 0; k < kRowWords; ++k) {
       const u64 asked = tests_.second ? second[i][k] : ~u64{0};
       const u64 matches = match[i][k] & asked;
-      row.open[k] = row.first[k] = tests_.unfilledLeft ? matches & left[i][k] : matches;
-      right[i][k] = tests_.unfilledRight ? matches & right[i][k] : row.open[k];
-      skip[i][k] = tests_.skip ? skip[i][k] & asked : matches;
+      row.open[k] = row.first[k] = matches & left[i][k];
+      right[i][k] &= matches;
+      skip[i][k] &= asked;
       oddity |= (right[i][k] ^ row.open[k]) | (skip[i][k] ^ row.open[k]);
     }
   }
@@ -116,20 +124,8 @@ void Planes::Load(Tile& tile, int y) {
   if (!oddity) tile.regular |= DWORD{1} << band;
 }
 
-void Planes::Questions::Add(const RowTest* test, BandBits& bits) {
-  if (test) list[count++] = {test, &bits};
-}
-
-void Planes::Questions::Ask(const BYTE* row, int column, int pixels, int line, int bit) const {
-  if (count == 0) return;
-  const bool areAlike = list[0].test->AreAlike(row, column, pixels);
-  for (int i = 0; i < count; ++i) {
-    list[i].test->Ask(row, column, pixels, areAlike, (*list[i].bits)[line], bit);
-  }
-}
-
-void Planes::Ask(KXVOffscreen& image, const Questions& questions, const KXPoint& at, int count,
-                 int rows, int bit) {
+void Planes::Ask(KXVOffscreen& image, const RowTest& test, const KXPoint& at, int count, int rows,
+                 int bit, BandBits& first, BandBits& second) {
   const int rowBytes = image.GetBlockRowBytes();
   for (int row = 0, height; row < rows; row += height) {
     const int y = IntGeometry::Add(at.y, row);
@@ -141,9 +137,9 @@ void Planes::Ask(KXVOffscreen& image, const Questions& questions, const KXPoint&
       CheckBlock(image);
       const BYTE* memory = image.GetBaseAddress();
       if (memory) memory += (y & KXVOffscreen::kBlockMask) * rowBytes;
-      for (int i = 0; i < height; ++i) {
-        questions.Ask(memory ? memory + i * rowBytes : nullptr, x & KXVOffscreen::kBlockMask, width,
-                      row + i, bit + column);
+      for (int i = row; i < row + height; ++i) {
+        test.Ask(memory, x & KXVOffscreen::kBlockMask, width, first[i], second[i], bit + column);
+        if (memory) memory += rowBytes;
       }
     }
   }

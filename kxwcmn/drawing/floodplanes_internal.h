@@ -25,12 +25,10 @@ namespace kxw::flood {
 
 /// How the pixels of the images become bits. The tests are not owned.
 struct PlaneTests {
-  bool isInPlace = false;  // the reference is the painted image, at no offset
-  const RowTest* match = nullptr;
-  const RowTest* skip = nullptr;           // null: the same as `match`
-  const RowTest* second = nullptr;         // null: no second reference
-  const RowTest* unfilledLeft = nullptr;   // null: every pixel that matches
-  const RowTest* unfilledRight = nullptr;  // null: the same as to the left
+  bool isInPlace = false;             // the reference is the painted image, at no offset
+  const RowTest* match = nullptr;     // while painting; while the next run is looked for
+  const RowTest* second = nullptr;    // null: no second reference
+  const RowTest* unfilled = nullptr;  // going left; going right. Null: every pixel that matches
   const RowPainter* painter = nullptr;
   /// A row of a block that was never written.
   const BYTE* clearRow = nullptr;
@@ -106,22 +104,9 @@ class Planes {
   }
   void Switch(int x, int y);
   void Load(Tile& tile, int y);
-  /// Tests about one image, and where their answers for a band go.
-  struct Questions {
-    /// A null test is left out.
-    void Add(const RowTest* test, BandBits& bits);
-    /// Asks about the `pixels` pixels of a block's row from `column` on, for row `line` of the
-    /// band.
-    void Ask(const BYTE* row, int column, int pixels, int line, int bit) const;
-
-    struct {
-      const RowTest* test;
-      BandBits* bits;
-    } list[4];
-    int count = 0;
-  };
-  static void Ask(KXVOffscreen& image, const Questions& questions, const KXPoint& at, int count,
-                  int rows, int bit);
+  /// Puts two questions to the pixels of an image that stand for those of a band from `bit` on.
+  static void Ask(KXVOffscreen& image, const RowTest& test, const KXPoint& at, int count, int rows,
+                  int bit, BandBits& first, BandBits& second);
   void Forget();
 
   /// The words of a regular row that tell which pixels match.

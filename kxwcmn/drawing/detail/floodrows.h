@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "kxwcmn/drawing/detail/floodvariants.h"
+#include "kxwcmn/drawing/detail/floodwords.h"
 #include "kxwcmn/offscreen/detail/depths.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 
@@ -12,9 +13,6 @@
 ///
 /// 256 pixels of a row are four words of bits, the leftmost pixel in the highest bit of the first.
 namespace kxw::flood {
-
-inline constexpr int kWordBits = 64;
-inline constexpr u64 kFirstBit = u64{1} << 63;
 
 /// The bits of the `count` pixels from `at` on, which lie in one word.
 constexpr u64 BitsOf(int at, int count) { return ~u64{0} << (kWordBits - count) >> (at & 63); }
@@ -28,15 +26,18 @@ inline void SetBits(u64* bits, int at, int count) {
   }
 }
 
-/// A question about pixels, answered for a whole row at a time.
+/// The answers to two questions.
+struct Answers {
+  u64 first, second;
+};
+
+/// Two questions about pixels, answered for a whole row at a time.
 class RowTest {
  public:
   virtual ~RowTest() = default;
-  /// Whether the `count` pixels from `column` of a block's row are known to be all alike, so that
-  /// one may be asked for all. A null `row` stands for pixels without memory.
-  virtual bool AreAlike(const BYTE* row, int column, int count) const = 0;
-  /// Sets the bits, `at` and on, of those of the pixels that pass.
-  virtual void Ask(const BYTE* row, int column, int count, bool areAlike, u64* bits,
+  /// Sets the bits, `at` and on, of those of the `count` pixels from `column` of a block's row that
+  /// pass. A null `row` stands for pixels without memory.
+  virtual void Ask(const BYTE* row, int column, int count, u64* first, u64* second,
                    int at) const = 0;
 };
 
@@ -49,13 +50,6 @@ class RowPainter {
 };
 
 // --- Asking -------------------------------------------------------------------------------------
-
-template <class T>
-inline T LoadRaw(const BYTE* at) {
-  T value;
-  std::memcpy(&value, at, sizeof value);
-  return value;
-}
 
 /// 64 bits of a row from bit `at` on, the leftmost highest; zeros behind the row.
 template <class Depth>
@@ -102,45 +96,40 @@ inline u64 AskBits(const BYTE* row, int column, const Test& test) {
   return good;
 }
 
-/// 64 answers of 0 or 1 as bits.
-inline u64 PackAnswers(const BYTE* answers) {
-  // The product brings the eight answers of a word together in its highest byte.
-  u64 word = 0;
-  for (int i = 0; i < kWordBits; i += 8) {
-    word = word << 8 | LoadRaw<u64>(answers + i) * 0x8040201008040201 >> 56;
-  }
-  return word;
-}
-
-/// The answers for 64 pixels from `at` on.
-template <class Depth, class Test>
-inline u64 AskWord(const BYTE* at, const Test& test) {
-  constexpr int kBytes = Depth::kBits / 8;
-  if constexpr (Test::kHasBounds) {
-    if (test.IsBounded()) return test.AskWord(at);
-  }
-  if constexpr (Test::kKnowsStretches) {
-    constexpr int kStretches = kWordBits / Test::kStretch;
-    bool isGood = true;
-    for (int i = 0; i < kStretches && isGood; ++i) {
-      isGood = test.IsGoodStretch(at + i * Test::kStretch * kBytes);
-    }
-    if (isGood) return ~u64{0};
-  }
-  BYTE answers[kWordBits];
-  for (int i = 0; i < kWordBits; ++i) answers[i] = test(Depth::Load(at + i * kBytes, 0)) ? 1 : 0;
-  return PackAnswers(answers);
-}
-
-/// `Test` is a condition on the pixels of `Depth`, with `OfMissing` for those without memory.
-template <class Depth, class Test>
+/// `Tests` has two conditions on the pixels of `Depth`: `First` and `Second`, and what they are
+/// `OfMissing` pixels, those without memory. With `kIsOne` the second is the first.
+template <class Depth, class Tests>
 class DepthRowTest final : public RowTest {
  public:
-  explicit DepthRowTest(const Test& test) : test_(test) {}
+  explicit DepthRowTest(const Tests& tests) : tests_(tests) {}
 
-  bool AreAlike(const BYTE* row, int column, int count) const override {
-    if (!row) return true;
+  void Ask(const BYTE* row, int column, int count, u64* first, u64* second, int at) const override {
+    if (!row || AreAlike(row, column, count)) {
+      const auto pixel = [&] {
+        return Depth::Load(row + ByteOfColumn<Depth>(column), MaskOfColumn<Depth>(column));
+      };
+      if (row ? tests_.First(pixel()) : tests_.FirstOfMissing()) SetBits(first, at, count);
+      if (row ? tests_.Second(pixel()) : tests_.SecondOfMissing()) SetBits(second, at, count);
+      return;
+    }
+    while (count > 0) {
+      const int n = std::min(count, kWordBits - (at & 63));
+      const Answers answers = AskPart(row, column, n);
+      first[at >> 6] |= answers.first >> (at & 63);
+      second[at >> 6] |= answers.second >> (at & 63);
+      column += n;
+      at += n;
+      count -= n;
+    }
+  }
+
+ private:
+  /// Whether pixels are known to be all alike, where that spares a slower look.
+  bool AreAlike(const BYTE* row, int column, int count) const {
     if constexpr (Depth::kBits >= 8) {
+      if constexpr (Tests::kAsksWords) {
+        if (tests_.CanAskWord()) return false;
+      }
       constexpr int kBytes = Depth::kBits / 8;
       const BYTE* first = row + ByteOfColumn<Depth>(column);
       return std::memcmp(first, first + kBytes, static_cast<std::size_t>((count - 1) * kBytes)) ==
@@ -149,40 +138,41 @@ class DepthRowTest final : public RowTest {
     return false;
   }
 
-  void Ask(const BYTE* row, int column, int count, bool areAlike, u64* bits,
-           int at) const override {
-    if (areAlike) {
-      const bool passes =
-          row ? test_(Depth::Load(row + ByteOfColumn<Depth>(column), MaskOfColumn<Depth>(column)))
-              : test_.OfMissing();
-      if (passes) SetBits(bits, at, count);
-      return;
-    }
-    while (count > 0) {
-      const int n = std::min(count, kWordBits - (at & 63));
-      bits[at >> 6] |= AskPart(row, column, n) >> (at & 63);
-      column += n;
-      at += n;
-      count -= n;
-    }
-  }
-
- private:
-  u64 AskPart(const BYTE* row, int column, int count) const {
+  /// The answers for `count` pixels, at most 64, highest first.
+  Answers AskPart(const BYTE* row, int column, int count) const {
+    const u64 wanted = BitsOf(0, count);
     if constexpr (Depth::kBits < 8) {
-      return AskBits<Depth>(row, column, test_) & BitsOf(0, count);
+      const u64 first =
+          AskBits<Depth>(row, column, [this](BYTE p) { return tests_.First(p); }) & wanted;
+      if constexpr (Tests::kIsOne) return {first, first};
+      const auto test = [this](BYTE p) { return tests_.Second(p); };
+      return {first, AskBits<Depth>(row, column, test) & wanted};
     } else {
-      const BYTE* const at = row + ByteOfColumn<Depth>(column);
-      if (count == kWordBits) return AskWord<Depth>(at, test_);
-      u64 word = 0;
-      for (int i = 0; i < count; ++i) {
-        if (test_(Depth::Load(at + ByteOfColumn<Depth>(i), 0))) word |= kFirstBit >> i;
-      }
-      return word;
+      // A whole word of the row, of which the pixels are a part.
+      const int shift = std::max(column + kWordBits - KXVOffscreen::kBlockSize, 0);
+      const Answers answers = AskWord(row + ByteOfColumn<Depth>(column - shift));
+      return {answers.first << shift & wanted, answers.second << shift & wanted};
     }
   }
 
-  const Test test_;
+  Answers AskWord(const BYTE* at) const {
+    constexpr int kBytes = Depth::kBits / 8;
+    if constexpr (Tests::kAsksWords) {
+      if (tests_.CanAskWord()) return tests_.AskWord(at);
+    }
+    BYTE answers[kWordBits];
+    for (int i = 0; i < kWordBits; ++i) {
+      answers[i] = tests_.First(Depth::Load(at + i * kBytes, 0)) ? 1 : 0;
+    }
+    const u64 first = PackAnswers(answers);
+    if constexpr (Tests::kIsOne) return {first, first};
+    for (int i = 0; i < kWordBits; ++i) {
+      answers[i] = tests_.Second(Depth::Load(at + i * kBytes, 0)) ? 1 : 0;
+    }
+    return {first, PackAnswers(answers)};
+  }
+
+  const Tests tests_;
 };
 
 // --- Painting -----------------------------------------------------------------------------------

@@ -46,14 +46,14 @@ inline bool IsForPlanes(const Request& request) {
 /// The tests of a fill by bits, with what they rest on.
 struct PlaneSetup {
   PlaneTests tests;
-  std::unique_ptr<RowTest> match, skip, second, unfilledLeft, unfilledRight;
+  std::unique_ptr<RowTest> match, second, unfilled;
   std::unique_ptr<RowPainter> painter;
   BYTE clearRow[kRowBytes<Depth64>];
 };
 
-template <class Depth, class Test>
-const RowTest* Keep(std::unique_ptr<RowTest>& owner, const Test& test) {
-  owner = std::make_unique<DepthRowTest<Depth, Test>>(test);
+template <class Depth, class Tests>
+const RowTest* Keep(std::unique_ptr<RowTest>& owner, const Tests& tests) {
+  owner = std::make_unique<DepthRowTest<Depth, Tests>>(tests);
   return owner.get();
 }
 
@@ -83,24 +83,18 @@ void SetUpPaint(PlaneSetup& setup, const Request& request, typename Variant::Val
   const auto pixel = Variant::Write::template From<Depth>(fill, clear);
   setup.painter = std::make_unique<DepthRowPainter<Depth>>(pixel);
   tests.painter = setup.painter.get();
-  const UnfilledTest<Left, Depth> left(fill);
-  const UnfilledTest<Right, Depth> right(fill);
-  tests.readsBack = !left(pixel) && !right(pixel);
+  tests.readsBack =
+      Left::template To<Depth>(pixel) == fill && Right::template To<Depth>(pixel) == fill;
+  // In place a pixel that is filled already is mostly one that does not match.
+  bool isWholePossible = true, isWeighedPossible = true;
   if (tests.isInPlace) {
     tests.paintedMatches =
         Variant::MatchSkip(base, Variant::Ref::template To<Depth>(pixel), request.margin);
-    if constexpr (Variant::kIsExact && kReadsPixels<typename Variant::Ref, Depth>) {
-      // Every pixel that matches is like the seed.
-      if (const BYTE* const at = request.paint.GetCurrentAddress()) {
-        const auto seed = Depth::Load(at, MaskOfColumn<Depth>(request.seed.x));
-        if (left(seed) && right(seed)) return;
-      }
-    }
+    isWholePossible =
+        !std::is_same_v<Left, typename Variant::Ref> || Variant::Match(base, fill, request.margin);
   }
-  tests.unfilledLeft = Keep<Depth>(setup.unfilledLeft, left);
-  if constexpr (!std::is_same_v<Left, Right>) {
-    tests.unfilledRight = Keep<Depth>(setup.unfilledRight, right);
-  }
+  const UnfilledTests<Left, Right, Depth> unfilled(fill, isWholePossible, isWeighedPossible);
+  if (unfilled.IsPossible()) tests.unfilled = Keep<Depth>(setup.unfilled, unfilled);
 }
 
 /// The fill by bits. After `mostTiles` of them it starts with new ones.
@@ -126,10 +120,7 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
 
   WithDepth(reference.GetBitCount(), [&](auto depth) {
     using Depth = decltype(depth);
-    tests.match = Keep<Depth>(setup.match, MatchTest<Variant, Depth, false>(base, request.margin));
-    if constexpr (!Variant::kSkipsAsItPaints) {
-      tests.skip = Keep<Depth>(setup.skip, MatchTest<Variant, Depth, true>(base, request.margin));
-    }
+    tests.match = Keep<Depth>(setup.match, MatchTests<Variant, Depth>(base, request.margin));
   });
   tests.paintedMatches = true;  // the reference stays as it is, unless it is the painted image
   WithDepth(paint.GetBitCount(),
@@ -142,7 +133,7 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
       WithDepth(request.second->GetBitCount(), [&](auto depth) {
         using Depth = decltype(depth);
         tests.second =
-            Keep<Depth>(setup.second, SecondTest<Variant, Depth>(second, request.margin));
+            Keep<Depth>(setup.second, SecondTests<Variant, Depth>(second, request.margin));
       });
     }
   }
