@@ -15,10 +15,11 @@ volatile std::sig_atomic_t stopWanted = 0;
 void OnInterrupt(int) { stopWanted = 1; }
 
 WatchedOperation* watched = nullptr;
+std::function<bool()> alsoAsked;
 
-int AskForStop() {
+int OnAsked() {
   if (watched) watched->Look();
-  return stopWanted;
+  return stopWanted || (alsoAsked && alsoAsked());
 }
 
 /// The one progress bar of the process.
@@ -59,12 +60,16 @@ void DestroyBar() {
 void ConnectConsole(bool quiet) {
   std::signal(SIGINT, OnInterrupt);
   std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failure, not the end
-  KXAbort::SetCallback(AskForStop);
+  KXAbort::SetCallback(OnAsked);
   if (quiet || !isatty(STDERR_FILENO)) return;
   KXProgressBar::SetCreateProc(CreateBar);
   KXProgressBar::SetStepProc(StepBar);
   KXProgressBar::SetDestroyProc(DestroyBar);
 }
+
+bool IsStopWanted() { return stopWanted != 0; }
+
+void AskForStop(std::function<bool()> isStopped) { alsoAsked = std::move(isStopped); }
 
 constexpr int kWatchedSteps = 100;
 

@@ -10,6 +10,12 @@ namespace examples {
 /// no terminal, show its progress there. To be called once, before any work.
 void ConnectConsole(bool quiet);
 
+/// Whether Ctrl-C was pressed.
+bool IsStopWanted();
+
+/// Has the library ask `isStopped` too, which may be empty, beside looking for a Ctrl-C.
+void AskForStop(std::function<bool()> isStopped);
+
 /// Shows the progress of an operation of the library that does not tell it: whenever it asks for
 /// the user's wish to stop, `done` is asked in turn for the share that is done, from 0 to 1. One at
 /// a time.
