@@ -13,7 +13,7 @@ namespace {
 
 // Lengths at 96 dots an inch.
 constexpr int kBarHeight = 30, kFontHeight = 13, kPad = 12, kSwatch = 14, kSquare = 8;
-constexpr int kPositionWidth = 170, kColorWidth = 170, kZoomWidth = 90;
+constexpr int kPositionWidth = 160, kColorWidth = 150, kZoomWidth = 80, kBlocksWidth = 340;
 constexpr int kHelpLine = 24, kHelpKeys = 110, kHelpWidth = 380;
 constexpr int kArrowMoves = 64;
 
@@ -36,11 +36,10 @@ KXSize PictureArea(KXSize window, int bar) {
   return KXSize(window.cx, std::max(window.cy - bar, 1));
 }
 
+/// With a gap in front of each three digits.
 std::string Grouped(int number) {
   std::string text = std::to_string(number);
-  for (int at = static_cast<int>(text.size()) - 3; at > 0; at -= 3) {
-    text.insert(static_cast<std::size_t>(at), " ");
-  }
+  for (std::size_t left = text.size(); left > 3;) text.insert(left -= 3, 1, ' ');
   return text;
 }
 
@@ -65,7 +64,6 @@ int Scaled(int length) { return kxwGetHiDpiHelper().ScaleXAround(length); }
 Session::Session(Document document, KXSize window)
     : document_(std::move(document)),
       window_(window),
-      font_("sans", Scaled(kFontHeight)),
       pyramid_(*document_.picture),
       view_(KXSize(document_.picture->GetWidth(), document_.picture->GetHeight()),
             PictureArea(window, Scaled(kBarHeight))) {
@@ -121,7 +119,7 @@ void Session::Do(Command command) {
     case Command::kDown:
       view_.Move(0, -step);
       break;
-    case Command::kHelp:
+    case Command::kKeys:
       showsHelp_ = !showsHelp_;
       break;
   }
@@ -184,12 +182,13 @@ std::string Session::ColorAt(KXPoint pixel, QMCOLORREF& color) {
                  blue = shown & 255;
   color = alpha << 24 | blue << 16 | green << 8 | red;
   if (alpha == 0) return "transparent";
-  const std::string name = Format("#%02X%02X%02X", red, green, blue);
-  return alpha == 255 ? name : name + Format(", %u %%", (alpha * 100 + 127) / 255);
+  if (alpha == 255) return Format("#%02X%02X%02X", red, green, blue);
+  return Format("#%02X%02X%02X, %u %%", red, green, blue, (alpha * 100 + 127) / 255);
 }
 
 void Session::DrawBar() {
   const KXRect bar = Bar();
+  const int font = Scaled(kFontHeight);
   frame_.RectFill(bar, kBarColor, 0);
   frame_.RectFill(KXRect(bar.left, bar.top, bar.right, bar.top + std::max(Scaled(1), 1)), kBarEdge,
                   0);
@@ -203,7 +202,8 @@ void Session::DrawBar() {
                zoom = section(kZoomWidth);
   KXPoint pixel;
   if (pointer_ && view_.PixelAt(*pointer_, pixel)) {
-    DrawText(frame_, position, "x " + Grouped(pixel.x) + ", y " + Grouped(pixel.y), font_, kInk,
+    DrawText(frame_, position,
+             Format("x %s, y %s", Grouped(pixel.x).c_str(), Grouped(pixel.y).c_str()), font, kInk,
              Align::kLeft);
     QMCOLORREF shown;
     const std::string words = ColorAt(pixel, shown);
@@ -222,25 +222,27 @@ void Session::DrawBar() {
     }
     frame_.DrawRect(swatch.left, swatch.top, swatch.right - 1, swatch.bottom - 1, 1, kFaint, 0);
     DrawText(frame_, KXRect(swatch.right + Scaled(kPad) / 2, color.top, color.right, color.bottom),
-             words, font_, kInk, Align::kLeft);
+             words, font, kInk, Align::kLeft);
   } else {
     DrawText(frame_, KXRect(position.left, bar.top, color.right, bar.bottom), "F1 shows the keys",
-             font_, kFaint, Align::kLeft);
+             font, kFaint, Align::kLeft);
   }
   const double percent = 100 * view_.Zoom().Scale();
-  DrawText(frame_, zoom, Format(percent < 10 ? "%.1f %%" : "%.0f %%", percent), font_, kInk,
+  DrawText(frame_, zoom, Format(percent < 10 ? "%.1f %%" : "%.0f %%", percent), font, kInk,
            Align::kLeft);
   const KXVirtualMemory& memory = *document_.picture->GetVirtualMemory();
   const int inMemory = memory.GetStatistics().blocksOnMemory;
   const int all = static_cast<int>(memory.GetUsedBlockCount());
+  const bool isWide = bar.right - left >= Scaled(kBlocksWidth);
   DrawText(frame_, KXRect(left, bar.top, bar.right - Scaled(kPad), bar.bottom),
-           "blocks: " + Grouped(inMemory) + " in memory, " + Grouped(std::max(all - inMemory, 0)) +
-               " in the swap file",
-           font_, kInk, Align::kRight);
+           Format(isWide ? "blocks: %s in memory, %s in the swap file" : "blocks: %s + %s",
+                  Grouped(inMemory).c_str(), Grouped(std::max(all - inMemory, 0)).c_str()),
+           font, kInk, Align::kRight);
 }
 
 void Session::DrawHelp() {
   const int count = static_cast<int>(std::size(kHelpLines)), pad = Scaled(kPad);
+  const int font = Scaled(kFontHeight);
   const int width = Scaled(kHelpWidth), height = count * Scaled(kHelpLine) + 2 * pad;
   const int left = (view_.Window().cx - width) / 2, top = (view_.Window().cy - height) / 2;
   frame_.RectFill(KXRect(left, top, left + width, top + height), kBarColor, 0);
@@ -248,9 +250,9 @@ void Session::DrawHelp() {
   for (int i = 0; i < count; ++i) {
     const int y = top + pad + i * Scaled(kHelpLine), end = y + Scaled(kHelpLine);
     const int middle = left + pad + Scaled(kHelpKeys);
-    DrawText(frame_, KXRect(left + pad, y, middle, end), kHelpLines[i].keys, font_, kFaint,
+    DrawText(frame_, KXRect(left + pad, y, middle, end), kHelpLines[i].keys, font, kFaint,
              Align::kLeft);
-    DrawText(frame_, KXRect(middle, y, left + width - pad, end), kHelpLines[i].meaning, font_, kInk,
+    DrawText(frame_, KXRect(middle, y, left + width - pad, end), kHelpLines[i].meaning, font, kInk,
              Align::kLeft);
   }
 }

@@ -20,7 +20,7 @@ enum class Command {
   kRight,
   kUp,
   kDown,
-  kHelp
+  kKeys
 };
 
 /// Has texts and margins scaled to a screen of so many dots an inch.
@@ -68,7 +68,6 @@ class Session {
 
   Document document_;
   KXSize window_;
-  KXFont font_;
   Pyramid pyramid_;
   View view_;
   Ground ground_;

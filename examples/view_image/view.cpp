@@ -8,6 +8,7 @@ namespace {
 
 constexpr i64 kBlock = KXVOffscreen::kBlockSize;
 constexpr int kMostLevel = 24;  // an image of 2^31 pixels is 128 wide there
+constexpr int kFitMargin = 12;
 constexpr int kStepsToDouble = 4;
 constexpr double kNearStep = 0.1;  // of a step; scales are rounded by less
 
@@ -96,7 +97,7 @@ void View::Resize(KXSize window) {
 }
 
 void View::Fit() {
-  zoom_ = viewimage::Zoom::Fitting(picture_, window_);
+  zoom_ = Fitting();
   horz_.first = (zoom_.Shown(picture_.cx) - window_.cx) / 2;
   vert_.first = (zoom_.Shown(picture_.cy) - window_.cy) / 2;
   Confine();
@@ -118,7 +119,7 @@ void View::Show(KXPoint pixel, double scale) {
 }
 
 void View::ZoomTo(double scale, KXPoint about) {
-  const viewimage::Zoom zoom = viewimage::Zoom::Of(std::max(scale, LeastScale()));
+  const viewimage::Zoom zoom = viewimage::Zoom::Of(std::max(scale, Fitting().Scale()));
   horz_.ZoomTo(zoom_, zoom, about.x, picture_.cx);
   vert_.ZoomTo(zoom_, zoom, about.y, picture_.cy);
   zoom_ = zoom;
@@ -130,7 +131,7 @@ void View::Step(int steps, KXPoint about) {
   const double step = kStepsToDouble * std::log2(zoom_.Scale());
   const double base = steps > 0 ? std::floor(step + kNearStep) : std::ceil(step - kNearStep);
   const double scale = std::exp2((base + steps) / kStepsToDouble);
-  if (scale <= LeastScale() && zoom_.Scale() <= 1) return Fit();
+  if (scale <= Fitting().Scale() && zoom_.Scale() <= 1) return Fit();
   ZoomTo(scale, about);
 }
 
@@ -158,6 +159,9 @@ void View::Confine() {
   vert_.Confine(zoom_.Shown(picture_.cy), window_.cy);
 }
 
-double View::LeastScale() const { return viewimage::Zoom::Fitting(picture_, window_).Scale(); }
+viewimage::Zoom View::Fitting() const {
+  const auto room = [](int size) { return std::max(size - 2 * kFitMargin, 1); };
+  return viewimage::Zoom::Fitting(picture_, KXSize(room(window_.cx), room(window_.cy)));
+}
 
 }  // namespace viewimage

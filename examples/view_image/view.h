@@ -85,7 +85,8 @@ class View {
   void Confine();
   void Set(const viewimage::Zoom& zoom, KXPoint about);
   KXPoint Middle() const { return KXPoint(window_.cx / 2, window_.cy / 2); }
-  double LeastScale() const;
+  /// The zoom that shows the whole picture with a little room around it.
+  viewimage::Zoom Fitting() const;
 
   KXSize picture_, window_;
   viewimage::Zoom zoom_;

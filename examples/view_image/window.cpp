@@ -72,7 +72,7 @@ bool ToCommand(SDL_Keycode key, Command& command) {
       return true;
     case SDLK_F1:
     case SDLK_QUESTION:
-      command = Command::kHelp;
+      command = Command::kKeys;
       return true;
     default:
       return false;
@@ -240,8 +240,7 @@ bool Window::IsClosed() {
     image.Create(size.cx, size.cy, 32);
     const KXRect all(0, 0, size.cx, size.cy);
     image.RectFill(all, Ground().beside, 0);
-    KXFont font("sans", Scaled(15));
-    DrawText(image, all, "Opening the picture...", font, 0xFFD0D0D0, Align::kMiddle);
+    DrawText(image, all, "Opening the picture...", Scaled(15), 0xFFD0D0D0, Align::kMiddle);
     desktop_->Show(image);
   }
   return desktop_->IsClosed();

@@ -176,6 +176,7 @@ TEST(ViewFrame, ShowsEveryDepthAsItIsRead) {
       image->RectFill(KXRect(x, 10, x + 2, 80), 0, 0x80402010 + static_cast<DWORD>(x));
     }
     View view(KXSize(500, 90), KXSize(500, 90));
+    view.Show(KXPoint(250, 45), 1);
     viewimage::Pyramid pyramid(*image);
     Screen screen(view);
     screen.Draw(pyramid, view);
@@ -284,7 +285,8 @@ TEST(View, KeepsThePictureInTheWindow) {
   for (int i = 0; i < 40; ++i) view.Step(1, KXPoint(0, 0));
   EXPECT_EQ(view.Zoom().Scale(), 32);
   for (int i = 0; i < 60; ++i) view.Step(-1, KXPoint(0, 0));
-  EXPECT_EQ(view.Zoom(), Zoom::Fitting(KXSize(3000, 200), KXSize(801, 600)));
+  EXPECT_LE(view.Zoom().Shown(3000), 801);
+  EXPECT_GE(view.Zoom().Shown(3000), 760);
   view.Resize(KXSize(400, 300));
   EXPECT_LE(view.Zoom().Shown(3000), 400);  // still whole
 }
