@@ -62,7 +62,7 @@ class ViewImage : public ProgramTest {
     EXPECT_TRUE(display_->IsThere());
     if (!display_->IsThere()) return false;
     std::vector<std::string> words = {"env",
-                                      "DISPLAY=" + display_->Name(),
+                                      std::string("DISPLAY=") + display_->Name(),
                                       "SDL_VIDEODRIVER=x11",
                                       program_,
                                       "--size",
@@ -89,7 +89,7 @@ class ViewImage : public ProgramTest {
   }
 
   void Do(const std::string& actions) {
-    Shell("DISPLAY=" + display_->Name() + " timeout 60 xdotool " + actions);
+    Shell(std::string("DISPLAY=") + display_->Name() + " timeout 60 xdotool " + actions);
   }
   std::string MoveTo(int x, int y) const {
     return " mousemove --window " + window_ + " " + std::to_string(x) + " " + std::to_string(y);

@@ -91,7 +91,8 @@ class XDisplay {
   }
 
   bool IsThere() const { return isThere_; }
-  std::string Name() const { return ":" + std::to_string(number_); }
+  /// As the variable DISPLAY has it.
+  std::string Name() const { return std::string(":") += std::to_string(number_); }
 
   /// The colours of a part of the screen, as 0xRRGGBB.
   std::vector<unsigned> Pixels(int left, int top, int width, int height) const {
