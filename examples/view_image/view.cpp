@@ -70,7 +70,8 @@ void View::Axis::ZoomTo(const viewimage::Zoom& from, const viewimage::Zoom& to, 
 
 void View::Axis::Confine(i64 shown, int window) {
   if (shown <= window) {
-    first = -((window - shown) / 2);
+    // Flipped, the odd pixel is on the other side too.
+    first = -((window - shown + (isFlipped ? 1 : 0)) / 2);
   } else {
     first = std::clamp<i64>(first, -(window / 2), shown - window / 2 - window % 2);
   }

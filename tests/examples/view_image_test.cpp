@@ -74,7 +74,8 @@ class ViewImage : public ProgramTest {
     EXPECT_TRUE(WaitFor([&] {
       Do("search --onlyvisible --class view_image");
       window_ = output_.substr(0, output_.find('\n'));
-      return !window_.empty() && window_.find_first_not_of("0123456789") == std::string::npos;
+      return process_->HasEnded() ||
+             (!window_.empty() && window_.find_first_not_of("0123456789") == std::string::npos);
     })) << Read(Path("output"));
     Do("getwindowgeometry --shell " + window_);
     const auto number = [&](const std::string& name) {

@@ -73,9 +73,10 @@ class XDisplay {
   explicit XDisplay(const std::string& folder) : file_(folder + "/Xvfb_screen0") {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return;
+    // Without -noreset it would begin anew, and answer nobody, whenever its last client leaves.
     server_ = std::make_unique<Process>(
         std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0",
-                                 "900x700x24", "-fbdir", folder, "-nolisten", "tcp"},
+                                 "900x700x24", "-noreset", "-fbdir", folder, "-nolisten", "tcp"},
         "", ends[1]);
     close(ends[1]);
     pollfd wait = {ends[0], POLLIN, 0};
