@@ -232,13 +232,16 @@ const bool kAdded = [] {
     Pixels (*over)();
     Pixels (*under)();
   } kBlends[] = {
-      {"blend, cel over opaque", 1, Cel, [] { return Noise(2, true); }},
-      {"blend, cel over photograph", 1, Cel, Photograph},
+      {"blend, cel over opaque", 1.3, Cel, [] { return Noise(2, true); }},
+      {"blend, cel over photograph", 1.3, Cel, Photograph},
       {"blend, cel over mixed alpha", 1, Cel, [] { return Mixed(2); }},
-      {"blend, noise over opaque", 0.7, [] { return Noise(1, false); },
+      {"blend, cel over random alpha", 1, Cel, [] { return Noise(2, false); }},
+      {"blend, noise over opaque", 1.3, [] { return Noise(1, false); },
        [] { return Noise(2, true); }},
-      {"blend, noise over mixed alpha", 0.3, [] { return Noise(1, false); },
-       [] { return Mixed(2); }},
+      {"blend, noise over mixed alpha", 1, [] { return Noise(1, false); }, [] { return Mixed(2); }},
+      {"blend, noise over random alpha", 1, [] { return Noise(1, false); },
+       [] { return Noise(2, false); }},
+      {"blend, photograph over random alpha", 1, Photograph, [] { return Noise(2, false); }},
   };
   for (const auto& blend : kBlends) {
     kxw::bench::AddOurs(blend.name, blend.wanted,

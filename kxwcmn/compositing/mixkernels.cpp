@@ -4,6 +4,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "kxwcmn/compositing/blend32_internal.h"
 #include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/compositing/mixrules_internal.h"
 #include "kxwcmn/compositing/pixelmixer.h"
@@ -12,9 +13,6 @@
 
 namespace kxw {
 namespace {
-
-/// A word of a run: of an image's memory, or a colour.
-using Word32 KX_MAY_ALIAS = DWORD;
 
 struct ReplaceRule {
   static constexpr bool Mix8(BYTE& pixel, BYTE value) {
@@ -165,139 +163,11 @@ void RunMask64(BYTE* row, int column, const void* incoming, int count, const Run
   });
 }
 
-// --- The 32-bit blend ---------------------------------------------------------------------------
-
-// Blending is what most pixels of a production go through, so its run is taken apart: stretches
-// that change nothing or replace everything are told by their alphas alone; over opaque pixels the
-// rule is pure integers for every alpha, 0 and 255 included; only the rest needs the floating form,
-// which is computed for a whole stretch and chosen pixel by pixel.
-
-/// Pixels that are looked at together: long enough to pay for the look, short enough to stay within
-/// one colour area of a cel.
-constexpr int kStretch = kPiece<DWORD>;
-
-/// Div255 of each half of a word.
-constexpr DWORD Div255Halves(DWORD v) {
-  return (v + 0x00010001 + (v >> 8 & 0x00FF00FF)) >> 8 & 0x00FF00FF;
-}
-
-/// Over an opaque pixel, two channels at a time: the densities' weights add up to 255, so that no
-/// half of a word flows over.
-constexpr DWORD BlendOpaque(DWORD p, DWORD c) {
-  const DWORD a = c >> 24, ia = 255 - a;
-  const DWORD redBlue = Div255Halves((~p & 0x00FF00FF) * ia + (~c & 0x00FF00FF) * a);
-  const DWORD green = Div255Halves((~p >> 8 & 255) * ia + (~c >> 8 & 255) * a);
-  return ~(redBlue | green << 8);  // which makes alpha 255
-}
-
-void BlendOverOpaque(Word32* __restrict pixels, const Word32* __restrict colors, int count) {
-  for (int i = 0; i < count; ++i) pixels[i] = BlendOpaque(pixels[i], colors[i]);
-}
-
-/// Any pixels, up to a stretch of them: every form is computed, and the one that holds is taken.
-///
-/// Where a translucent colour lies on a translucent pixel the rule works in doubles. In whole
-/// numbers its density is q = (np * A + nc * B) / (A + B), np and nc the complements of the
-/// channels, A = pa * (255 - a) and B = 255 * a, rounded by adding a half and cutting off. All of
-/// these fit the 24 bits of a float, so q in floats is off by less than a thousandth: the candidate
-/// that it gives is right or, as trying all numbers shows, one too high, which the remainder tells.
-/// Only where q ends on a half exactly do the doubles decide by their own rounding; such pixels,
-/// some in ten thousand, go through the rule itself.
-void BlendOverAny(Word32* __restrict pixels, const Word32* __restrict colors, int count) {
-  DWORD mixed[kStretch], tied[kStretch], anyTied = 0;
-  for (int i = 0; i < count; ++i) {
-    const DWORD p = pixels[i], c = colors[i], pa = p >> 24, a = c >> 24;
-    // Conditions are masks, so that no branch keeps the loop from vectors. A transparent colour
-    // changes nothing: its lane computes with another alpha, and none divides by zero.
-    const DWORD isClear = -static_cast<DWORD>(a == 0);
-    const int opacity = static_cast<int>(a | (isClear & 255));
-    const int under = static_cast<int>(pa) * (255 - opacity), over = 255 * opacity;
-    const int whole = under + over;
-    const float inverse = 1.0f / static_cast<float>(whole);
-    // The alpha is whole / 255, rounded; 255 being odd, it never ends on a half.
-    DWORD result = Div255(static_cast<DWORD>(whole) + 127) << 24, tie = 0;
-    for (int shift = 0; shift < 24; shift += 8) {
-      const int np = 255 - static_cast<int>(p >> shift & 255);
-      const int nc = 255 - static_cast<int>(c >> shift & 255);
-      const int sum = np * under + nc * over;
-      int density = static_cast<int>(static_cast<float>(sum) * inverse + 0.5f);
-      const int rest = 2 * (sum - whole * density);
-      density -= (rest < -whole);
-      tie |= -static_cast<DWORD>(rest == whole);
-      tie |= -static_cast<DWORD>(rest == -whole);
-      result |= static_cast<DWORD>(255 - density) << shift;
-    }
-    const DWORD isOpaque = -static_cast<DWORD>(pa == 255);
-    const DWORD isTaken = -static_cast<DWORD>(pa == 0) | -static_cast<DWORD>(a == 255);
-    result = (BlendOpaque(p, c) & isOpaque) | (result & ~isOpaque);
-    result = (c & isTaken) | (result & ~isTaken);
-    mixed[i] = (p & isClear) | (result & ~isClear);
-    tied[i] = tie & ~(isOpaque | isTaken | isClear);
-    anyTied |= tied[i];
-  }
-  if (anyTied) {
-    for (int i = 0; i < count; ++i) {
-      if (tied[i]) BlendRule::Mix32(mixed[i] = pixels[i], colors[i], 0);
-    }
-  }
-  std::memcpy(pixels, mixed, static_cast<std::size_t>(count) * sizeof mixed[0]);
-}
-
-struct Alphas {
-  DWORD any, all;  // of the incoming colours, ORed and ANDed
-  DWORD under;     // of the pixels, ANDed
-};
-
-Alphas LookAtAlphas(const Word32* pixels, const Word32* colors, int count) {
-  DWORD any = 0, all = ~0u, under = ~0u;
-  for (int i = 0; i < count; ++i) {
-    any |= colors[i];
-    all &= colors[i];
-    under &= pixels[i];
-  }
-  return {any >> 24, all >> 24, under >> 24};
-}
-
-/// A stretch over any pixels. Where a cel has an edge, most of its stretch is flat on both sides:
-/// the flat ends are told apart, so that only what lies between is computed.
-void BlendEdge(Word32* pixels, const Word32* colors, int count) {
-  const auto isFlat = [colors](int i, DWORD alpha) { return colors[i] >> 24 == alpha; };
-  int first = 0, last = count;
-  const DWORD head = colors[0] >> 24, tail = colors[count - 1] >> 24;
-  if (head == 0 || head == 255) {
-    while (first < last && isFlat(first, head)) ++first;
-  }
-  if (tail == 0 || tail == 255) {
-    while (last > first && isFlat(last - 1, tail)) --last;
-  }
-  if (head == 255) std::memcpy(pixels, colors, static_cast<std::size_t>(first) * sizeof(Word32));
-  if (tail == 255) {
-    std::memcpy(pixels + last, colors + last,
-                static_cast<std::size_t>(count - last) * sizeof(Word32));
-  }
-  if (first < last) InVectors<BlendOverAny>(pixels + first, colors + first, last - first);
-}
-
-void BlendStretch(Word32* pixels, const Word32* colors, int count) {
-  const Alphas alphas = InVectors<LookAtAlphas>(pixels, colors, count);
-  if (alphas.any == 0) return;
-  if (alphas.all == 255) {
-    std::memcpy(pixels, colors, static_cast<std::size_t>(count) * sizeof(Word32));
-  } else if (alphas.under == 255) {
-    InVectors<BlendOverOpaque>(pixels, colors, count);
-  } else {
-    BlendEdge(pixels, colors, count);
-  }
-}
+// --- The blend ----------------------------------------------------------------------------------
 
 void RunBlend32(BYTE* row, int column, const void* incoming, int count, const RunWeight&) {
-  auto* const pixels = reinterpret_cast<Word32*>(row) + column;
-  const auto* const colors = static_cast<const Word32*>(incoming);
-  InPieces(pixels, colors, count,
-           [=](int first, int n) { BlendStretch(pixels + first, colors + first, n); });
+  BlendRun32(reinterpret_cast<Word32*>(row) + column, static_cast<const Word32*>(incoming), count);
 }
-
-// --- The 64-bit blend ---------------------------------------------------------------------------
 
 /// BlendRule::Mix64 with its special cases as cases of the general one, and with one division a
 /// pixel, by which all channels are multiplied: n / d in doubles, for n below 2^32 and d below
