@@ -37,19 +37,17 @@ std::string WordsOf(KXException& failure, const MemoryOptions& memory) {
 }  // namespace
 
 std::string_view Arguments::Value() {
-  const std::string option(Word());
-  if (!Next()) throw UserError(option + " needs a value");
+  if (++index_ >= argc_) throw UserError(std::string(argv_[option_]) + " needs a value");
   return Word();
 }
 
 int Arguments::Number(int low, int high) {
-  const std::string option(Word());
   const std::string_view text = Value();
   int value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size() || value < low || value > high) {
-    throw UserError(option + " takes a number from " + std::to_string(low) + " to " +
-                    std::to_string(high) + ", not \"" + std::string(text) + "\"");
+    throw UserError(std::string(argv_[option_]) + " takes a number from " + std::to_string(low) +
+                    " to " + std::to_string(high) + ", not \"" + std::string(text) + "\"");
   }
   return value;
 }

@@ -19,11 +19,14 @@ class Arguments {
   Arguments(int argc, char** argv) : argc_(argc), argv_(argv) {}
 
   /// Goes on to the next word, at first to the one behind the program's name; false at the end.
-  bool Next() { return ++index_ < argc_; }
+  bool Next() {
+    option_ = ++index_;
+    return index_ < argc_;
+  }
   std::string_view Word() const { return argv_[index_]; }
 
-  /// Goes on to the word behind an option, which is its value. Raises UserError if there is none,
-  /// or if it is no number from `low` to `high`.
+  /// Goes on to the word behind an option or its last value, which is its value. Raises UserError,
+  /// which names the option, if there is none, or if it is no number from `low` to `high`.
   std::string_view Value();
   int Number(int low, int high);
 
@@ -31,6 +34,7 @@ class Arguments {
   int argc_;
   char** argv_;
   int index_ = 0;
+  int option_ = 0;  // the word that values belong to
 };
 
 /// What the pixels of a program's images may use.

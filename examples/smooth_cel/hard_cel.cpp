@@ -49,15 +49,22 @@ void DrawInk(const examples::Drawing& drawing, KXOffscreen& cel) {
 }
 
 void Paint(KXOffscreen& cel, int x, int y, QMCOLORREF color) {
-  if (cel.Get24BitPixel(x, y) == 0) return;  // on ink
   cel.SetForeColor(color);
-  tagPOINT seed = {x, y};
-  cel.SeedScanFill(seed, nullptr);
+  cel.SeedScanFill({x, y}, nullptr);
 }
 
-void PaintRegions(KXOffscreen& cel, const std::vector<paintcel::Seed>& seeds) {
+/// Returns how many of the seeds lie on ink. No paint is as black as that.
+int PaintRegions(KXOffscreen& cel, const std::vector<paintcel::Seed>& seeds) {
   const KXStLockOff lock(&cel);
-  for (const paintcel::Seed& seed : seeds) Paint(cel, seed.x, seed.y, seed.color & kWhite);
+  int onInk = 0;
+  for (const paintcel::Seed& seed : seeds) {
+    if (cel.Get24BitPixel(seed.x, seed.y) == 0) {
+      ++onInk;
+    } else {
+      Paint(cel, seed.x, seed.y, seed.color & kWhite);
+    }
+  }
+  return onInk;
 }
 
 void PaintAllRegions(KXOffscreen& cel) {
@@ -88,17 +95,19 @@ void Reduce(KXOffscreen& cel, int side) {
 
 }  // namespace
 
-void ReadHardCel(const std::string& path, const std::string& seeds, KXOffscreen& cel) {
-  if (seeds.empty() && ReadColors(path, cel)) return;
+int ReadHardCel(const std::string& path, const std::string& seeds, KXOffscreen& cel) {
+  if (seeds.empty() && ReadColors(path, cel)) return 0;
   const examples::Drawing drawing = examples::ReadDrawing(path);
   DrawInk(drawing, cel);
+  int onInk = 0;
   if (seeds.empty()) {
     PaintAllRegions(cel);
   } else {
-    PaintRegions(cel, paintcel::ReadSeeds(seeds, drawing));
+    onInk = PaintRegions(cel, paintcel::ReadSeeds(seeds, drawing));
   }
   const int side = std::max(drawing.width, drawing.height) / kEnough;
   if (side > 1 && std::min(drawing.width, drawing.height) >= side) Reduce(cel, side);
+  return onInk;
 }
 
 }  // namespace smoothcel

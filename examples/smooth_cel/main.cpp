@@ -41,7 +41,8 @@ struct Options {
 
 void Run(const Options& options) {
   KXOffscreen cel;
-  smoothcel::ReadHardCel(options.picture, options.seeds, cel);
+  const int onInk = smoothcel::ReadHardCel(options.picture, options.seeds, cel);
+  if (onInk) std::printf("%d of the seeds lie on ink and painted nothing\n", onInk);
   const KXPoint middle =
       options.hasMiddle ? options.middle : KXPoint(cel.GetWidth() / 2, cel.GetHeight() / 2);
 

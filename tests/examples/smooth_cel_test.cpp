@@ -68,8 +68,10 @@ TEST_F(SmoothCel, PaintsTheRegionsOfADrawing) {
   ASSERT_TRUE(WriteRings(Path("rings.png")));
   const std::string files =
       Path("rings.png") + " --out " + Path("sheet.png") + " --cel " + Path("cel.png");
-  ASSERT_EQ(Run(files + " --seeds " + Write("seeds", "45 45 #336699\n45 20 #FFCC00\n")), 0)
-      << output_;
+  ASSERT_EQ(Run(files + " --seeds " +
+                Write("seeds", "45 45 #336699\n45 10 #00FF00\n45 20 #FFCC00\n")),
+            0);
+  EXPECT_EQ(output_.find("1 of the seeds lie on ink and painted nothing\n"), 0u) << output_;
   const Picture seeded(Path("cel.png"));
   ASSERT_EQ(seeded.width, 90);
   EXPECT_EQ(seeded.At(45, 45), 0x336699u);
@@ -90,7 +92,8 @@ TEST_F(SmoothCel, ComplainsInOneLine) {
   ExpectComplaint(Write("text.png", "no picture at all"), "not a readable PNG");
   ExpectComplaint("--seeds " + Path("none.seeds"), "cannot be read");
   ExpectComplaint("--cel smooth_cel.png", "name the same file");
-  ExpectComplaint("--at 5", "needs a value");
+  ExpectComplaint("--at 5", "--at needs a value");
+  ExpectComplaint("--at 5 x", "--at takes a number");
   ExpectComplaint("--colour", "--help tells more");
 }
 
