@@ -69,6 +69,8 @@ class TableLines {
   bool Differ(int line, int beside, int p) const {
     return stairs::IsBorder(picture_.At(line, p), picture_.At(beside, p), stairs::kBorder);
   }
+  bool MayBegin(int, int, int) const { return true; }
+  bool MayCap(int, int, const stairs::Run&) const { return true; }
 
  private:
   const KXOffscreen::_LData& At(int line, int p) const {

@@ -70,11 +70,30 @@ class BitLines {
   bool Differ(int line, int beside, int p) const {
     return borders_.across.Line(std::max(line, beside))[p / 64] >> p % 64 & 1;
   }
+  bool MayBegin(int line, int first, int last) const {
+    return HasBit(borders_.along.Line(line), first, last, 0);
+  }
+  /// A cap is a part of one run, too.
+  bool MayCap(int line, int beside, const Run& run) const {
+    return !HasBit(borders_.across.Line(std::max(line, beside)), run.start, run.end - 1, ~u64{0}) &&
+           !MayBegin(beside, run.start + 1, run.end - 1);
+  }
   QMCOLORREF ColorOf(int line, const Run& run) const {
     return Mean(picture_.At(line, run.start), picture_.At(line, run.end - 1));
   }
 
  private:
+  /// Whether a bit from `first` to `last` is set, once those of `turned` are turned over.
+  static bool HasBit(const u64* words, int first, int last, u64 turned) {
+    for (int i = first / 64; i <= last / 64; ++i) {
+      u64 word = words[i] ^ turned;
+      if (i == first / 64) word &= ~u64{0} << first % 64;
+      if (i == last / 64) word &= ~u64{0} >> (63 - last % 64);
+      if (word) return true;
+    }
+    return false;
+  }
+
   const Picture& picture_;
   const Borders& borders_;
 };

@@ -88,7 +88,12 @@ struct Bounds {
 /// `Lines` has, for the lines from one before to one behind that of the present run:
 /// - `Holding(line, p)`: the run that holds a position;
 /// - `ColorOf(line, run)`: the mean of its two end pixels;
-/// - `Differ(line, beside, p)`: whether there is a border between two lines next to each other.
+/// - `Differ(line, beside, p)`: whether there is a border between two lines next to each other;
+/// - `MayBegin(line, first, last)`: false only if no run of a line begins from position `first` to
+///   `last`;
+/// - `MayCap(line, beside, run)`: false only if no one run of a line beside differs from a run all
+///   along.
+/// The last two save looks at pixels, and may always say true.
 /// `Scratch` has `First(x, y)` and `Second(x, y)`, and `SetFirst` and `SetSecond`.
 template <class Lines, class Scratch>
 class Pass {
@@ -98,23 +103,27 @@ class Pass {
 
   void SmoothRun(int line, const Run& run) {
     const auto [s, e] = run;
-    const QMCOLORREF before = picture_.At(line, s == bounds_.start ? s : s - 1);
-    const QMCOLORREF behind = picture_.At(line, e == bounds_.end ? e - 1 : e);
     Beside previous(line - 1, line > bounds_.firstLine),
         next(line + 1, line < bounds_.lastLine - 1);
     for (Beside* beside : {&previous, &next}) {
-      if (!CanStep(line, s, before, *beside)) continue;
+      // A match begins behind the run's start and not behind its end.
+      if (!beside->exists || !lines_.MayBegin(beside->line, s + 1, e)) continue;
+      if (!CanStep(line, s, line, PlaceBefore(run), *beside)) continue;
       FindMatches(line, run, *beside);
       if (!beside->hasStart) continue;
-      SmoothStep(line, s, 1, before, *beside, beside == &next, beside->startMatch.start - s);
+      SmoothStep(line, s, 1, picture_.At(line, PlaceBefore(run)), *beside, beside == &next,
+                 beside->startMatch.start - s);
     }
     for (Beside* beside : {&previous, &next}) {
-      if (!CanStep(line, e - 1, behind, *beside)) continue;
+      // And another one ends so, where the next run begins.
+      if (!beside->exists || !lines_.MayBegin(beside->line, s, e - 1)) continue;
+      if (!CanStep(line, e - 1, line, PlaceBehind(run), *beside)) continue;
       FindMatches(line, run, *beside);
       if (!beside->hasEnd) continue;
-      SmoothStep(line, e - 1, -1, behind, *beside, beside == &next, e - beside->endMatch.end);
+      SmoothStep(line, e - 1, -1, picture_.At(line, PlaceBehind(run)), *beside, beside == &next,
+                 e - beside->endMatch.end);
     }
-    if (e - s >= 2 && s > bounds_.start) SmoothBulge(line, run, before, behind, previous, next);
+    if (e - s >= 2 && s > bounds_.start) SmoothBulge(line, run, previous, next);
   }
 
  private:
@@ -152,11 +161,18 @@ class Pass {
     }
   }
 
-  /// Whether a line next to a run goes on with `last` at a position of the run, and is of another
-  /// colour than the run there. A step needs this of all its positions, of the first one too.
-  bool CanStep(int line, int p, QMCOLORREF last, const Beside& beside) const {
-    return beside.exists && lines_.Differ(line, beside.line, p) &&
-           !IsBorder(picture_.At(beside.line, p), last, kJoin);
+  /// The pixels beyond the ends of a run; its own where the line ends with it.
+  int PlaceBefore(const Run& run) const {
+    return run.start == bounds_.start ? run.start : run.start - 1;
+  }
+  int PlaceBehind(const Run& run) const { return run.end == bounds_.end ? run.end - 1 : run.end; }
+
+  /// Whether a line next to a run goes on with the pixel at `lastP` of `lastLine` at a position of
+  /// the run, and is of another colour than the run there. A step needs this of all its positions,
+  /// of the first one too.
+  bool CanStep(int line, int p, int lastLine, int lastP, const Beside& beside) const {
+    return lines_.Differ(line, beside.line, p) &&
+           !IsBorder(picture_.At(beside.line, p), picture_.At(lastLine, lastP), kJoin);
   }
 
   /// The step at one end of a run: `length` pixels from `first` on, in the direction of `step`,
@@ -167,7 +183,7 @@ class Pass {
     if (picture_.IsColumns() && length == 1) return;
     const int half = length / 2 + length % 2;
     for (int i = 1, p = first + step; i < half; ++i, p += step) {
-      if (!CanStep(line, p, picture_.At(beside.line, p - step), beside)) return;
+      if (!CanStep(line, p, beside.line, p - step, beside)) return;
     }
     const double d = 1.0 / length, h = d * 0.5;
     double w = h + 0.5;
@@ -217,10 +233,14 @@ class Pass {
   }
 
   /// A run that bulges out from a straight edge: capped on one side, and going on on the other.
-  void SmoothBulge(int line, const Run& run, QMCOLORREF before, QMCOLORREF behind, Beside& previous,
-                   Beside& next) {
-    const bool isCappedAbove = IsCapped(line, run, before, behind, previous);
-    const bool isCappedBelow = IsCapped(line, run, before, behind, next);
+  void SmoothBulge(int line, const Run& run, Beside& previous, Beside& next) {
+    const bool mayBeAbove = MayBeCapped(line, run, previous);
+    const bool mayBeBelow = MayBeCapped(line, run, next);
+    if (!mayBeAbove && !mayBeBelow) return;
+    const QMCOLORREF before = picture_.At(line, PlaceBefore(run));
+    const QMCOLORREF behind = picture_.At(line, PlaceBehind(run));
+    const bool isCappedAbove = mayBeAbove && IsCapped(line, run, before, behind, previous);
+    const bool isCappedBelow = mayBeBelow && IsCapped(line, run, before, behind, next);
     // A capped side is not open, so that there is nothing to do with two of them.
     if (isCappedAbove == isCappedBelow) return;
     const auto [isOpenLeft, isOpenRight] = OpeningOf(line, run, isCappedAbove ? next : previous);
@@ -229,10 +249,12 @@ class Pass {
     if (isOpenRight && e < bounds_.end - 1) SmoothHalf(line, e - 1, -1, behind, (e - s) / 2);
   }
 
+  bool MayBeCapped(int line, const Run& run, const Beside& beside) const {
+    return beside.exists && lines_.MayCap(line, beside.line, run);
+  }
   /// Whether another area lies along the whole of a run and goes on on both of its sides.
   bool IsCapped(int line, const Run& run, QMCOLORREF before, QMCOLORREF behind,
                 const Beside& beside) const {
-    if (!beside.exists) return false;
     QMCOLORREF last = before;
     for (int p = run.start; p < run.end; ++p) {
       if (!lines_.Differ(line, beside.line, p)) return false;
