@@ -1,7 +1,9 @@
 #include <array>
 #include <cstring>
+#include <type_traits>
 
 #include "kxwcmn/classic/resize_internal.h"
+#include "kxwcmn/compositing/detail/rows.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/platform/vectorize_internal.h"
 #include "kxwcmn/resample/detail/ratiorows.h"
@@ -10,64 +12,166 @@ namespace {
 
 using kxw::Resizing;
 
-constexpr int kHalved = KXVOffscreen::kBlockSize;  // pixels that are halved at a time
+constexpr int kPiece = KXVOffscreen::kBlockSize;  // pixels that are halved or converted at a time
 
-/// The values of single pixels of a row, whose columns do not go back; `last` is that of the row's
-/// last pixel.
+/// The depth of results that are made of pixels of a depth: 1 bit becomes densities.
 template <class Depth>
-void PickValues(kxw::ClassicValue<Depth>* values, const BYTE* row, const int* columns, int count,
-                int last) {
-  const auto take = [=](int i) {
-    // All channels of a grey are alike.
-    values[i] =
-        static_cast<kxw::ClassicValue<Depth>>(Depth::To24(kxw::LoadPixel<Depth>(row, columns[i])));
-  };
-  if constexpr (Depth::kBits == 24) {
-    // A pixel is read together with the byte behind it, but for the last one.
-    while (count > 0 && columns[count - 1] == last) take(--count);
-    for (int i = 0; i < count; ++i) {
-      DWORD word;
-      std::memcpy(&word, row + kxw::PixelByte<Depth>(columns[i]), sizeof word);
-      values[i] = Depth::From32(word);
+using Result = std::conditional_t<Depth::kBits == 1, kxw::Classic8, Depth>;
+
+/// Rows of results on their way to an image: they are made where they belong if the image has their
+/// depth, else beside it, and converted as colours.
+template <class Depth>
+class ResultRows {
+ public:
+  explicit ResultRows(KXOffscreen& image)
+      : image_(image),
+        isPlain_(image.GetBitCount() == Depth::kBits),
+        read_(kxw::FindClassicReadColors(Depth::kBits)),
+        write_(kxw::FindClassicWriteColors(image.GetBitCount())) {}
+
+  /// Where the results go that belong from column `x` of row `y` on, at most a strip.
+  BYTE* Place(int x, int y) {
+    return isPlain_ ? kxw::ClassicRow(image_, y) + kxw::PixelByte<Depth>(x) : pixels_.data();
+  }
+  /// Ends what `Place` has begun.
+  void Finish(int x, int y, int count) {
+    if (!isPlain_) {
+      Convert(x, y, count);
+    } else if constexpr (Depth::kBits == 32) {
+      BYTE* const at = Place(x, y);
+      for (int i = 0; i < count; ++i) at[std::ptrdiff_t{i} * 4] = 255;
     }
+  }
+  /// The results of the row before once more.
+  void Repeat(int x, int y, int count) {
+    if (isPlain_) {
+      std::memcpy(Place(x, y), Place(x, y - 1),
+                  static_cast<std::size_t>(kxw::PixelByte<Depth>(count)));
+    } else {
+      Convert(x, y, count);
+    }
+  }
+
+ private:
+  void Convert(int x, int y, int count) {
+    BYTE* const row = kxw::ClassicRow(image_, y);
+    DWORD colors[kPiece];
+    for (int done = 0; done < count; done += kPiece) {
+      const int pixels = std::min(kPiece, count - done);
+      read_(colors, pixels_.data(), done, pixels);
+      write_(row, x + done, colors, pixels);
+    }
+  }
+
+  KXOffscreen& image_;
+  const bool isPlain_;
+  const kxw::ClassicReadColorsFunc read_;
+  const kxw::ClassicWriteColorsFunc write_;
+  std::array<BYTE, std::size_t{kxw::kStrip} * (Depth::kBits / 8)> pixels_;
+};
+
+// Single pixels of a row brought side by side: `columns`, of which there is one at least, tells
+// where they stand in the row, and never falls.
+
+/// `count` pixels of `kBytes` bytes.
+template <int kBytes>
+void PickPixels(BYTE* to, const BYTE* from, const int* columns, int count) {
+  int i = 0;
+  if constexpr (kBytes == 3) {
+    // They move as four bytes: what is written too much is written over by the next one. Neither
+    // may be done at the last one, behind which the row may end.
+    for (const int last = columns[count - 1]; i < count - 1 && columns[i] < last; ++i) {
+      std::memcpy(to + std::ptrdiff_t{i} * 3, from + std::ptrdiff_t{columns[i]} * 3, 4);
+    }
+  }
+  for (; i < count; ++i) {
+    std::memcpy(to + std::ptrdiff_t{i} * kBytes, from + std::ptrdiff_t{columns[i]} * kBytes,
+                kBytes);
+  }
+}
+
+/// Asks for the pixels of a row that is picked from next: the rows of a reduction lie too far apart
+/// for the machine to foresee them. Pixels that are far apart are not worth it.
+template <int kBits>
+void PrefetchPixels(const BYTE* row, const int* columns, int count) {
+  if (columns[count - 1] - columns[0] > 8 * kPiece) return;
+  const BYTE* const end = row + std::ptrdiff_t{columns[count - 1]} * kBits / 8;
+  for (const BYTE* at = row + std::ptrdiff_t{columns[0]} * kBits / 8; at < end; at += 64) {
+    KXW_PREFETCH(at);
+  }
+}
+
+/// `count` bits, the leftmost of a byte in bit 7, each as a byte of 0 or 1.
+void PickBits(BYTE* to, const BYTE* from, const int* columns, int count) {
+  constexpr int kMostSpread = 1024;
+  const int first = columns[0] & ~7, last = columns[count - 1];
+  if (last - first < kMostSpread) {
+    BYTE spread[kMostSpread];
+    for (int x = first; x <= last; x += 8) {
+      std::memcpy(spread + (x - first), kxw::kSpread<kxw::Depth1>[from[x >> 3]].data(), 8);
+    }
+    for (int i = 0; i < count; ++i) to[i] = spread[columns[i] - first];
   } else {
-    int i = 0;
-    if constexpr (kxw::kClassicChannels<Depth> == 1) {
-      for (; i + 4 <= count; i += 4) {  // stored together
-        DWORD four = 0;
-        for (int k = 0; k < 4; ++k) {
-          four |= DWORD{kxw::Red(Depth::To24(kxw::LoadPixel<Depth>(row, columns[i + k])))} << 8 * k;
-        }
-        std::memcpy(values + i, &four, sizeof four);
-      }
+    for (int i = 0; i < count; ++i) to[i] = from[columns[i] >> 3] >> (7 - (columns[i] & 7)) & 1;
+  }
+}
+
+/// Pixels of row `row` of a source, of which row `next` is the next one to be picked from.
+template <class Depth>
+void PickRow(BYTE* to, const KXOffscreen& source, int row, int next, const int* columns,
+             int count) {
+  const BYTE* const at = kxw::ClassicRow(source, row);
+  for (int done = 0; done < count; done += kPiece) {
+    const int pixels = std::min(kPiece, count - done);
+    if (next > row + 1) {
+      PrefetchPixels<Depth::kBits>(kxw::ClassicRow(source, next), columns + done, pixels);
     }
-    for (; i < count; ++i) take(i);
+    if constexpr (Depth::kBits == 1) {
+      PickBits(to + done, at, columns + done, pixels);
+      for (int i = done; i < done + pixels; ++i) to[i] = static_cast<BYTE>(-to[i]);
+    } else {
+      constexpr int kBytes = Depth::kBits / 8;
+      PickPixels<kBytes>(to + std::ptrdiff_t{done} * kBytes, at, columns + done, pixels);
+    }
   }
 }
 
 template <class Depth>
 void ResizeByPicking(const Resizing& job) {
   const kxw::Stretch columns = job.columns.Shown(), rows = job.rows.Shown();
-  const auto write = kxw::FindWriteValues<Depth>(job.image.GetBitCount());
+  ResultRows<Result<Depth>> results(job.image);
   std::array<int, kxw::kStrip> from;
-  std::array<kxw::ClassicValue<Depth>, kxw::kStrip> values;
   for (int left = columns.begin, count; left < columns.end; left += count) {
     count = std::min(kxw::kStrip, columns.end - left);
     for (int i = 0; i < count; ++i) {
       from[static_cast<std::size_t>(i)] =
           static_cast<int>(job.columns.from + job.columns.Begin(left + i));
     }
-    int picked = -1;
-    for (int y = rows.begin; y < rows.end; ++y) {
-      const int row = static_cast<int>(job.rows.from + job.rows.Begin(y));
-      if (row != picked) {
-        PickValues<Depth>(values.data(), kxw::ClassicRow(job.source, row), from.data(), count,
-                          job.source.GetWidth() - 1);
-        picked = row;
+    const int x = job.columns.at + left;
+    for (int i = rows.begin, picked = -1; i < rows.end; ++i) {
+      const int row = static_cast<int>(job.rows.from + job.rows.Begin(i)), y = job.rows.at + i;
+      if (row == picked) {
+        results.Repeat(x, y, count);
+        continue;
       }
-      write(kxw::ClassicRow(job.image, job.rows.at + y), job.columns.at + left, values.data(),
-            count);
+      picked = row;
+      const i64 next = job.rows.from + job.rows.Begin(i64{i} + 1);
+      PickRow<Depth>(results.Place(x, y), job.source, row,
+                     i + 1 < rows.end ? static_cast<int>(next) : row, from.data(), count);
+      results.Finish(x, y, count);
     }
+  }
+}
+
+/// The means of squares of four densities. As greys they are cut to whole numbers, and so rounded
+/// up as densities.
+void AverageDensities(BYTE* means, const BYTE* above, const BYTE* below, int count) {
+  for (int i = 0; i < count; ++i) {
+    WORD a, b;
+    std::memcpy(&a, above + std::ptrdiff_t{i} * 2, sizeof a);
+    std::memcpy(&b, below + std::ptrdiff_t{i} * 2, sizeof b);
+    const WORD sum = static_cast<WORD>((a & 255) + (a >> 8) + (b & 255) + (b >> 8) + 3);
+    means[i] = static_cast<BYTE>(sum >> 2);
   }
 }
 
@@ -78,28 +182,28 @@ void AverageSquares3(BYTE* means, const BYTE* above, const BYTE* below, int coun
   }
 }
 
-/// The means of squares of four pixels, of which two rows are given from column `x` on.
+/// The means of `count` squares of four pixels, of which two rows are given from column `x` on.
 template <class Depth>
-void HalveRow(kxw::ClassicValue<Depth>* means, const BYTE* above, const BYTE* below, int x,
-              int count) {
+void HalveRow(BYTE* means, const BYTE* above, const BYTE* below, int x, int count) {
   const BYTE* rows[] = {above + kxw::PixelByte<Depth>(x), below + kxw::PixelByte<Depth>(x)};
-  if constexpr (kxw::kClassicChannels<Depth> == 1) {
-    BYTE greys[2][2 * kHalved];
-    kxw::FindClassicReadGreys(Depth::kBits)(greys[0], above, x, 2 * count);
-    kxw::FindClassicReadGreys(Depth::kBits)(greys[1], below, x, 2 * count);
-    const BYTE* const pairs[] = {greys[0], greys[1]};
-    kxw::AverageRows<BYTE, 2>(means, pairs, count);
-  } else if constexpr (kxw::kClassicChannels<Depth> == 3) {
-    BYTE squares[6 * kHalved];
+  if constexpr (Depth::kBits == 1) {
+    BYTE densities[2][2 * kPiece];
+    const auto copy = kxw::FindClassicCopyRow(8, 1);
+    copy(densities[0], 0, above, x, 2 * count);
+    copy(densities[1], 0, below, x, 2 * count);
+    kxw::InVectors<AverageDensities>(means, densities[0], densities[1], count);
+  } else if constexpr (Depth::kBits == 8) {
+    kxw::InVectors<AverageDensities>(means, rows[0], rows[1], count);
+  } else if constexpr (Depth::kBits == 24) {
+    BYTE squares[6 * kPiece];
     kxw::InVectors<AverageSquares3>(squares, rows[0], rows[1], 6 * count - 3);
-    for (int i = 0; i < count; ++i) {  // with a byte behind each, too
-      std::memcpy(means + i, squares + 6 * i, sizeof *means);
-      means[i] &= 0x00FFFFFF;
+    int i = 0;
+    for (; i < count - 1; ++i) {  // with a byte behind each, too, which the next one writes over
+      std::memcpy(means + std::ptrdiff_t{i} * 3, squares + std::ptrdiff_t{i} * 6, 4);
     }
+    std::memcpy(means + std::ptrdiff_t{i} * 3, squares + std::ptrdiff_t{i} * 6, 3);
   } else {
-    // As they stand in memory, alpha lowest.
-    kxw::AverageRows<DWORD, 2>(reinterpret_cast<BYTE*>(means), rows, count);
-    for (int i = 0; i < count; ++i) means[i] >>= 8;
+    kxw::AverageRows<DWORD, 2>(means, rows, count);
   }
 }
 
@@ -110,16 +214,14 @@ void Halve(KXOffscreen& image, const KXOffscreen& source, int shift, int width, 
   const int end = std::min({width, source.GetWidth() / 2,
                             static_cast<int>(std::max<i64>(0, i64{image.GetWidth()} - shift))});
   const int bottom = std::min({height, source.GetHeight() / 2, image.GetHeight()});
-  if (end <= 0) return;
-  const auto write = kxw::FindWriteValues<Depth>(image.GetBitCount());
-  kxw::ClassicValue<Depth> means[kHalved];
+  ResultRows<Result<Depth>> results(image);
   // A shift below 0 would take rows of the source above its first.
   for (int y = std::max(shift, 0); y < bottom; ++y) {
-    for (i64 x = std::max<i64>(0, -i64{shift}); x < end; x += kHalved) {
-      const int count = std::min(kHalved, end - static_cast<int>(x));
-      HalveRow<Depth>(means, kxw::ClassicRow(source, 2 * y), kxw::ClassicRow(source, 2 * y + 1),
-                      2 * static_cast<int>(x), count);
-      write(kxw::ClassicRow(image, y), shift + static_cast<int>(x), means, count);
+    for (i64 x = std::max<i64>(0, -i64{shift}); x < end; x += kPiece) {
+      const int first = static_cast<int>(x), count = std::min(kPiece, end - first);
+      HalveRow<Depth>(results.Place(shift + first, y), kxw::ClassicRow(source, 2 * y),
+                      kxw::ClassicRow(source, 2 * y + 1), 2 * first, count);
+      results.Finish(shift + first, y, count);
     }
   }
 }
