@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "kxwcmn/classic/detail/depths.h"
+#include "kxwcmn/classic/rows_internal.h"
 #include "kxwcmn/core/exception.h"
 #include "kxwcmn/platform/error.h"
 
@@ -33,7 +33,8 @@ KXOffscreen& KXOffscreen::operator=(const KXOffscreen& other) {
   if (this == &other) return *this;
   Destroy();
   if (!other.IsValid()) return *this;
-  Create(other.GetWidth(), other.GetHeight(), other.GetBitCount(), 0, 0);
+  kxw::CreateClassicImage(*this, other.GetWidth(), other.GetHeight(), other.GetBitCount(),
+                          kxw::kAllocUninitialized);
   // Both blocks are laid out alike, so that no lock of `other` is needed.
   QMIMAGELOCK to, from;
   const bool isToLocked = qmImageLock(*this, &to), isFromLocked = qmImageLock(other, &from);
@@ -49,20 +50,27 @@ KXOffscreen& KXOffscreen::operator=(const KXOffscreen& other) {
   return *this;
 }
 
-void KXOffscreen::Create(int width, int height, int bitCount, DWORD color, int fill) {
-  Destroy();
-  CalcRowLineBufferSize(width, bitCount);
+void kxw::CreateClassicImage(KXOffscreen& image, int width, int height, int bitCount, DWORD flags) {
+  image.Destroy();
+  KXOffscreen::CalcRowLineBufferSize(width, bitCount);
   int error = 0;
-  QMHANDLE__* const image = qmImageCreate(width, height, bitCount, &error);
-  if (!image) {
+  QMHANDLE__* const block = kxw::CreateImage(width, height, bitCount, flags, &error);
+  if (!block) {
     kxThrowError(error == kxw::kErrorInvalidParameter ? int{kxw::kFailureBadArgument} : error);
   }
   try {
-    SetQMImage(image);
+    image.SetQMImage(block);
   } catch (...) {
-    qmFree(image);
+    qmFree(block);
     throw;
   }
+}
+
+void KXOffscreen::Create(int width, int height, int bitCount, DWORD color, int fill) {
+  // A fill writes all bytes of rows but those behind pixels of 24 bits.
+  const bool isWritten = fill == 1 && (bitCount != 24 || width % 4 == 0);
+  kxw::CreateClassicImage(*this, width, height, bitCount,
+                          isWritten ? kxw::kAllocUninitialized : kxw::kAllocZeroed);
   if (fill != 1) return;
   try {
     Lock();
@@ -88,10 +96,10 @@ void KXOffscreen::SetQMImage(QMHANDLE__* image) {
   if (image && image == *this) return;
   if (!qmImageGetBitCountDirect(image)) kxThrowError(kxw::kFailureBadArgument);
   Destroy();
-  rowBuffer_.Alloc(static_cast<DWORD>(
-      CalcRowLineBufferSize(qmImageGetWidthDirect(image), qmImageGetBitCountDirect(image))));
   try {
     SetKXImageInfo(image);
+    // Without rows there is nothing to fill, however wide they would be.
+    rowBuffer_.Alloc(info_.height > 0 ? static_cast<DWORD>(info_.rowBytes) : 0);
   } catch (...) {
     Destroy();
     throw;

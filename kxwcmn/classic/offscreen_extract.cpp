@@ -14,7 +14,7 @@ namespace {
 using ImagePtr = std::unique_ptr<KXOffscreen>;
 
 constexpr DWORD kWhite = KXOffscreen::ccrWhite24Bit;
-constexpr DWORD kPaper = 0xFFFFFFFF, kInk = 0;
+constexpr DWORD kPaper = 0xFFFFFFFF;
 
 /// What is not white in a row.
 template <class Depth>
@@ -44,43 +44,50 @@ struct Marks {
     return x;
   }
 
- private:
-  /// Whether there are none in the `count` pixels, a multiple of 8, from `x` on, at 1 bit from a
-  /// byte's first one on.
-  static bool IsBlank(const BYTE* row, int x, int count) {
+  /// Whether there are none in `count` pixels, a multiple of 8, of 1 bit from a byte's first one
+  /// on.
+  static bool IsBlank(const BYTE* at, i64 count) {
     // Eight bytes of white; an alpha, which stands in the first byte of each pixel, does not count.
     constexpr u64 kWord = Depth::kBits <= 8 ? 0 : ~u64{0};
     constexpr u64 kUsed = Depth::kBits == 32 ? 0xFFFFFF00FFFFFF00 : ~u64{0};
-    const BYTE* const at = row + kxw::PixelByte<Depth>(x);
     if (Depth::kBits == 1 && count == 8) return *at == 0;
-    return kxw::IsUniformRun(at, static_cast<std::size_t>(kxw::PixelByte<Depth>(count)), kWord,
-                             kUsed);
+    return kxw::IsUniformRun(at, static_cast<std::size_t>(count * Depth::kBits / 8), kWord, kUsed);
+  }
+
+ private:
+  static bool IsBlank(const BYTE* row, int x, int count) {
+    return IsBlank(row + kxw::PixelByte<Depth>(x), count);
   }
 };
 
-/// The rectangle around all marks; empty if there are none.
+/// The rectangle around all marks; empty if there are none. The rows above and below it are found
+/// first, and of those between only what is left and right of all marks before is looked at.
 template <class Depth>
 KXRect FindExtent(const KXOffscreen& image) {
-  const int width = image.GetWidth();
-  int left = width, right = 0, top = 0, bottom = 0;
-  for (int y = 0; y < image.GetHeight(); ++y) {
-    const BYTE* const row = kxw::ClassicRow(image, y);
-    const int first = Marks<Depth>::First(row, width);
-    if (first == width) continue;
-    if (bottom == 0) top = y;
-    bottom = y + 1;
-    left = std::min(left, first);
-    right = Marks<Depth>::Last(row, right, width);
+  constexpr int kRows = 8;  // looked at together where no gap is between them
+  const int width = image.GetWidth(), height = image.GetHeight();
+  const bool hasGaps = i64{width} * Depth::kBits != i64{image.GetRowBytes()} * 8;
+  const auto row = [&](int y) { return kxw::ClassicRow(image, y); };
+  const auto isBlank = [&](int y) { return Marks<Depth>::First(row(y), width) == width; };
+  const auto areBlank = [&](int y) {
+    return !hasGaps && Marks<Depth>::IsBlank(row(y), i64{kRows} * width);
+  };
+  int top = 0, bottom = height, left = width, right = 0;
+  while (height - top >= kRows && areBlank(top)) top += kRows;
+  while (top < height && isBlank(top)) ++top;
+  if (top == height) return {};
+  while (bottom - top > kRows && areBlank(bottom - kRows)) bottom -= kRows;
+  while (isBlank(bottom - 1)) --bottom;
+  for (int y = top; y < bottom; ++y) {
+    left = Marks<Depth>::First(row(y), left);
+    right = Marks<Depth>::Last(row(y), right, width);
   }
   return {left, top, right, bottom};
 }
 
-ImagePtr MakeImage(int width, int height, int bitCount, DWORD color) {
+ImagePtr NewImage() {
   ImagePtr image(new (std::nothrow) KXOffscreen);
   if (!image) kxThrowError(kxw::kErrorNotEnoughMemory);
-  // At 1 bit the zeros of a new image are white already.
-  image->Create(width, height, bitCount, color, bitCount > 1 || color != kPaper);
-  image->Lock();
   return image;
 }
 
@@ -95,10 +102,15 @@ DWORD Narrowed(const tagQMRGBCOLOR16* color) {
 
 /// A mask of the pixels that pass a test. What fills up its rows is 0, or 1 with `ink`.
 KXOffscreen* MakeMask(const KXOffscreen& image, const kxw::PixelTest& test, bool ink) {
-  ImagePtr mask = MakeImage(image.GetWidth(), image.GetHeight(), 1, ink ? kInk : kPaper);
+  ImagePtr mask = NewImage();
+  kxw::CreateClassicImage(*mask, image.GetWidth(), image.GetHeight(), 1, kxw::kAllocUninitialized);
+  mask->Lock();
   const kxw::TestRowFunc testRow = kxw::FindTestRow(image.GetBitCount());
+  const int width = image.GetWidth(), rowBytes = mask->GetRowBytes();
   for (int y = 0; y < image.GetHeight(); ++y) {
-    testRow(kxw::ClassicRow(*mask, y), kxw::ClassicRow(image, y), image.GetWidth(), test);
+    BYTE* const row = kxw::ClassicRow(*mask, y);
+    std::fill(row + width / 8, row + rowBytes, ink ? BYTE{0xFF} : BYTE{0});
+    testRow(row, kxw::ClassicRow(image, y), width, test);
   }
   mask->Unlock();
   return mask.release();
@@ -142,7 +154,9 @@ KXOffscreen* KXOffscreen::ExtractionColor(tagQMRGBCOLOR16* const from,
                                           tagQMRGBCOLOR16* const to) const {
   if (!IsLocked()) return nullptr;
   const DWORD wanted = Narrowed(from), color = Narrowed(to);
-  ImagePtr image = MakeImage(GetWidth(), GetHeight(), GetBitCount(), kPaper);
+  ImagePtr image = NewImage();
+  image->Create(GetWidth(), GetHeight(), GetBitCount(), kPaper, 1);
+  image->Lock();
   kxw::WithClassicDepth(GetBitCount(), [&](auto depth) {
     using Depth = decltype(depth);
     for (int y = 0; y < GetHeight(); ++y) {

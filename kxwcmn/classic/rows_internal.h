@@ -26,6 +26,10 @@ inline BYTE* ClassicRow(const KXOffscreen& image, int y) {
   return image.GetBaseAddress() + std::ptrdiff_t{y} * image.GetRowBytes();
 }
 
+/// As `KXOffscreen::Create` without a fill. With `kAllocUninitialized` the bytes of the pixels, and
+/// what fills up rows, are for the caller to write.
+void CreateClassicImage(KXOffscreen& image, int width, int height, int bitCount, DWORD flags);
+
 /// Bytes of a row in front of the one that holds the pixel of column `x`.
 template <class Depth>
 constexpr std::ptrdiff_t PixelByte(int x) {

@@ -37,7 +37,7 @@ QMHANDLE__* Fail(int code, int* error) {
 
 }  // namespace
 
-QMHANDLE__* qmImageCreate(int width, int height, int bitCount, int* error) {
+QMHANDLE__* kxw::CreateImage(int width, int height, int bitCount, DWORD flags, int* error) {
   if (!IsSize(width) || !IsSize(height) || !IsDepth(bitCount)) {
     return Fail(kxw::kErrorInvalidParameter, error);
   }
@@ -46,12 +46,16 @@ QMHANDLE__* qmImageCreate(int width, int height, int bitCount, int* error) {
   const i64 size = i64{sizeof(Head)} + rowBytes * height;
   if (size > std::numeric_limits<DWORD>::max()) return Fail(kxw::kErrorNotEnoughMemory, error);
 
-  QMHANDLE__* const image = qmAlloc(static_cast<DWORD>(size), kxw::kAllocZeroed, error);
+  QMHANDLE__* const image = qmAlloc(static_cast<DWORD>(size), flags, error);
   if (image) {
     *reinterpret_cast<Head*>(image) = {
         kSignature, width, height, bitCount, static_cast<int>(rowBytes), 0, {}};
   }
   return image;
+}
+
+QMHANDLE__* qmImageCreate(int width, int height, int bitCount, int* error) {
+  return kxw::CreateImage(width, height, bitCount, kxw::kAllocZeroed, error);
 }
 
 int qmImageLock(QMHANDLE__* image, QMIMAGELOCK* record) {

@@ -10,6 +10,10 @@
 namespace kxw {
 /// The largest width and height: coordinates can be rounded up behind the image within 32 bits.
 inline constexpr int kMaxImageSize = 0x7FFFFF00;
+
+/// `qmImageCreate` with the flags of `qmAlloc`: where the caller writes every byte of the rows,
+/// they need not be cleared.
+QMHANDLE__* CreateImage(int width, int height, int bitCount, DWORD flags, int* error);
 }  // namespace kxw
 
 /// What is known of a locked image.

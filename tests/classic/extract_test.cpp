@@ -64,6 +64,12 @@ TEST(ClassicExtraction, MasksTellEveryPixel) {
       }
     }
     ASSERT_EQ(BytesOf(*picked), BytesOf(expected));
+    // What fills up the rows is as the new image has it.
+    for (int x = image->GetWidth(); x < 8 * same->GetRowBytes(); ++x) {
+      const int y = image->GetHeight() - 1;
+      ASSERT_EQ(Model::Get(*same, 1, x, y) | Model::Get(*filled, 1, x, y), 0u) << x;
+      ASSERT_EQ(Model::Get(*other, 1, x, y), 1u) << x;
+    }
   }
 }
 
