@@ -7,14 +7,19 @@
 // brings a rectangle of pixels from one block of memory to another. `Copy8x32` makes pixels of 32
 // bits of pixels of 8. What becomes of a pixel depends on the pair only:
 //
-// | to | from 1 | from 8 | from 16 | from 24 | from 32 | from 64 |
-// |---|---|---|---|---|---|---|
-// | 1 | the bit | | | | | |
-// | 8 | 255 or 0 | the byte | | | | |
-// | 16 | set: opaque black, clear: transparent white | the byte as alpha of white, 0: both 0 | both
-// | | | | | 24 | white or black | the grey | the grey | the bytes | without alpha | each / 257 | |
-// 32 | white or black, opaque | the grey, opaque | grey and alpha | opaque | the bytes | each / 257
-// |
+// | to | from | a pixel becomes |
+// |---|---|---|
+// | the same, but 64 | | the same pixel |
+// | 8 | 1 | 255 where the bit is set, else 0 |
+// | 16 | 1 | opaque black where the bit is set, else transparent white |
+// | 16 | 8 | white with the byte as alpha, but 0 where the byte is 0 |
+// | 24 | 1 | white where the bit is set, else black |
+// | 24 | 8, 16 | the grey |
+// | 24 | 32 | the colour |
+// | 24 | 64 | the colour, each channel / 257 |
+// | 32 | 1, 8, 24 | the same as at 24 bits, opaque |
+// | 32 | 16 | the grey and the alpha |
+// | 32 | 64 | the colour and the alpha, each channel / 257 |
 //
 // For speed the kernels check nothing: all pixels that they are told to read and write must exist,
 // in rows of `rowBytes` bytes from `dest` and `source` on, at columns and rows that are not

@@ -317,8 +317,9 @@ class KX_EXPORT KXOffscreen {
   void SeedScanFill(const tagPOINT& seed, tagRECT* bounds);
   /// Leaves the image, and sets the region in `mask`, of 1 bit and the same size, to that one's
   /// 1-bit fore colour; a pixel that has it already is the region's end. A mask of another depth
-  /// does nothing, one of another size raises 0x20010008. With a seed outside, nothing is set, but
-  /// both images stay locked once more than before: it is for the caller to end these locks.
+  /// does nothing, one of another size raises 0x20010008. With a seed outside, as all are of an
+  /// image that was not created, nothing is set, but both images stay locked once more than before:
+  /// it is for the caller to end these locks.
   void SeedScanFill1BitMask(KXOffscreen& mask, const tagPOINT& seed, tagRECT* bounds);
 
   // --- Smoothing --------------------------------------------------------------------------------
@@ -356,15 +357,17 @@ class KX_EXPORT KXOffscreen {
   ///   beyond the source leaves the pixel here as it was.
   /// - `cnLowLevelRes`: the average of a box of whole pixels, in which the first pixel counts once
   ///   more and, where the height is reduced too, the first row as well. Boxes that pass `srcW` or
-  ///   `srcH`, counted from the source's own edge, shrink to their first column or row; this makes
-  ///   a difference for a `srcX` or `srcY` above 0, and is kept so. Enlarged, the nearest pixel.
+  ///   `srcH`, counted from the source's own edge, or the source's other edge, shrink to their
+  ///   first column or row; so a `srcX` or `srcY` above 0 makes a difference, which is kept so. One
+  ///   that begins beyond the source leaves the pixel here as it was. Enlarged, the nearest pixel.
   /// - any other: the average of the exact area. What of an area lies beyond the source counts as
   ///   black.
   ///
   /// Exactly half the width and height, at the last kind of level, is a path of its own for whole
-  /// images: the pixels (x, y) with x from 0 to `destW` and y from `destY` to `destH` are the means
-  /// of the source's pixels around (2 x, 2 y), and are painted `destY` columns further to the
-  /// right. `destX`, `srcX` and `srcY` take no part; all this is kept so.
+  /// images: for x from 0 and y from `destY`, below `destW` and `destH`, pixel (`destY` + x, y)
+  /// becomes the mean, cut to whole numbers, of the source's four pixels from (2 x, 2 y) to
+  /// (2 x + 1, 2 y + 1). One of which the source has not all four stays as it was. `destX`, `srcX`
+  /// and `srcY` take no part; all this is kept so.
   void ChangeResolution(int destX, int destY, int destW, int destH, KXOffscreen* source, int srcX,
                         int srcY, int srcW, int srcH, int level);
 
@@ -374,12 +377,13 @@ class KX_EXPORT KXOffscreen {
   // (u c + v s, v c - u s), and shows at each whole place (x, y) the four pixels of this image
   // around (x c - y s, y c + x s), mixed by their distances, or as they are if they are equal.
   // Pixels up to one outside of the image are white. An image that is turned into itself is read as
-  // it was before. Raise 8 if there is no memory.
+  // it was before. Pixels are read and written as colours of 24 bits. Raise 8 if there is no
+  // memory.
 
   /// Turns a rectangle of this image about its corner (0, 0) into the locked `dest`, whose corner
   /// is that of the box around the whole turned image, or 0 where that is above 0. The box around
   /// the turned rectangle is painted, with `color` where nothing of the image is. Corners of boxes
-  /// are cut to whole numbers, and their right and bottom sides are open.
+  /// are cut to whole numbers, and their right and bottom sides are open. Sizes below 1 do nothing.
   void RotationImage(KXOffscreen& dest, int angle, int x, int y, int width, int height,
                      DWORD color);
   /// Turns the whole image. A `dest` without pixels becomes a white image of this one's depth that
@@ -388,16 +392,20 @@ class KX_EXPORT KXOffscreen {
   /// `RotationImage`, and otherwise about its centre, which becomes the centre of `dest`: a new one
   /// is as wide as twice the larger |w c + h s| and |w c - h s|, of half the width and height, and
   /// as high as the larger |h c - w s| and |h c + w s|, cut to whole numbers. White is painted
-  /// where nothing of the image is, but not where four equal pixels are white.
+  /// where nothing of the image is, but not where four equal pixels are white. Raises 0x20010008 if
+  /// a new one would be larger than an image can be.
   void CreateRotationImage(KXOffscreen& dest, int angle, int mode);
 
-  /// Mirrors the image, top to bottom with a non-zero `vertical`, else left to right. At 1 bit
-  /// whole bytes of rows change places, with what fills up the last one.
+  /// Mirrors the image, top to bottom with a non-zero `vertical`, else left to right. Top to bottom
+  /// the bytes of rows change places, at 1 bit with what fills up the last one; left to right that
+  /// stays, and pixels alone do.
   void CreateFlipImage(int vertical);
-  /// Copies a rectangle of the source to its mirrored place here, at 24 and 32 bits only: its row
-  /// `y` comes to stand above the row height / 2 * 2 - `y`, and the others above that, or its
-  /// column `x` left of the column width / 2 * 2 - `x`. So with odd sizes it stands one pixel off
-  /// its exact mirror; this is kept so.
+  /// Copies a rectangle of the source to its mirrored place here, if this image has 24 or 32 bits;
+  /// a source of another depth is converted as by `Copy`. Its row `y` comes to stand above the row
+  /// height / 2 * 2 - `y` of this image, and the others above that, or its column `x` left of the
+  /// column width / 2 * 2 - `x`. So with odd sizes it stands one pixel off its exact mirror; this
+  /// is kept so. An image that is its own source is read as it was before. Raises 8 if there is no
+  /// memory for that.
   void FlipImage(KXOffscreen& source, int vertical, int x, int y, int width, int height);
 
   // --- Store ------------------------------------------------------------------------------------

@@ -88,12 +88,33 @@ DWORD BoxColor(const KXOffscreen& image, const Cells& columns, const Cells& rows
   return MakeColor(ByteOf(red, area), ByteOf(green, area), ByteOf(blue, area), 0);
 }
 
+/// What `count` additions of `step` to 0 come to, each of which is rounded. Between two powers of
+/// two all sums lie equally far apart, and so each addition but the first, in which a half may be
+/// rounded to either side, makes the same difference.
+double SumOfSteps(double step, i64 count) {
+  double sum = 0;
+  while (count > 0) {
+    const double first = sum + step, second = first + step, end = std::exp2(std::ilogb(first) + 1);
+    const double difference = (second + step) - second;
+    const i64 skipped =
+        second + difference < end ? static_cast<i64>((end - second) / difference) - 1 : 0;
+    if (count > 1 && skipped > 0) {
+      const i64 taken = std::min(count - 2, skipped);
+      sum = second + static_cast<double>(taken) * difference;
+      count -= 2 + taken;
+    } else {
+      sum = first;
+      --count;
+    }
+  }
+  return sum;
+}
+
 /// The boxes along one axis, whose ends are summed up step by step.
 class Boxes {
  public:
-  Boxes(const ResizeAxis& axis, int first) : axis_(axis), ratio_(axis.Ratio()), high_(ratio_) {
-    for (int i = 0; i < first; ++i) Next();
-  }
+  Boxes(const ResizeAxis& axis, int first)
+      : axis_(axis), ratio_(axis.Ratio()), low_(SumOfSteps(ratio_, first)), high_(low_ + ratio_) {}
   void Next() {
     low_ = high_;
     high_ += ratio_;
@@ -103,7 +124,7 @@ class Boxes {
 
  private:
   const ResizeAxis& axis_;
-  double ratio_, low_ = 0, high_;
+  double ratio_, low_, high_;
 };
 
 /// How many cells a box can have along one axis.
@@ -151,10 +172,11 @@ class AreaFilter {
   void Run() {
     const Stretch columns = job_.columns.Visible();
     Boxes boxes(job_.columns, columns.begin);
+    const Boxes firstRow(job_.rows, job_.rows.Visible().begin);
     for (int left = columns.begin; left < columns.end;) {
       left_ = left;
       left = SetStrip(boxes, left, columns.end);
-      PaintStrip();
+      PaintStrip(firstRow);
     }
   }
 
@@ -196,11 +218,10 @@ class AreaFilter {
     for (AreaColumns<Real>& chunk : chunks_) chunk.SetWeights();
   }
 
-  void PaintStrip() {
+  void PaintStrip(Boxes boxes) {
     const Stretch rows = job_.rows.Visible();
     ChannelRows<Depth> source(job_.source, low_, high_);
     std::vector<Value> values(columns_.size());
-    Boxes boxes(job_.rows, rows.begin);
     for (int y = rows.begin; y < rows.end; ++y, boxes.Next()) {
       const Column row{boxes.Get(), boxes.Length()};
       if (row.cells.IsEmpty()) {
@@ -301,6 +322,7 @@ void ResizeByArea(const Resizing& job) {
   // roundings than this the error of floats would leave too much in doubt.
   constexpr double kMostRows = 256, kMostColumns = kStrip / 4, kMostRoundings = 100;
   const double ratioX = job.columns.Ratio(), ratioY = job.rows.Ratio();
+  if (job.columns.Visible().IsEmpty() || job.rows.Visible().IsEmpty()) return;
   try {
     WithClassicDepth(job.source.GetBitCount(), [&](auto depth) {
       using Depth = decltype(depth);

@@ -5,13 +5,15 @@
 
 namespace {
 
-struct Bytes3 {
-  BYTE bytes[3];
+/// The bytes of a pixel, which may stand anywhere.
+template <int kBytes>
+struct KX_MAY_ALIAS PixelBytes {
+  BYTE bytes[kBytes];
 };
 
-template <class Pixel>
+template <int kBytes>
 void ReversePixels(BYTE* row, int count) {
-  auto* const pixels = reinterpret_cast<Pixel*>(row);
+  auto* const pixels = reinterpret_cast<PixelBytes<kBytes>*>(row);
   std::reverse(pixels, pixels + count);
 }
 
@@ -46,11 +48,11 @@ void ReverseRow(BYTE* row, int count, int bits) {
     case 1:
       return ReverseBits(row, count);
     case 8:
-      return ReversePixels<BYTE>(row, count);
+      return ReversePixels<1>(row, count);
     case 24:
-      return ReversePixels<Bytes3>(row, count);
+      return ReversePixels<3>(row, count);
     default:
-      return ReversePixels<DWORD>(row, count);
+      return ReversePixels<4>(row, count);
   }
 }
 
@@ -74,7 +76,6 @@ void KXOffscreen::CreateFlipImage(int vertical) {
 void KXOffscreen::FlipImage(KXOffscreen& source, int vertical, int x, int y, int width,
                             int height) {
   if (!IsLocked() || !source.IsLocked() || GetBitCount() < 24) return;
-  const kxw::ReadApart from(source, *this);
   // Pixel (u, v) of the source comes to (edgeX - 1 - u, v) or (u, edgeY - 1 - v).
   const int edgeX = GetWidth() & ~1, edgeY = GetHeight() & ~1;
   const auto low = [](int at, int limit, int edge, bool isMirrored) {
@@ -87,7 +88,8 @@ void KXOffscreen::FlipImage(KXOffscreen& source, int vertical, int x, int y, int
   const i64 top = low(y, GetHeight(), edgeY, vertical != 0);
   const i64 right = high(x, width, source.GetWidth(), edgeX, GetWidth(), !vertical);
   const i64 bottom = high(y, height, source.GetHeight(), edgeY, GetHeight(), vertical != 0);
-  if (left >= right) return;
+  if (left >= right || top >= bottom) return;
+  const kxw::ReadApart from(source, *this);
   const int columns = static_cast<int>(right - left);
   const auto copy = kxw::FindClassicCopyRow(GetBitCount(), source.GetBitCount());
   for (int v = static_cast<int>(top); v < bottom; ++v) {

@@ -7,7 +7,7 @@
 #include "kxwcmn/drawing/detail/streamrun.h"
 
 void KXOffscreen::FillRowLineBuffer() {
-  if (!isRowBufferDirty_ || !rowBufferBytes_) return;
+  if (!isRowBufferDirty_ || !rowBufferBytes_ || GetHeight() == 0) return;
   kxw::WithClassicDepth(GetBitCount(), [&](auto depth) {
     using Depth = decltype(depth);
     if constexpr (Depth::kBits <= 8) {

@@ -9,6 +9,7 @@
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/platform/number.h"
 #include "kxwcmn/platform/vectorize_internal.h"
+#include "kxwcmn/resample/detail/bilinear.h"
 
 // Turns by any angle. The result is painted tile by tile; the colours of the source that a tile
 // needs are brought to one plain array first, in which depths and edges are settled, so that the
@@ -121,12 +122,6 @@ void FindPlaces(Places& places, const double* us, const double* vs, int count,
   }
 }
 
-/// The order of the arithmetic defines the result.
-inline double MixValues(double c00, double c10, double c01, double c11, double fx, double fy) {
-  const double gx = 1 - fx, gy = 1 - fy;
-  return (c00 * gx + c10 * fx) * gy + (c01 * gx + c11 * fx) * fy;
-}
-
 void Mix(Mixtures& m) {
   const auto channel = [](DWORD color, int shift) {
     return static_cast<double>(static_cast<int>(color >> shift & 0xFF));
@@ -134,9 +129,9 @@ void Mix(Mixtures& m) {
   for (std::size_t i = 0; i < static_cast<std::size_t>(m.count); ++i) {
     int mixed = 0;
     for (int shift = 0; shift < 24; shift += 8) {
-      mixed |= static_cast<int>(MixValues(channel(m.c00[i], shift), channel(m.c10[i], shift),
-                                          channel(m.c01[i], shift), channel(m.c11[i], shift),
-                                          m.fx[i], m.fy[i]))
+      mixed |= static_cast<int>(kxw::MixOfFour(channel(m.c00[i], shift), channel(m.c10[i], shift),
+                                               channel(m.c01[i], shift), channel(m.c11[i], shift),
+                                               m.fx[i], m.fy[i]))
                << shift;
     }
     m.mixed[i] = static_cast<DWORD>(mixed);

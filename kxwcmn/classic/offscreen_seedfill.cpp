@@ -239,8 +239,8 @@ void KXOffscreen::SeedScanFill(const tagPOINT& seed, tagRECT* bounds) {
 }
 
 void KXOffscreen::SeedScanFill1BitMask(KXOffscreen& mask, const tagPOINT& seed, tagRECT* bounds) {
-  if (mask.GetBitCount() != 1 || !IsValid()) return;
-  if (mask.GetWidth() != GetWidth() || mask.GetHeight() != GetHeight()) {
+  if (mask.GetBitCount() != 1) return;
+  if (IsValid() && (mask.GetWidth() != GetWidth() || mask.GetHeight() != GetHeight())) {
     kxThrowError(kxw::kFailureBadArgument);
   }
   if (!PointInOffscreen(seed.x, seed.y)) {

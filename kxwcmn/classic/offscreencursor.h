@@ -10,9 +10,10 @@
 ///
 /// For speed a cursor checks nothing. It may stand anywhere, but a pixel may be read or written,
 /// and a channel be referred to, only while the image is locked (since before the cursor was
-/// placed) and the cursor stands inside it. Builds with assertions assert that it stands inside;
-/// they do not see a lock that has ended, nor that `OffsetCursor` has led the place in memory away
-/// from the coordinates. It is for the `...InOffscreen` tests to find out.
+/// placed) and the cursor stands inside it. Builds with assertions assert that it stands inside and
+/// that its place in memory is one of the image's, as it is no more where `OffsetCursor` has led it
+/// away from the coordinates over an end of the image, or the lock has ended. It is for the
+/// `...InOffscreen` tests to find out.
 class KX_EXPORT KXOffscreenCursor {
  public:
   /// `image`, which must outlive the cursor, should be locked.
@@ -137,8 +138,16 @@ class KX_EXPORT KXOffscreenCursor {
     address_ = Moved(address_, 1);
   }
   BYTE& At(int offset) const {
-    assert(address_ && CursorInOffscreen());
+    assert(CursorInOffscreen() && IsInMemory());
     return address_[offset];
+  }
+  /// Whether the pixel's bytes are some of the image's, locked.
+  [[maybe_unused]] bool IsInMemory() const {
+    const auto base = reinterpret_cast<std::uintptr_t>(image_->GetBaseAddress());
+    const auto at = reinterpret_cast<std::uintptr_t>(address_);
+    const auto end = base + static_cast<std::uintptr_t>(image_->GetBufferSize());
+    return base && at >= base && at < end &&
+           end - at >= static_cast<std::uintptr_t>(image_->GetPixelSize());
   }
   BYTE Mask() const { return KXOffscreen::cbBitArray[bit_]; }
 

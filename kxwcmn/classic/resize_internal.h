@@ -18,6 +18,7 @@ inline constexpr int kStrip = 4096;
 /// Some of the columns or rows of a rectangle, counted from its side; empty unless begin < end.
 struct Stretch {
   int begin, end;
+  bool IsEmpty() const { return begin >= end; }
 };
 
 /// One axis of a change of size: the `size` pixels from `at` on, of an image of `limit` pixels,
@@ -39,7 +40,7 @@ struct ResizeAxis {
     const auto first = [this](int begin) {
       return static_cast<int>((i64{begin} * size + fromSize - 1) / fromSize);
     };
-    if (inside.begin >= inside.end) return {0, 0};
+    if (inside.IsEmpty()) return {0, 0};
     shown.begin = std::max(shown.begin, first(inside.begin));
     shown.end = std::min(shown.end, first(inside.end));
     return shown;
@@ -97,7 +98,7 @@ using ClassicValue = std::conditional_t<kClassicChannels<Depth> == 1, BYTE, DWOR
 template <class Depth>
 auto FindWriteValues(int bits) {
   if constexpr (kClassicChannels<Depth> == 1) return FindClassicWriteGreys(bits);
-  if constexpr (kClassicChannels < Depth >> 1) return FindClassicWriteColors(bits);
+  if constexpr (kClassicChannels<Depth> != 1) return FindClassicWriteColors(bits);
 }
 
 /// The value of a pixel's channels, which stand in the order of memory.

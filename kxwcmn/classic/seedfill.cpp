@@ -13,15 +13,15 @@ OpenPixels::OpenPixels(int width, int height)
 OpenPixels::~OpenPixels() = default;
 
 u64* OpenPixels::MakeRow(int y) {
-  constexpr std::size_t kPieceWords = 8192;
+  constexpr std::size_t kMostWords = 8192;
   // Each row has a word of zeros before it.
   const std::size_t words = rowWords_ + 1;
-  const std::size_t rows = std::max<std::size_t>(kPieceWords / words, 1);
   if (left_ == 0) {
-    memory_.push_back(std::make_unique<u64[]>(rows * words));
-    left_ = rows;
+    left_ = std::max<std::size_t>(pieceWords_ / words, 1);
+    memory_.push_back(std::make_unique<u64[]>(left_ * words));
+    pieceWords_ = std::min(2 * pieceWords_, kMostWords);
   }
-  u64* const row = memory_.back().get() + (rows - left_--) * words + 1;
+  u64* const row = memory_.back().get() + --left_ * words + 1;
   if (y >= 0 && y < height_) Read(y, row);
   return rows_[static_cast<std::size_t>(y + 1)] = row;
 }

@@ -18,7 +18,8 @@ namespace kxw {
 ///
 /// So each pixel is read once; runs are found and passed over in words whatever the depths are; and
 /// a pixel that was painted is closed, even if its paint reads back as the colour that is filled,
-/// so that every fill ends. The memory is an eighth of a byte for each pixel of the rows reached.
+/// so that every fill ends. The memory is an eighth of a byte for each pixel of the rows reached,
+/// in pieces that grow, so that a small fill takes little.
 class OpenPixels {
  public:
   virtual ~OpenPixels();
@@ -44,6 +45,7 @@ class OpenPixels {
   std::vector<u64*> rows_;  // from the one above the image on
   std::vector<std::unique_ptr<u64[]>> memory_;
   std::size_t left_ = 0;  // rows in the last piece of memory
+  std::size_t pieceWords_ = 512;
 };
 
 /// The seeds that wait, last in, first out. The first 1024 need no allocation; after that the

@@ -55,14 +55,14 @@ inline void Mix(const Word* window, int stride, const MixPlaces& places, Word* m
   }
   for (int i = first; i < end; ++i) {
     const Word c00 = near.c00[i], c10 = near.c10[i], c01 = near.c01[i], c11 = near.c11[i];
-    const double fx = places.fx[i], fy = places.fy[i], gx = 1 - fx, gy = 1 - fy;
+    const double fx = places.fx[i], fy = places.fy[i];
     Word color = 0;
     for (int c = 0; c < kChannels; ++c) {
       const auto channel = [c](Word pixel) {
         return static_cast<double>(static_cast<int>(pixel >> (c * kChannelBits)) & kFull);
       };
-      const double value = (channel(c01) * gx + channel(c11) * fx) * fy +
-                           (channel(c00) * gx + channel(c10) * fx) * gy;
+      const double value =
+          MixOfFour(channel(c00), channel(c10), channel(c01), channel(c11), fx, fy);
       color |= static_cast<Word>(static_cast<int>(value) & kFull) << (c * kChannelBits);
     }
     const bool isFlat = (((c00 ^ c10) | (c00 ^ c01) | (c00 ^ c11)) & kCounted) == 0;

@@ -85,8 +85,11 @@ TEST(BitKernels, ReduceEachPairOfDepths) {
   Random random(52);
   for (const auto& kernel : kReductions) {
     for (int i = 0; i < 60; ++i) {
-      const int width = random.Int(1, 70), height = random.Int(1, 9);
-      const int fromWidth = width + (random.OneIn(4) ? 0 : random.Int(0, 150));
+      // A few longer than the pieces that loops do at a time, and than what bits of these lie in.
+      const bool isLong = random.OneIn(6);
+      const int width = isLong ? random.Int(250, 600) : random.Int(1, 70);
+      const int height = random.Int(1, 9);
+      const int fromWidth = width + (random.OneIn(4) ? 0 : random.Int(0, isLong ? 5 * width : 150));
       const int fromHeight = height + (random.OneIn(4) ? 0 : random.Int(0, 20));
       Case c(kernel.from, kernel.to, width, height, fromWidth, fromHeight, random);
       ModelPick(c.expected, c.x, c.y, c.from, ReducedSteps(c.fromX, fromWidth, width),
@@ -102,7 +105,8 @@ TEST(BitKernels, EnlargeEachPairOfDepths) {
   Random random(53);
   for (const auto& kernel : kEnlargements) {
     for (int i = 0; i < 60; ++i) {
-      const int fromWidth = random.Int(1, 40), fromHeight = random.Int(1, 9);
+      const int fromWidth = random.OneIn(6) ? random.Int(150, 400) : random.Int(1, 40);
+      const int fromHeight = random.Int(1, 9);
       const int width =
           random.OneIn(4) ? fromWidth * random.Int(1, 4) : fromWidth + random.Int(0, 90);
       const int height = random.OneIn(4) ? fromHeight * 2 : fromHeight + random.Int(0, 20);

@@ -259,6 +259,26 @@ TEST(ClassicFill, LargeOnesKeepToTheirEdges) {
   }
 }
 
+TEST(ClassicFill, LargeOnesOfBitsPaintWholeGroups) {
+  KXOffscreen image;
+  constexpr int kHeight = 81920, kRowBytes = 512;
+  image.Create(4096, kHeight, 1, 0xFFFFFFFF, 1);
+  image.Lock();
+  image.RectFillScamp({130, 1, 3950, kHeight - 1});
+  std::vector<BYTE> row(kRowBytes);
+  const std::vector<BYTE> blank = row;
+  std::fill(row.begin() + 128 / 8, row.begin() + 3968 / 8, BYTE{255});
+  for (int y = 0; y < kHeight; ++y) {
+    const auto& expected = y == 0 || y == kHeight - 1 ? blank : row;
+    ASSERT_EQ(std::memcmp(image.GetBaseAddress() + std::size_t(y) * kRowBytes, expected.data(),
+                          kRowBytes),
+              0)
+        << "row " << y;
+  }
+  image.Fill();
+  EXPECT_EQ(BytesOf(image), std::vector<BYTE>(std::size_t{kHeight} * kRowBytes, 255));
+}
+
 TEST(ClassicFill, ScampPaintsWholeGroups) {
   KXOffscreen bits, bytes;
   bits.Create(100, 3, 1, 0xFFFFFF, 1);

@@ -193,12 +193,13 @@ TEST(ClassicResolution, EveryLevelAndPairOfDepthsEqualsItsRule) {
 // Sums grow out of words and floats, boxes out of the pieces that are summed at a time.
 TEST(ClassicResolution, OfLargeBoxesAndWideImagesEqualsItsRule) {
   Random random(22);
-  constexpr Job kJobs[] = {{0, 0, 3, 2, 0, 0, 60, 700},    {0, 0, 9, 4, 0, 0, 1500, 90},
-                           {0, 0, 5, 1, 5, 0, 6400, 3},    {0, 0, 2, 3, 0, 3, 9000, 40},
-                           {0, 0, 3, 1, 0, 0, 17, 2100},   {0, 0, 4500, 2, 0, 0, 9900, 5},
-                           {0, 0, 9100, 3, 1, 0, 700, 2},  {0, 0, 1, 1, 0, 0, 9000, 300},
-                           {7, 0, 4400, 1, 0, 0, 6600, 3}, {-9, 0, 60, 40, 0, 0, 960, 640},
-                           {0, 0, 31, 7, 0, 0, 1023, 98}};
+  constexpr Job kJobs[] = {{0, 0, 3, 2, 0, 0, 60, 700},        {0, 0, 9, 4, 0, 0, 1500, 90},
+                           {0, 0, 5, 1, 5, 0, 6400, 3},        {0, 0, 2, 3, 0, 3, 9000, 40},
+                           {0, 0, 3, 1, 0, 0, 17, 2100},       {0, 0, 4500, 2, 0, 0, 9900, 5},
+                           {0, 0, 9100, 3, 1, 0, 700, 2},      {0, 0, 1, 1, 0, 0, 9000, 300},
+                           {7, 0, 4400, 1, 0, 0, 6600, 3},     {-9, 0, 60, 40, 0, 0, 960, 640},
+                           {0, 0, 31, 7, 0, 0, 1023, 98},      {-70000, 0, 70009, 2, 0, 0, 907, 3},
+                           {-3000, 0, 3020, 2, 0, 0, 19000, 3}};
   for (const Job& j : kJobs) {
     for (int level = 0; level < 3; ++level) {
       const int bits = kDepths[random.Int(0, 3)];
@@ -330,10 +331,9 @@ TEST(ClassicResolution, NeedsLocksImagesAndSizes) {
       image->ChangeResolution(0, at, 10, 25, other.get(), 0, 0, 9, 10, level);
     }
     EXPECT_EQ(BytesOf(*image), before);
-    // Sizes of 31 bits, of which a corner or the far end is seen. Areas are summed up to there.
-    if (level != KXOffscreen::cnHighLevelRes) {
-      image->ChangeResolution(-(kMax - 15), 0, kMax, 5, other.get(), 0, 0, 10, 10, level);
-    }
+    // Sizes of 31 bits, of which a corner or the far end is seen.
+    image->ChangeResolution(-(kMax - 15), 0, kMax, 5, other.get(), 0, 0, 10, 10, level);
+    image->ChangeResolution(kMin + 9, kMin + 9, kMax, kMax, other.get(), 0, 0, 10, 10, level);
     image->ChangeResolution(0, 0, 1, 1, other.get(), 0, 0, kMax, 1, level);
     image->ChangeResolution(0, 0, kMax, kMax, other.get(), 0, 0, 20, 20, level);
     image->ChangeResolution(0, 0, kMax, kMax, other.get(), kMin, kMax, kMax, 20, level);

@@ -257,11 +257,12 @@ TEST(SeedFill, ArgumentsOutsideTheImage) {
     image.SeedScanFill1BitMask(mask, seed, &bounds);
     EXPECT_EQ(LocksOf(image), 2);
     EXPECT_EQ(LocksOf(mask), 1);
+    none.SeedScanFill1BitMask(mask, seed, &bounds);
+    EXPECT_EQ(LocksOf(mask), 1);
   }
   const tagPOINT seed = {5, 5};
   image.SeedScanFill1BitMask(grey, seed, &bounds);
   image.SeedScanFill1BitMask(none, seed, &bounds);
-  none.SeedScanFill1BitMask(mask, seed, &bounds);
   none.SeedScanFill(seed, &bounds);
   EXPECT_EQ(CodeOf([&] { image.SeedScanFill1BitMask(wide, seed, &bounds); }), 0x20010008);
   EXPECT_TRUE((bounds == tagRECT{1, 2, 3, 4}));

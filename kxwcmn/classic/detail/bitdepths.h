@@ -10,8 +10,7 @@
 /// of a column between a row and its value.
 ///
 /// `From` makes a pixel of one of another depth, of a bit without a branch, which noise would make
-/// slow: there is a copy kernel for each pair of depths
-/// that has an overload, and none for another.
+/// slow: there is a copy kernel for each pair of depths that has an overload, and none for another.
 namespace kxw {
 
 /// Tells the overloads of `From` apart.

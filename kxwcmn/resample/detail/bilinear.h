@@ -7,6 +7,12 @@
 /// in doubles, defines the result.
 namespace kxw {
 
+/// A channel of four pixels, mixed for a place `fx` to the right of the first and `fy` below it.
+inline double MixOfFour(double c00, double c10, double c01, double c11, double fx, double fy) {
+  const double gx = 1 - fx, gy = 1 - fy;
+  return (c00 * gx + c10 * fx) * gy + (c01 * gx + c11 * fx) * fy;
+}
+
 inline constexpr int kMostMixed = 128;
 
 /// Where the pixels of a row of the result lie in a window of the source.
