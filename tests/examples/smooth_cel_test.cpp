@@ -68,9 +68,9 @@ TEST_F(SmoothCel, PaintsTheRegionsOfADrawing) {
   ASSERT_TRUE(WriteRings(Path("rings.png")));
   const std::string files =
       Path("rings.png") + " --out " + Path("sheet.png") + " --cel " + Path("cel.png");
-  ASSERT_EQ(Run(files + " --seeds " +
-                Write("seeds", "45 45 #336699\n45 10 #00FF00\n45 20 #FFCC00\n")),
-            0);
+  ASSERT_EQ(
+      Run(files + " --seeds " + Write("seeds", "45 45 #336699\n45 10 #00FF00\n45 20 #FFCC00\n")),
+      0);
   EXPECT_EQ(output_.find("1 of the seeds lie on ink and painted nothing\n"), 0u) << output_;
   const Picture seeded(Path("cel.png"));
   ASSERT_EQ(seeded.width, 90);
