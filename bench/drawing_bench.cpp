@@ -187,8 +187,8 @@ const bool kAdded = [] {
   Add("RectFill, 4096 x 4096, 32 bits", 0.9, RectFill<32>, "memset", Memset<32>);
   Add("RectFill, 4096 x 4096, 64 bits", 0.9, RectFill<64>, "memset", Memset<64>);
 #ifdef KXWCMN_WITH_OPENCV
-  Add("FillPolygon, star of 1000 points, 8 bits", 1.5, FillStar, "OpenCV fillPoly", OpenCvStar);
-  Add("FillPolygon, 10,000 triangles, 32 bits", 1.5, FillTriangles, "OpenCV fillConvexPoly",
+  Add("FillPolygon, star of 1000 points, 8 bits", 2, FillStar, "OpenCV fillPoly", OpenCvStar);
+  Add("FillPolygon, 10,000 triangles, 32 bits", 2, FillTriangles, "OpenCV fillConvexPoly",
       OpenCvTriangles);
   Add("CircleFill, blend, 1000 of diameter 200, 32 bits", 0, FillCircles<false>,
       "OpenCV circle, opaque", OpenCvCircles<false>);
