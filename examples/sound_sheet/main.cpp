@@ -91,8 +91,14 @@ void MakeSound(const std::string& path) {
   file.Keep();
 }
 
-/// A number, in digits of 3 by 5 squares.
+/// A number, in a library without texts in digits of 3 by 5 squares.
 void DrawNumber(KXVOffscreen& sheet, int number, int x, int y, DWORD color) {
+  if (kxw::HasGraphics()) {
+    KXFont font("Sans", 18, 700);
+    sheet.DrawString(std::to_string(number).c_str(), {x, y - 4, x + kFrameWidth, y + 20}, font,
+                     color, 0, 2);
+    return;
+  }
   constexpr unsigned kRows[10][5] = {
       {7, 5, 5, 5, 7}, {2, 6, 2, 2, 7}, {7, 1, 7, 4, 7}, {7, 1, 7, 1, 7}, {5, 5, 7, 1, 1},
       {7, 4, 7, 1, 7}, {7, 4, 7, 5, 7}, {7, 1, 2, 2, 2}, {7, 5, 7, 5, 7}, {7, 5, 7, 1, 7}};

@@ -130,6 +130,12 @@ class KX_EXPORT KXBitImage {
   void DrawSimpleSegment(int x1, int y1, int x2, int y2, QMCOLORREF color, int mode);
   /// The segments between the four corners, clockwise from the top left.
   void DrawRect(int left, int top, int right, int bottom, int width, QMCOLORREF color, int mode);
+  /// Draws a line of text in the system's font, with its top left corner at (`x`, `y`), or with
+  /// `centre` 1 its middle. `align` would move it within its own size, and so does nothing. Texts
+  /// are as in `KXVOffscreen::DrawString`. Raises 0x20010008 for null and a text that is too long
+  /// to be drawn, 50 in a library without Pango, and 8 if there is no memory.
+  void DrawString(const char* text, int x, int y, QMCOLORREF color, int centre, int align,
+                  int mode);
   /// Fills by the even-odd rule, with the pixels at both ends of a row, and paints horizontal edges
   /// on their own after that. A point with a Y of 0x7FFFFFFF ends an outline: there is no edge to
   /// or from it. The scan ends at the first row below its begin that meets no edge, so that

@@ -7,6 +7,7 @@
 #include "kxwcmn/platform/types.h"
 
 class KXArchive;
+class KXFont;
 class KXOffscreenCursor;
 namespace kxw {
 class SpanPainter;
@@ -281,6 +282,14 @@ class KX_EXPORT KXOffscreen {
   void TransrateFillLineRow(int left, int right, int y, int mode);
   /// The same of one pixel with mode 0.
   void TransparentPlot(int x, int y);
+
+  // --- Texts ------------------------------------------------------------------------------------
+
+  /// Draws a line of text with the fore colour, at 32 bits with an alpha of 255, from `rect`'s top
+  /// on: with `mode` 1 up to its right, with 2 in the middle, otherwise from its left on. What lies
+  /// outside of `rect` is cut off, unlike in `KXVOffscreen::DrawString`, whose texts and failures
+  /// are the same. Does nothing without a lock.
+  void DrawString(const char* text, tagRECT rect, KXFont& font, int mode);
 
   // --- Extraction ------------------------------------------------------------------------------
 

@@ -16,6 +16,7 @@
 #include "kxwcmn/platform/types.h"
 
 class KXArchive;
+class KXFont;
 class KXVirtualMemory;
 class KXSwapBlock;
 class KXVOffscreenCache;
@@ -972,6 +973,30 @@ class KX_EXPORT KXVOffscreen {
   /// Fills the ellipse in a rectangle with `FillLineRow`. A rectangle that does not meet the image,
   /// or is below 2 in both directions, draws nothing.
   void ArcFill(int left, int top, int right, int bottom, DWORD color, const tagRECT* clip);
+
+  // --- Texts (drawing) --------------------------------------------------------------------------
+
+  /// Paints a line of text, in the process's code page, with what this depth stores for `color`:
+  /// each pixel of a glyph as a whole, for glyphs are drawn without anti-aliasing. Line breaks and
+  /// tabs do not end or divide the line, and '&' is itself.
+  ///
+  /// `hAlign` 1 ends the text at `rect`'s right, 2 centres it, any other starts it at the left.
+  /// `vAlign` 3 starts it at the top, 2 centres it, any other ends it at the bottom. A text that is
+  /// wider or higher than `rect`, even if part of it would be seen, draws nothing, nor does a
+  /// rectangle that is empty. What lies outside the image is left out. Of ink below the text's
+  /// height the first row is drawn, which is kept so.
+  ///
+  /// Raises 0x20010008 for a null text, and for one that fits but is longer than 64 KiB or 2^20
+  /// pixels, or for a font of more than 16 pixels 2^20 bytes by its height; 50 in a library without
+  /// Pango; 8 if a block finds no room or cannot be brought in, or there is no memory.
+  void DrawString(const char* text, tagRECT rect, KXFont& font, DWORD color, int hAlign,
+                  int vAlign);
+  /// The same with a limit for the area that the text is placed in, at 3 bytes a pixel, which is
+  /// 0x3200000 there; 0 and below is none. A rectangle that reaches it keeps as many rows as the
+  /// limit has, if those are at least 100: at the top, at the bottom, or for `vAlign` 2 around half
+  /// the rectangle's height, counted from row 0 of the image, which is kept so.
+  void DrawString2(const char* text, tagRECT rect, KXFont& font, DWORD color, int hAlign,
+                   int vAlign, int byteLimit);
 
   // --- Stored form (persist) --------------------------------------------------------------------
 

@@ -47,6 +47,8 @@ int CompareBytesNoCase(const char* a, const char* b,
 /// character has no exact counterpart or the text is malformed.
 bool ToUtf8(const std::string& text, std::string* result);
 bool FromUtf8(const std::string& text, std::string* result);
+/// The same with U+FFFD for each malformed byte; also if the host does not know the code page.
+std::string ToUtf8Lossy(const std::string& text);
 
 /// Conversion between the process's code page and UTF-16 in the host's byte order. What is
 /// malformed becomes U+FFFD on the way in; on the way out a unit without an exact counterpart fails

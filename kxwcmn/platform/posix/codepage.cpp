@@ -66,6 +66,17 @@ bool ToUtf8(const std::string& text, std::string* result) {
   return true;
 }
 
+std::string ToUtf8Lossy(const std::string& text) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  std::string result;
+  if (Convert("UTF-8", NameOfCodePage(), text, kReplacement, &result)) return result;
+  for (char byte : text) {
+    const bool isAscii = static_cast<unsigned char>(byte) < 0x80;
+    result += isAscii ? std::string_view(&byte, 1) : kReplacement;
+  }
+  return result;
+}
+
 bool FromUtf8(const std::string& text, std::string* result) {
   if (GetCodePage() != kCodePageUtf8) return ConvertExactly("UTF-8", text, result);
   *result = text;

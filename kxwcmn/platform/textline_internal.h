@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "kxwcmn/platform/types.h"
+
+namespace kxw {
+
+/// A text laid out in one line, as the host shapes it. Line breaks and tabs are blanks or signs in
+/// that line, and '&' is itself. What is malformed in the code page shows as U+FFFD, and a
+/// character that the font lacks comes from another font. An object belongs to one thread.
+///
+/// Glyphs are hinted and without anti-aliasing, so that each pixel is either ink or not.
+class TextLine {
+ public:
+  /// Neither the widths of the host's text calls nor the time they take are bound otherwise.
+  static constexpr int kMaxBytes = 0x10000;
+  static constexpr int kMaxWidth = 0x100000;
+
+  /// `font` null stands for the system's font. Raises std::bad_alloc.
+  TextLine(const char* text, HFONT font);
+  ~TextLine();
+
+  /// 50 without Pango, and then the line is empty; 0 otherwise.
+  int Code() const;
+
+  /// In pixels.
+  i64 Width() const { return width_; }
+  int Height() const { return height_; }
+  /// Whether the text passes `kMaxBytes`, or fewer for a font above 16 pixels, or `kMaxWidth`. It
+  /// was measured as far as that, and cannot be drawn.
+  bool IsTooLong() const { return isTooLong_; }
+
+  /// Calls `run(x, y, count)` for the runs of ink within `part` of the line, whose origin is its
+  /// top left; ink may lie outside of the line's size. Returns 0 or a code. What `run` raises goes
+  /// through.
+  using Run = std::function<void(int x, int y, int count)>;
+  int ForEachInk(const tagRECT& part, const Run& run) const;
+
+ private:
+  struct Layout;
+  std::unique_ptr<Layout> layout_;
+  i64 width_ = 0;
+  int height_ = 0;
+  bool isTooLong_ = false;
+};
+
+}  // namespace kxw
