@@ -5,11 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/pictures.h"
 #include "bench/table.h"
 #include "kxwcmn/classic/bitimage.h"
 #include "kxwcmn/core/font.h"
-#include "kxwcmn/memory/virtualmemory.h"
-#include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
 namespace {
@@ -93,7 +92,7 @@ int ExpectedInk() {
 
 void Ours(State& state) {
   KXFont font("Sans", kFontHeight);
-  const KXVOffscreenPtr image = KXVOffscreen::Make(8, kPictureWidth, kPictureHeight);
+  const KXVOffscreenPtr image = kxw::bench::MakeImage(8, kPictureWidth, kPictureHeight);
   const auto draw = [&] {
     for (int i = 0; i < kCount; ++i) {
       image->DrawString(Label(i).c_str(), PlaceOf(i), font, 0xFF000000, 0, 3);
