@@ -222,15 +222,18 @@ TEST(ClassicResolution, RoundsHalvesAsTheDefinedSumDoes) {
   Random random(23);
   for (int i = 0; i < 60; ++i) {
     const int bits = i % 2 ? 24 : 8;
-    const Job j = {0, 0, 40, 12, 0, 0, 40 * random.Int(4, 24) / 6, 12 * random.Int(4, 24) / 6};
+    // Of half of them only the far end is seen, where the ends of boxes are long sums.
+    const int away = random.OneIn(2) ? random.Int(1000, 3000) : 0, width = away + 40;
+    const Job j = {
+        -away, 0, width, 12, 0, 0, width * random.Int(4, 24) / 6, 12 * random.Int(4, 24) / 6};
     if (j.w == j.srcW && j.h == j.srcH) continue;
     const auto source = MakeNoise(bits, j.srcW, j.srcH, random);
     for (i64 k = 0; k < source->GetBufferSize(); ++k) source->GetBaseAddress()[k] &= 3;
-    const auto image = MakeNoise(24, j.w, j.h, random);
+    const auto image = MakeNoise(24, 40, j.h, random);
     KXOffscreen expected(*image);
     expected.Lock();
     ChangeByRule(expected, *source, j, 2);
-    image->ChangeResolution(0, 0, j.w, j.h, source.get(), 0, 0, j.srcW, j.srcH, 2);
+    image->ChangeResolution(j.x, 0, j.w, j.h, source.get(), 0, 0, j.srcW, j.srcH, 2);
     ASSERT_EQ(BytesOf(*image), BytesOf(expected)) << j;
   }
 }
@@ -255,6 +258,8 @@ TEST(ClassicResolution, WeighsThePartsOfPixels) {
   EXPECT_EQ(out, 105u);
   source.CalcPixelValue(1, 0, 0.0, 0.0, 0.0, 0.0, out);  // without an area
   EXPECT_EQ(out, 90u);
+  source.CalcPixelValue(1, 0, 0.5, 0.25, 0.5, 0.25, out);  // reversed: four times the pixel
+  EXPECT_EQ(out, 255u);
   for (double odd : {-1e300, -3.5, 1e300, std::nan("")}) {
     source.CalcPixelValue(0, 0, 0.0, odd, odd, 1.0, out);
     source.CalcPixelValue(std::numeric_limits<int>::max(), -5, odd, 1e9, 0.0, odd, out);
