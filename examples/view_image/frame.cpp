@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -41,7 +40,7 @@ class BlockPainter {
     } else if (BYTE* const pixels = image_.GetCurrentAddress()) {
       Scale(pixels, square, seen);
     } else {
-      throw std::runtime_error("the swap file cannot be read");
+      kxThrowError(kxw::kErrorNotEnoughMemory);
     }
     for (int y = seen.top; y < seen.bottom; ++y) {
       ground_.board.LayOver(RowOf(frame_, y) + seen.left, seen.Width(), seen.left - view_.Left(),
@@ -67,7 +66,10 @@ class BlockPainter {
     } else {
       KXBitImage block;
       block.SetReference(pixels, kBlock, kBlock, 32);
-      block.AntiAliasCopy32(&frame_, square.left, square.top, side_, side_, 0, 0, kBlock, kBlock);
+      // Steps are cut to 1/4096 of a pixel, so that boxes of 256 pixels in all end in front of the
+      // last one. Those of 257 end just behind it, for each of these sides.
+      block.AntiAliasCopy32(&frame_, square.left, square.top, side_, side_, 0, 0, kBlock + 1,
+                            kBlock + 1);
     }
   }
 

@@ -44,7 +44,8 @@ Pyramid::Pyramid(KXVOffscreen& picture)
       finer_(KXVOffscreen::Make(32, 2 * kBlock, 2 * kBlock, 72, picture.GetVirtualMemory())),
       pixels_(std::size_t{4} * kBlock * kBlock) {
   int width = picture.GetWidth(), height = picture.GetHeight();
-  while (std::max(width, height) > kBlock) {
+  // Down to one pixel, for windows of one.
+  while (std::max(width, height) > 1) {
     width = Half(width);
     height = Half(height);
     Copy copy;

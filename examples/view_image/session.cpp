@@ -209,7 +209,8 @@ void Session::DrawBar() {
     const std::string words = ColorAt(pixel, shown);
     const int side = Scaled(kSwatch), top = (color.top + color.bottom - side + 1) / 2;
     const KXRect swatch(color.left, top, color.left + side, top + side);
-    for (int y = swatch.top; y < swatch.bottom; ++y) {
+    // The bar may be lower than the swatch, or partly outside of a small window.
+    for (int y = std::max<int>(swatch.top, bar.top); y < std::min(swatch.bottom, bar.bottom); ++y) {
       DWORD* const row = reinterpret_cast<DWORD*>(frame_.GetBaseAddress() +
                                                   static_cast<i64>(y) * frame_.GetRowBytes());
       const int width = std::min<int>(swatch.right, frame_.GetWidth()) - swatch.left;

@@ -106,7 +106,7 @@ void View::Fit() {
 }
 
 void View::Show(KXPoint pixel, double scale) {
-  zoom_ = viewimage::Zoom::Of(scale);
+  zoom_ = viewimage::Zoom::Of(std::max(scale, Fitting().Scale()));
   isFitted_ = false;
   const KXPoint middle = Middle();
   const auto bring = [&](Axis& axis, int at, int size, int to) {

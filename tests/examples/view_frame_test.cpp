@@ -211,9 +211,9 @@ TEST(ViewFrame, TouchesOnlyWhatIsSeenAndCopiesNoEmptiness) {
   EXPECT_EQ(Memory().GetUsedBlockCount(), before);
 
   while (pyramid.MakeOne()) continue;
-  ASSERT_EQ(pyramid.Levels(), 9);  // 196 pixels
+  ASSERT_EQ(pyramid.Levels(), 17);  // one pixel
   // 16 blocks become 4, and then 1 in every copy, or parts of up to 4; and 4 to make them from.
-  EXPECT_LE(Memory().GetUsedBlockCount(), before + 4 + 7 * 4 + 4);
+  EXPECT_LE(Memory().GetUsedBlockCount(), before + 4 + 7 * 4 + 8 + 4);
   view.Fit();
   ASSERT_TRUE(IsComplete(pyramid, view));
 }
@@ -232,7 +232,41 @@ TEST(ViewFrame, MarksWhatIsNotMadeYet) {
   EXPECT_TRUE(IsComplete(pyramid, view));
   screen.Draw(pyramid, view);
   EXPECT_NE(screen.At(60, 60), unmade);
-  EXPECT_FALSE(pyramid.MakeOne());
+  while (pyramid.MakeOne()) ++made;
+  EXPECT_EQ(made, 9 + 4 + 1 + 8);  // down to one pixel
+}
+
+TEST(ViewFrame, ShowsLinesAtTheEndsOfBlocksAtAnyScale) {
+  const KXVOffscreenPtr image = KXVOffscreen::Make(32, 600, 600, 72, &Memory());
+  image->RectFill(image->GetRect(), 0, 0xFFFFFFFF);
+  for (const int at : {255, 511}) image->RectFill(KXRect(at, 0, at + 1, 600), 0, 0xFF000000);
+  for (int side = 129; side < 256; ++side) {
+    viewimage::Pyramid pyramid(*image);
+    View view(KXSize(600, 600), KXSize(600, 40));
+    view.Show(KXPoint(300, 300), side / 256.0);
+    Screen screen(view);
+    screen.Draw(pyramid, view);
+    for (const int block : {1, 2}) {
+      const int x = static_cast<int>(view.Left()) + block * side - 1;
+      EXPECT_LT(screen.At(x, 20) & 0xFF, 200u) << side << ' ' << block;
+    }
+  }
+}
+
+TEST(ViewFrame, FitsWindowsOfAnySize) {
+  const KXVOffscreenPtr image = MakePicture(1500, 700, true);
+  for (const KXSize window : {KXSize(1, 1), KXSize(1280, 1), KXSize(3, 900), KXSize(64, 34)}) {
+    viewimage::Pyramid pyramid(*image);
+    View view(KXSize(1500, 700), window);
+    for (const double scale : {0.0, 1e-9, 0.01, 32.0}) {
+      Screen screen(view);
+      if (scale > 0) view.Show(KXPoint(700, 300), scale);
+      while (pyramid.MakeOne(view.Zoom().level, VisibleBlocks(view))) continue;
+      EXPECT_TRUE(IsComplete(pyramid, view));
+      screen.Draw(pyramid, view);
+      EXPECT_NE(screen.At(window.cx / 2, window.cy / 2), 0u);
+    }
+  }
 }
 
 TEST(View, TakesTheNearestZoomOfWholeBlocks) {

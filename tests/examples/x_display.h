@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,7 +39,9 @@ class Process {
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     id_ = fork();
-    if (id_ != 0) return;
+    if (id_ < 0) throw std::runtime_error("no process can be made");
+    if (id_ > 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // it stays behind no test that is ended from outside
     const int file = open(out.empty() ? "/dev/null" : out.c_str(), O_CREAT | O_WRONLY, 0600);
     dup2(file, 1);
     dup2(file, 2);
