@@ -95,7 +95,7 @@ void MakeSound(const std::string& path) {
 void DrawNumber(KXVOffscreen& sheet, int number, int x, int y, DWORD color) {
   if (kxw::HasGraphics()) {
     KXFont font("Sans", 18, 700);
-    sheet.DrawString(std::to_string(number).c_str(), {x, y - 4, x + kFrameWidth, y + 20}, font,
+    sheet.DrawString(std::to_string(number).c_str(), {x, y - 16, x + kFrameWidth, y + 32}, font,
                      color, 0, 2);
     return;
   }

@@ -133,7 +133,8 @@ class KX_EXPORT KXBitImage {
   /// Draws a line of text in the system's font, with its top left corner at (`x`, `y`), or with
   /// `centre` 1 its middle. `align` would move it within its own size, and so does nothing. Texts
   /// are as in `KXVOffscreen::DrawString`. Raises 0x20010008 for null and a text that is too long
-  /// to be drawn, 50 in a library without Pango, and 8 if there is no memory.
+  /// to be drawn, 50 in a library without Pango, 8 if there is no memory, and 6 if the host cannot
+  /// draw the text.
   void DrawString(const char* text, int x, int y, QMCOLORREF color, int centre, int align,
                   int mode);
   /// Fills by the even-odd rule, with the pixels at both ends of a row, and paints horizontal edges

@@ -8,12 +8,12 @@
 
 namespace {
 
-/// A stretch of a line that is seen where the line starts at `start`: between `low` and `high` of
-/// the image, and not behind the line's `size`.
+/// What is seen of a line's pixels from `from` to `to` where the line starts at `start`: those
+/// between `low` and `high` of the image.
 struct Seen {
-  Seen(i64 start, i64 size, i64 low, i64 high)
-      : first(static_cast<int>(std::clamp<i64>(low - start, 0, size))),
-        end(static_cast<int>(std::clamp<i64>(high - start, first, size))) {}
+  Seen(i64 start, i64 from, i64 to, i64 low, i64 high)
+      : first(static_cast<int>(std::clamp(low - start, from, to))),
+        end(static_cast<int>(std::clamp<i64>(high - start, first, to))) {}
   int first, end;
 };
 
@@ -36,9 +36,9 @@ void KXBitImage::DrawString(const char* text, int x, int y, QMCOLORREF color, in
   kxw::DrawBits(*this, color, mode, [&](auto paint) {
     WithTextLine(text, nullptr, [&](const kxw::TextLine& line) {
       const i64 left = x - (centre == 1 ? line.Width() / 2 : 0);
-      const i64 top = y - (centre == 1 ? line.Height() / 2 : 0);
-      const Seen columns(left, line.Width(), 0, GetWidth());
-      const Seen rows(top, line.Height(), 0, GetHeight());
+      const i64 top = i64{y} - (centre == 1 ? line.Height() / 2 : 0);
+      const Seen columns(left, 0, line.Width(), 0, GetWidth());
+      const Seen rows(top, 0, line.Height(), 0, GetHeight());
       return line.ForEachInk(
           {columns.first, rows.first, columns.end, rows.end}, [&](int column, int row, int count) {
             paint(static_cast<int>(top + row), static_cast<int>(left + column), count, kxw::kOnce);
@@ -54,9 +54,12 @@ void KXOffscreen::DrawString(const char* text, tagRECT rect, KXFont& font, int m
     const i64 spare = i64{rect.right} - rect.left - line.Width();
     const i64 left = rect.left + (mode == 1 ? spare : mode == 2 ? spare / 2 : 0);
     const i64 top = rect.top;
-    const Seen columns(left, line.Width(), std::max(rect.left, 0),
+    // The rectangle alone cuts ink off, not the line's size, which a slanted letter may leave.
+    const tagRECT ink = line.Ink();
+    const Seen columns(left, ink.left, ink.right, std::max(rect.left, 0),
                        std::min(rect.right, GetWidth()));
-    const Seen rows(top, line.Height(), std::max(rect.top, 0), std::min(rect.bottom, GetHeight()));
+    const Seen rows(top, ink.top, ink.bottom, std::max(rect.top, 0),
+                    std::min(rect.bottom, GetHeight()));
     int code = 0;
     kxw::WithClassicDepth(GetBitCount(), [&](auto depth) {
       using Depth = decltype(depth);

@@ -18,7 +18,7 @@ void KXFont::Create(const char* family, int height, int weight, int slant) {
 void KXFont::Attach(HFONT font, int own) {
   if (font != font_) Destroy();
   font_ = font;
-  isOwned_ = font && own;
+  isOwned_ = font && (isOwned_ || own);
 }
 
 HFONT KXFont::Detach() {

@@ -23,7 +23,7 @@ class KX_EXPORT KXFont {
   /// range and 8 if there is no memory; this is still what it was then.
   void Create(const char* family, int height, int weight = 400, int slant = 0);
   /// Gives up what is held, and takes `font`: owned if `own` is set, otherwise it must outlive its
-  /// use here.
+  /// use here. The font that is held already stays, and stays owned if it was.
   void Attach(HFONT font, int own = 0);
   /// Hands the font out, which is the caller's if it was owned here.
   HFONT Detach();

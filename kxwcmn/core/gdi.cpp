@@ -7,7 +7,7 @@
 void KXGdi::Attach(HDC context, int own) {
   if (context != context_) Destroy();
   context_ = context;
-  isOwned_ = context && own;
+  isOwned_ = context && (isOwned_ || own);
 }
 
 HDC KXGdi::Detach() {

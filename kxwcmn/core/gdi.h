@@ -15,7 +15,7 @@ class KX_EXPORT KXGdi {
   virtual ~KXGdi() { Destroy(); }
 
   /// Gives up what is held, and takes `context`: owned if `own` is set, otherwise it must outlive
-  /// its use here.
+  /// its use here. The context that is held already stays, and stays owned if it was.
   void Attach(HDC context, int own = 0);
   /// Hands the context out, which is the caller's if it was owned here.
   HDC Detach();

@@ -7,9 +7,9 @@
 
 namespace kxw {
 
-/// A text laid out in one line, as the host shapes it. Line breaks and tabs are blanks or signs in
-/// that line, and '&' is itself. What is malformed in the code page shows as U+FFFD, and a
-/// character that the font lacks comes from another font. An object belongs to one thread.
+/// A text laid out in one line, as the host shapes it. Line breaks are blanks in that line, tabs
+/// lead to its next stop, and '&' is itself. What is malformed in the code page shows as U+FFFD,
+/// and a character that the font lacks comes from another font. An object belongs to one thread.
 ///
 /// Glyphs are hinted and without anti-aliasing, so that each pixel is either ink or not.
 class TextLine {
@@ -32,9 +32,13 @@ class TextLine {
   /// was measured as far as that, and cannot be drawn.
   bool IsTooLong() const { return isTooLong_; }
 
+  /// Where the ink of a line that is not too long lies, from its top left on; it may have room to
+  /// spare, and is empty without ink.
+  tagRECT Ink() const;
+
   /// Calls `run(x, y, count)` for the runs of ink within `part` of the line, whose origin is its
-  /// top left; ink may lie outside of the line's size. Returns 0 or a code. What `run` raises goes
-  /// through.
+  /// top left; ink may lie outside of the line's size. Returns 0, 6 if the host cannot draw the
+  /// text, 8 if there is no memory, or 50 without Pango. What `run` raises goes through.
   using Run = std::function<void(int x, int y, int count)>;
   int ForEachInk(const tagRECT& part, const Run& run) const;
 

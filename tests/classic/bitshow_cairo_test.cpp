@@ -261,6 +261,32 @@ TEST(BitShow, BearsExtremeRectanglesAndBrokenTargets) {
   EXPECT_EQ(qmGetLastError(), kxw::kErrorInvalidHandle);
 }
 
+// The memory of a finished picture is its application's again, who may have let it go.
+TEST(BitShow, LeavesFinishedPicturesAlone) {
+  Random random(4);
+  BitPicture picture(32, 4, 4, random);
+  Target other(4, 4, CAIRO_FORMAT_RGB24, random);
+  for (int i = 0; i < 3; ++i) {
+    std::vector<DWORD> memory(16, 0x123456);
+    cairo_surface_t* const surface = cairo_image_surface_create_for_data(
+        reinterpret_cast<BYTE*>(memory.data()), CAIRO_FORMAT_RGB24, 4, 4, 16);
+    cairo_t* const cairo = cairo_create(surface);
+    KXGdi finished(kxwCreateContext(cairo), 1);
+    finished.Attach(finished, 0);  // leaked if it were not owned any more
+    cairo_surface_finish(surface);
+    if (i == 0) {
+      EXPECT_EQ(CodeOf([&] { picture.image.DrawGDI(finished, 0, 0, 4, 4, 0, 0, 4, 4); }), 6);
+    } else {
+      HDC const to = i == 1 ? finished : other.context, from = i == 1 ? other.context : finished;
+      EXPECT_FALSE(kxwTransparentBlt(to, 0, 0, 4, 4, from, 0, 0, 4, 4, 0));
+      EXPECT_EQ(qmGetLastError(), 6);
+    }
+    EXPECT_EQ(memory, std::vector<DWORD>(16, 0x123456));
+    cairo_destroy(cairo);
+    cairo_surface_destroy(surface);
+  }
+}
+
 #else
 
 TEST(BitShow, SaysThatThereIsNoCairo) {

@@ -16,21 +16,31 @@ constexpr int kMin = -0x7FFFFFFF - 1, kMax = 0x7FFFFFFF;
 
 #if defined(KXWCMN_WITH_TEXT)
 
-constexpr const char* kTexts[] = {"Cut 3 & 4", "\xE5\x8B\x95\xE7\x94\xBB", "gy|\nj", ""};
+const struct {
+  const char *given, *shown;
+} kTexts[] = {
+    {"Cut 3 & 4", "Cut 3 & 4"},
+    {"\xE5\x8B\x95\xE7\x94\xBB", "\xE5\x8B\x95\xE7\x94\xBB"},
+    {"gy|\nj", "gy| j"},
+    {"", ""},
+    // Ink on all sides of the line's own size.
+    {"j\xCC\xA3\xCC\xA3\xCC\xA3\xCC\xA3\xC3\x82\xCC\x82\xCC\x82\xCC\x82\xCC\x82/f",
+     "j\xCC\xA3\xCC\xA3\xCC\xA3\xCC\xA3\xC3\x82\xCC\x82\xCC\x82\xCC\x82\xCC\x82/f"},
+};
 
 // Each pixel of ink is a rectangle of one pixel, with the same colour and mode.
 TEST(BitText, PaintsTheInkOfTheHostsRenderer) {
   for (unsigned seed = 0; seed < 200; ++seed) {
     Random random(seed);
     const int bits = std::array{1, 8, 16, 24, 32, 64}[static_cast<std::size_t>(random.Int(0, 5))];
-    const char* const text = kTexts[random.Int(0, 3)];
-    const HostText host(text, "Sans", 16);
+    const auto& text = kTexts[random.Int(0, 4)];
+    const HostText host(text.shown, "Sans", 16);
     BitPicture picture(bits, random.Int(1, 120), random.Int(1, 60), random), expected(picture);
     const int x = random.Int(-50, 120), y = random.Int(-30, 60);
     const int centre = random.Int(0, 2), align = random.Int(0, 2), mode = random.Int(0, 1);
     const DWORD color = random.Bits();
     SCOPED_TRACE(testing::Message() << bits << " bits, seed " << seed);
-    picture.image.DrawString(text, x, y, color, centre, align, mode);
+    picture.image.DrawString(text.given, x, y, color, centre, align, mode);
     const int left = centre == 1 ? x - host.width / 2 : x;
     const int top = centre == 1 ? y - host.height / 2 : y;
     for (int i = 0; i < host.height; ++i) {
@@ -51,6 +61,7 @@ TEST(BitText, BearsExtremePlacesAndTexts) {
     picture.image.DrawString("outside", at, at, 0, 0, 0, 0);
     picture.image.DrawString("outside", at, at, 0, 2, 0, 1);
   }
+  picture.image.DrawString("x", 0, kMin, 0, 1, 0, 0);
   const std::string longText(1 << 20, 'i');
   EXPECT_EQ(CodeOf([&] { picture.image.DrawString(longText.c_str(), 0, 0, 0, 0, 0, 0); }),
             0x20010008);
@@ -60,9 +71,9 @@ TEST(BitText, BearsExtremePlacesAndTexts) {
 TEST(ClassicText, PaintsTheInkWithinTheRectangle) {
   for (unsigned seed = 0; seed < 200; ++seed) {
     Random random(seed);
-    const char* const text = kTexts[random.Int(0, 3)];
-    const int size = random.Int(8, 30);
-    const HostText host(text, "DejaVu Serif", size, 700);
+    const auto& text = kTexts[random.Int(0, 4)];
+    const int size = random.Int(8, 30), slant = random.Int(0, 1);
+    const HostText host(text.shown, "DejaVu Serif", size, 700, slant);
     const int width = random.Int(1, 120), height = random.Int(1, 60);
     const unsigned pictureSeed = random.Bits();
     Random first(pictureSeed), second(pictureSeed);
@@ -76,15 +87,16 @@ TEST(ClassicText, PaintsTheInkWithinTheRectangle) {
     rect.bottom = rect.top + random.Int(-2, 60);
     const int mode = random.Int(0, 3);
     SCOPED_TRACE(testing::Message() << bits << " bits, seed " << seed);
-    KXFont font("DejaVu Serif", size, 700);
-    image->DrawString(text, rect, font, mode);
+    KXFont font("DejaVu Serif", size, 700, slant);
+    image->DrawString(text.given, rect, font, mode);
     const int spare = rect.right - rect.left - host.width;
     const int left = rect.left + (mode == 1 ? spare : mode == 2 ? spare / 2 : 0);
-    for (int i = 0; i < host.height; ++i) {
-      for (int j = 0; j < host.width; ++j) {
+    constexpr int kMargin = HostText::kMargin;
+    for (int i = -kMargin; i < host.height + kMargin; ++i) {
+      for (int j = -kMargin; j < host.width + kMargin; ++j) {
         const int x = left + j, y = rect.top + i;
-        const bool isSeen = x >= rect.left && x < rect.right && y < rect.bottom && x >= 0 &&
-                            x < width && y >= 0 && y < height;
+        const bool isSeen = x >= rect.left && x < rect.right && y >= rect.top && y < rect.bottom &&
+                            x >= 0 && x < width && y >= 0 && y < height;
         if (!isSeen || !host.IsInk(j, i)) continue;
         KXOffscreenCursor(expected.get(), x, y).Set24BitPixel(image->GetForeColor());
       }

@@ -18,7 +18,7 @@ constexpr int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits
 constexpr DWORD kColor = 0xFF3366CC;
 
 /// The pixels of an image in the terms of 64 bits, under a lock.
-std::vector<u64> Pixels(KXVOffscreen& image) {
+[[maybe_unused]] std::vector<u64> Pixels(KXVOffscreen& image) {
   KXVOffscreenAutoLock lock(&image, 0);
   std::vector<u64> pixels;
   for (int y = 0; y < image.GetHeight(); ++y) {
@@ -42,6 +42,8 @@ TEST(Text, RefusesNoTextAndFont) {
   }
   EXPECT_EQ(CodeOf([&] { font.Create(std::string(1001, 'x').c_str(), 16); }), 0x20010008);
   EXPECT_FALSE(font.IsValid());
+  font.Create("Sans", 16);
+  font.Attach(font, 0);  // leaked if it were not owned any more
 }
 
 #if defined(KXWCMN_WITH_TEXT)
@@ -74,11 +76,13 @@ const struct {
     {"Scene 12 / Cut 3 & 4", nullptr},
     {"gjpqy|_@", nullptr},
     {"\xE3\x82\xBB\xE3\x83\xAB\xE7\x94\xBB", nullptr},  // Japanese
-    {"two\tstops\nand lines\r\n.", nullptr},
+    {"two\tstops\nand \xE2\x80\xA9lines\r\n.", "two\tstops and  lines  ."},
     // Marks that pile up above and below.
     {"a\xCC\xA3\xCC\xA3\xCC\xA3\xCC\xA3\xCC\xA3\xCC\x82\xCC\x82\xCC\x82g", nullptr},
     {"cut off: \xE3\x82", "cut off: \xEF\xBF\xBD\xEF\xBF\xBD"},
     {"\xFFz\x80", "\xEF\xBF\xBDz\xEF\xBF\xBD"},
+    // Above U+10FFFF.
+    {"\xF4\x90\x80\x80z", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDz"},
     {"", nullptr},
 };
 
@@ -87,7 +91,7 @@ TEST(Text, PaintsTheInkOfTheHostsRenderer) {
   for (unsigned seed = 0; seed < 200; ++seed) {
     Random random(seed);
     const int bits = kAllDepths[seed % 7];
-    const auto& text = kTexts[random.Int(0, 7)];
+    const auto& text = kTexts[random.Int(0, 8)];
     const char* const family = random.OneIn(2) ? "DejaVu Serif" : "A font that nobody has";
     const int height = random.OneIn(6) ? 70 : random.Int(6, 24);
     const int weight = random.OneIn(2) ? 700 : 400, slant = random.Int(0, 1);

@@ -17,6 +17,10 @@ std::string NameOfCodePage() {
   return GetCodePage() == kCodePageUtf8 ? "UTF-8" : "CP" + std::to_string(GetCodePage());
 }
 
+std::string_view BytesOf(const std::u16string& text) {
+  return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
+}
+
 /// Converts all of `text` with the host's converter. Where it is malformed, `replacement` takes the
 /// place of one byte; false if there is none, or no such converter.
 bool Convert(const std::string& to, const std::string& from, std::string_view text,
@@ -69,7 +73,10 @@ bool ToUtf8(const std::string& text, std::string* result) {
 std::string ToUtf8Lossy(const std::string& text) {
   constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
   std::string result;
-  if (Convert("UTF-8", NameOfCodePage(), text, kReplacement, &result)) return result;
+  // By way of UTF-16, for from UTF-8 to itself the host lets through what is no character: five and
+  // six bytes, and four above U+10FFFF.
+  std::u16string wide;
+  if (ToWide(text, &wide) && Convert("UTF-8", kWide, BytesOf(wide), {}, &result)) return result;
   for (char byte : text) {
     const bool isAscii = static_cast<unsigned char>(byte) < 0x80;
     result += isAscii ? std::string_view(&byte, 1) : kReplacement;
@@ -95,9 +102,7 @@ bool ToWide(const std::string& text, std::u16string* result) {
 }
 
 bool FromWide(const std::u16string& text, std::string* result) {
-  const std::string_view units(reinterpret_cast<const char*>(text.data()),
-                               text.size() * sizeof(char16_t));
-  return ConvertExactly(kWide, units, result);
+  return ConvertExactly(kWide, BytesOf(text), result);
 }
 
 }  // namespace kxw

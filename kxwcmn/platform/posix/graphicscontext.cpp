@@ -54,6 +54,15 @@ int CodeOf(cairo_status_t status) {
   return status == CAIRO_STATUS_NO_MEMORY ? kErrorNotEnoughMemory : kErrorInvalidHandle;
 }
 
+/// The state of a context and of what it draws on. That of a surface that was finished, whose
+/// memory may be gone, turns bad no earlier than something asks for its size, as the clip does.
+int CodeOfContext(cairo_t* cairo) {
+  if (const int code = CodeOf(cairo_status(cairo))) return code;
+  double left, top, right, bottom;
+  cairo_clip_extents(cairo, &left, &top, &right, &bottom);
+  return CodeOf(cairo_surface_status(cairo_get_group_target(cairo)));
+}
+
 bool ToInt(double value, int* result) {
   if (!(std::fabs(value) <= std::numeric_limits<int>::max())) return false;
   *result = static_cast<int>(value);
@@ -209,7 +218,7 @@ int Paint(cairo_t* cairo, const PixelBlock& block, const TransferRect& dest,
 int TransferVisible(cairo_t* dest, const TransferRect& to, cairo_t* source, TransferRect from,
                     DWORD transparent) {
   for (cairo_t* const cairo : {dest, source}) {
-    if (const int code = CodeOf(cairo_status(cairo))) return code;
+    if (const int code = CodeOfContext(cairo)) return code;
   }
   ReachableRows pixels, target;
   if (!ReachRows(source, &pixels)) return kErrorNotSupported;
@@ -243,7 +252,7 @@ bool HasGraphics() { return true; }
 
 HDC kxwCreateContext(_cairo* cairo) {
   if (!cairo) return Fail(kxw::kErrorInvalidParameter);
-  if (const int code = kxw::CodeOf(cairo_status(cairo))) return Fail(code);
+  if (const int code = kxw::CodeOfContext(cairo)) return Fail(code);
   HDC const context = new (std::nothrow) HDC__{cairo};
   if (!context) return Fail(kxw::kErrorNotEnoughMemory);
   cairo_reference(cairo);
@@ -285,7 +294,7 @@ int kxw::StretchToDevice(HDC context, const TransferRect& dest, const TransferRe
   if (!isValid) return kBadArgument;
 #if defined(KXWCMN_WITH_TEXT)
   cairo_t* const cairo = context->cairo;
-  if (const int code = CodeOf(cairo_status(cairo))) return code;
+  if (const int code = CodeOfContext(cairo)) return code;
   try {
     ReachableRows target;
     if (ReachRows(cairo, &target)) {

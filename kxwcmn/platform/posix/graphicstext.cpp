@@ -9,6 +9,8 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "kxwcmn/platform/font_internal.h"
 #include "kxwcmn/platform/text.h"
@@ -42,6 +44,20 @@ bool IsAscii(const std::string& text) {
 
 std::string Utf8Of(const std::string& text) { return IsAscii(text) ? text : ToUtf8Lossy(text); }
 
+/// Pango has a sign for what ends a paragraph, which is another in each font.
+std::string WithBlanksForBreaks(std::string utf8) {
+  constexpr std::string_view kParagraphEnd = "\xE2\x80\xA9";
+  std::replace(utf8.begin(), utf8.end(), '\r', ' ');
+  std::replace(utf8.begin(), utf8.end(), '\n', ' ');
+  std::string result;
+  std::size_t from = 0;
+  for (std::size_t at; (at = utf8.find(kParagraphEnd, from)) != utf8.npos;
+       from = at + kParagraphEnd.size()) {
+    result.append(utf8, from, at - from) += ' ';
+  }
+  return result.append(utf8, from);
+}
+
 /// What a thread keeps from one text to the next.
 class Shaper {
  public:
@@ -51,8 +67,8 @@ class Shaper {
   }
 
   LayoutOwner NewLayout(const HFONT__& font) {
-    Select(font);
     SelectLanguage();
+    Select(font);
     LayoutOwner layout(pango_layout_new(context_));
     pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
     pango_layout_set_font_description(layout.get(), description_);
@@ -76,7 +92,8 @@ class Shaper {
 
   void Select(const HFONT__& font) {
     if (description_ && font == font_) return;
-    font_ = font;
+    // What raises comes first, so that the two below stay in step.
+    HFONT__ selected = font;
     const std::string family = font.family.empty() ? "Sans" : Utf8Of(font.family);
     pango_font_description_free(description_);
     description_ = pango_font_description_new();
@@ -85,6 +102,7 @@ class Shaper {
     pango_font_description_set_weight(description_, static_cast<PangoWeight>(font.weight));
     pango_font_description_set_style(description_,
                                      font.isItalic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+    font_ = std::move(selected);
   }
 
   // The same characters look different in Chinese and Japanese: a Japanese document says which.
@@ -94,6 +112,9 @@ class Shaper {
     pango_context_set_language(context_, codePage_ == kCodePageJapanese
                                              ? pango_language_from_string("ja")
                                              : pango_language_get_default());
+    // The same bytes name another family.
+    pango_font_description_free(description_);
+    description_ = nullptr;
   }
 
   PangoContext* context_;
@@ -126,7 +147,7 @@ TextLine::TextLine(const char* text, HFONT font) : layout_(std::make_unique<Layo
       static_cast<std::size_t>(std::clamp(kMaxWidth / used.height, 256, int{kMaxBytes}));
   const std::size_t length = strnlen(text, limit + 1);
   isTooLong_ = length > limit;
-  const std::string utf8 = Utf8Of({text, std::min(length, limit)});
+  const std::string utf8 = WithBlanksForBreaks(Utf8Of({text, std::min(length, limit)}));
   layout_->layout = Shaper::OfThread().NewLayout(used);
   pango_layout_set_text(layout_->layout.get(), utf8.data(), static_cast<int>(utf8.size()));
   pango_layout_get_pixel_size(layout_->layout.get(), nullptr, &height_);
@@ -135,6 +156,14 @@ TextLine::TextLine(const char* text, HFONT font) : layout_(std::make_unique<Layo
 }
 
 int TextLine::Code() const { return kErrorNone; }
+
+tagRECT TextLine::Ink() const {
+  PangoRectangle ink;
+  pango_layout_get_pixel_extents(layout_->layout.get(), &ink, nullptr);
+  if (ink.width <= 0 || ink.height <= 0) return {};
+  // A glyph that is drawn as a shape may round otherwise than its size.
+  return {ink.x - 1, ink.y - 1, ink.x + ink.width + 1, ink.y + ink.height + 1};
+}
 
 int TextLine::ForEachInk(const tagRECT& part, const Run& run) const {
   if (isTooLong_ || part.left >= part.right || part.top >= part.bottom) return kErrorNone;
@@ -183,6 +212,8 @@ struct TextLine::Layout {};
 TextLine::TextLine(const char*, HFONT) {}
 
 int TextLine::Code() const { return kErrorNotSupported; }
+
+tagRECT TextLine::Ink() const { return {}; }
 
 int TextLine::ForEachInk(const tagRECT&, const Run&) const { return kErrorNotSupported; }
 
