@@ -37,8 +37,8 @@ TEST(Text, RefusesNoTextAndFont) {
               image->DrawString(nullptr, {0, 0, 9, 9}, font, kColor, 0, 0);
             }),
             0x20010008);
-  for (const auto& [height, weight] : {std::pair{0, 400}, {4097, 400}, {16, -1}, {16, 1001}}) {
-    EXPECT_EQ(CodeOf([&] { font.Create("Sans", height, weight); }), 0x20010008);
+  for (const auto& wrong : {std::pair{0, 400}, {4097, 400}, {16, -1}, {16, 1001}}) {
+    EXPECT_EQ(CodeOf([&] { font.Create("Sans", wrong.first, wrong.second); }), 0x20010008);
   }
   EXPECT_EQ(CodeOf([&] { font.Create(std::string(1001, 'x').c_str(), 16); }), 0x20010008);
   EXPECT_FALSE(font.IsValid());
