@@ -20,7 +20,7 @@ namespace {
 
 using benchmark::State;
 
-constexpr int kSide = 16384, kWidth = 1920, kHeight = 1080, kBlock = KXVOffscreen::kBlockSize;
+constexpr int kSide = 16384, kWidth = 1920, kHeight = 1080;
 constexpr std::size_t kFrameBytes = std::size_t{4} * kWidth * kHeight;
 
 /// A picture in a manager of its own, with all of its reduced copies.
