@@ -8,15 +8,6 @@
 
 namespace {
 
-/// What is seen of a line's pixels from `from` to `to` where the line starts at `start`: those
-/// between `low` and `high` of the image.
-struct Seen {
-  Seen(i64 start, i64 from, i64 to, i64 low, i64 high)
-      : first(static_cast<int>(std::clamp(low - start, from, to))),
-        end(static_cast<int>(std::clamp<i64>(high - start, first, to))) {}
-  int first, end;
-};
-
 /// Lays `text` out, and calls `draw(line)`.
 template <class Draw>
 void WithTextLine(const char* text, HFONT font, Draw draw) {
@@ -37,8 +28,8 @@ void KXBitImage::DrawString(const char* text, int x, int y, QMCOLORREF color, in
     WithTextLine(text, nullptr, [&](const kxw::TextLine& line) {
       const i64 left = x - (centre == 1 ? line.Width() / 2 : 0);
       const i64 top = i64{y} - (centre == 1 ? line.Height() / 2 : 0);
-      const Seen columns(left, 0, line.Width(), 0, GetWidth());
-      const Seen rows(top, 0, line.Height(), 0, GetHeight());
+      const kxw::SeenOfLine columns(left, 0, line.Width(), 0, GetWidth());
+      const kxw::SeenOfLine rows(top, 0, line.Height(), 0, GetHeight());
       return line.ForEachInk(
           {columns.first, rows.first, columns.end, rows.end}, [&](int column, int row, int count) {
             paint(static_cast<int>(top + row), static_cast<int>(left + column), count, kxw::kOnce);
@@ -56,10 +47,10 @@ void KXOffscreen::DrawString(const char* text, tagRECT rect, KXFont& font, int m
     const i64 top = rect.top;
     // The rectangle alone cuts ink off, not the line's size, which a slanted letter may leave.
     const tagRECT ink = line.Ink();
-    const Seen columns(left, ink.left, ink.right, std::max(rect.left, 0),
-                       std::min(rect.right, GetWidth()));
-    const Seen rows(top, ink.top, ink.bottom, std::max(rect.top, 0),
-                    std::min(rect.bottom, GetHeight()));
+    const kxw::SeenOfLine columns(left, ink.left, ink.right, std::max(rect.left, 0),
+                                  std::min(rect.right, GetWidth()));
+    const kxw::SeenOfLine rows(top, ink.top, ink.bottom, std::max(rect.top, 0),
+                               std::min(rect.bottom, GetHeight()));
     int code = 0;
     kxw::WithClassicDepth(GetBitCount(), [&](auto depth) {
       using Depth = decltype(depth);

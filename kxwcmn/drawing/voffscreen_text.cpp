@@ -55,14 +55,6 @@ struct WorkArea {
   i64 left, top, right, bottom;
 };
 
-/// The offsets in [0, `count`) that lie within an image's side where the text starts at `start`.
-struct Offsets {
-  Offsets(i64 start, i64 count, int side)
-      : first(static_cast<int>(std::clamp<i64>(-start, 0, count))),
-        end(static_cast<int>(std::clamp<i64>(side - start, first, count))) {}
-  int first, end;
-};
-
 }  // namespace
 
 void KXVOffscreen::DrawString(const char* text, tagRECT rect, KXFont& font, DWORD color, int hAlign,
@@ -85,9 +77,9 @@ void KXVOffscreen::DrawString2(const char* text, tagRECT rect, KXFont& font, DWO
     if (line.IsTooLong()) kxThrowError(kxw::kFailureBadArgument);
 
     const i64 x = area.XOf(width, hAlign), y = area.YOf(height, vAlign);
-    const Offsets columns(x, width, GetWidth());
+    const kxw::SeenOfLine columns(x, 0, width, 0, GetWidth());
     // One row more than the text's height is looked at, where the area has it, which is kept so.
-    const Offsets rows(y, std::min(height + 1, area.Height()), GetHeight());
+    const kxw::SeenOfLine rows(y, 0, std::min(height + 1, area.Height()), 0, GetHeight());
     if (columns.first == columns.end || rows.first == rows.end) return;
     KXVOffscreenAutoLock lock(this, 1);
     const DWORD native = MakeNativeColor(color);

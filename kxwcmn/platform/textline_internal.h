@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -48,6 +49,15 @@ class TextLine {
   i64 width_ = 0;
   int height_ = 0;
   bool isTooLong_ = false;
+};
+
+/// What is seen of a line's columns, or rows, from `from` up to `to`, where the line starts at
+/// `start` of an image: those that lie in `low` up to `high` of it.
+struct SeenOfLine {
+  SeenOfLine(i64 start, i64 from, i64 to, i64 low, i64 high)
+      : first(static_cast<int>(std::clamp(low - start, from, to))),
+        end(static_cast<int>(std::clamp<i64>(high - start, first, to))) {}
+  int first, end;
 };
 
 }  // namespace kxw

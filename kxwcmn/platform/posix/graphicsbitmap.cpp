@@ -4,12 +4,12 @@
 
 #if defined(KXWCMN_WITH_TEXT)
 
-#include <cairo.h>
-
 #include <limits>
 #include <memory>
 #include <new>
 #include <vector>
+
+#include "kxwcmn/platform/posix/cairo_internal.h"
 
 // Cairo draws straight on the rows of a bitmap of 32 bits, also from the bottom up. Bitmaps of
 // other depths are drawn on through a picture of 32 bits, of which the pixels that have changed go
@@ -21,11 +21,6 @@ namespace {
 
 /// Marks the pictures of memory contexts.
 const cairo_user_data_key_t kBitmapKey = {};
-
-struct SurfaceFreer {
-  void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
-};
-using SurfaceOwner = std::unique_ptr<cairo_surface_t, SurfaceFreer>;
 
 bool IsDrawnOn(const PixelBlock& block) {
   return block.bitCount == 32 && block.rowBytes <= std::numeric_limits<int>::max() &&

@@ -5,14 +5,14 @@
 #include "kxwcmn/platform/graphics.h"
 
 #if defined(KXWCMN_WITH_TEXT)
-#include <cairo.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <vector>
+
+#include "kxwcmn/platform/posix/cairo_internal.h"
 #endif
 
 struct HDC__ {
@@ -38,14 +38,6 @@ constexpr int kCopy = 0xCC0020;
 constexpr int kMaxSurfaceSize = 32767;  // of Cairo's pictures in memory
 constexpr int kMaxCopySize = 8192;      // of a block's copy, so that it has at most 256 MiB
 
-template <auto kFree>
-struct Freer {
-  template <class T>
-  void operator()(T* object) const {
-    kFree(object);
-  }
-};
-using SurfaceOwner = std::unique_ptr<cairo_surface_t, Freer<cairo_surface_destroy>>;
 using PathOwner = std::unique_ptr<cairo_path_t, Freer<cairo_path_destroy>>;
 using ClipOwner = std::unique_ptr<cairo_rectangle_list_t, Freer<cairo_rectangle_list_destroy>>;
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "kxwcmn/platform/font_internal.h"
+#include "kxwcmn/platform/posix/cairo_internal.h"
 #include "kxwcmn/platform/text.h"
 #endif
 
@@ -26,15 +27,6 @@ namespace {
 constexpr int kTileWidth = 2048;
 constexpr int kTileHeight = 128;
 
-template <auto kFree>
-struct Freer {
-  template <class T>
-  void operator()(T* object) const {
-    kFree(object);
-  }
-};
-using SurfaceOwner = std::unique_ptr<cairo_surface_t, Freer<cairo_surface_destroy>>;
-using CairoOwner = std::unique_ptr<cairo_t, Freer<cairo_destroy>>;
 using LayoutOwner = std::unique_ptr<PangoLayout, Freer<g_object_unref>>;
 
 bool IsAscii(const std::string& text) {
