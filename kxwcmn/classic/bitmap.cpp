@@ -35,13 +35,10 @@ struct PointerFreer {
 
 }  // namespace
 
-KXBitmap& KXBitmap::operator=(const KXBitmap& other) {
-  if (this != &other) Attach(other.bitmap_, 0);
-  return *this;
-}
+KXBitmap& KXBitmap::operator=(const KXBitmap& other) { return *this = other.bitmap_; }
 
 KXBitmap& KXBitmap::operator=(HBITMAP bitmap) {
-  Attach(bitmap, 0);
+  if (bitmap != bitmap_) Attach(bitmap, 0);  // what is owned already stays so
   return *this;
 }
 

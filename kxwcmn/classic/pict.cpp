@@ -5,13 +5,10 @@
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/module.h"
 
-KXPict& KXPict::operator=(const KXPict& other) {
-  if (this != &other) Attach(other.picture_, 0);
-  return *this;
-}
+KXPict& KXPict::operator=(const KXPict& other) { return *this = other.picture_; }
 
 KXPict& KXPict::operator=(HBITMAP picture) {
-  Attach(picture, 0);
+  if (picture != picture_) Attach(picture, 0);  // what is owned already stays so
   return *this;
 }
 

@@ -33,9 +33,8 @@ DWORD EndOfPaths(const BYTE* list, DWORD size) {
 }  // namespace
 
 HDROP kxwDragCreateFiles(HWND window, tagPOINT point) {
-  QMHANDLE__* const block = qmAlloc(kHeadSize + 1, kxw::kAllocZeroed, nullptr);
-  if (!block) return nullptr;
-  auto* const list = static_cast<BYTE*>(qmLock(block));
+  // The application is asked first: what it raises leaves no block behind.
+  BYTE list[kHeadSize + 1] = {};
   Put(list + kPaths, kHeadSize);
   const kxw::WindowProcedures& windows = kxw::GetHostProcedures().windows;
   if (window && windows.clientArea) {
@@ -48,6 +47,9 @@ HDROP kxwDragCreateFiles(HWND window, tagPOINT point) {
     const std::intptr_t hit = windows.send(window, kxw::kMessageHitTest, 0, LONG(place));
     Put(list + kIsOutside, hit != kxw::kHitClient);
   }
+  QMHANDLE__* const block = qmAlloc(sizeof list, kxw::kAllocUninitialized, nullptr);
+  if (!block) return nullptr;
+  std::memcpy(qmLock(block), list, sizeof list);
   qmUnlock(block);
   return reinterpret_cast<HDROP>(block);
 }
@@ -58,7 +60,7 @@ int kxwDragAppendFile(HDROP* files, const char* path) {
   const DWORD end = EndOfPaths(static_cast<const BYTE*>(qmLock(block)), qmGetHandleSize(block));
   qmUnlock(block);
   const std::size_t length = std::strlen(path);
-  if (end == 0 || length > std::numeric_limits<DWORD>::max() - end - 2) return 0;
+  if (end == 0 || u64{end} + length + 2 > std::numeric_limits<DWORD>::max()) return 0;
 
   const auto size = static_cast<DWORD>(end + length + 2);
   QMHANDLE__* const grown = qmReAlloc(block, size, kxw::kAllocZeroed, nullptr);

@@ -8,6 +8,7 @@
 /// A bitmap, kept by whoever made it and by the contexts that draw on it.
 struct HBITMAP__ {
   std::atomic<int> references = 1;
+  std::atomic<bool> hasContext = false;
   bool isSection;
   BYTE* bits;  // of `qmAllocPtr`, with some bytes behind the last row
   struct {
@@ -39,8 +40,9 @@ void StoreChanges(const PixelBlock& block, int y, const DWORD* before, const DWO
 bool ReplaceColor(HBITMAP bitmap, QMCOLORREF from, QMCOLORREF to);
 
 /// Makes a context that draws on a bitmap and keeps it, which `kxwFreeContext` frees; null on
-/// failure, with the last error set: 50 without Cairo, 8 where there is no memory or a side is
-/// longer than 32767. What is drawn is sure to be in the bitmap after `FlushMemoryContext`.
+/// failure, with the last error set: 50 without Cairo, 5 while another context draws on the bitmap,
+/// 8 where there is no memory or a side is longer than 32767. What is drawn is sure to be in the
+/// bitmap after `FlushMemoryContext`.
 HDC CreateMemoryContext(HBITMAP bitmap);
 void FlushMemoryContext(HDC context);
 

@@ -76,6 +76,32 @@ TEST(BitmapContext, BringsBackWhatHasChanged) {
   EXPECT_EQ(bitmap.GetBaseAddress()[1], 0x01);
 }
 
+// What was drawn is in the bitmap although Cairo's context has failed since; and one context at a
+// time draws on a bitmap, whichever object gives it.
+TEST(BitmapContext, KeepsWhatWasDrawnBeforeAFailureAndHasNoRival) {
+  for (const int bits : {24, 32}) {
+    KXBitmap bitmap;
+    bitmap.Create(nullptr, 2, 2, bits, 1, 1);
+    KXBitmap second(bitmap);
+    KXGdi* const gdi = bitmap.GetGDI(nullptr);
+    ASSERT_TRUE(gdi);
+    EXPECT_EQ(second.GetGDI(nullptr), nullptr);
+    EXPECT_EQ(qmGetLastError(), kxw::kErrorAccessDenied);
+    cairo_t* const cairo = kxwGetCairo(*gdi);
+    cairo_set_source_rgb(cairo, 1, 0, 0);
+    cairo_paint(cairo);
+    cairo_restore(cairo);  // of nothing saved
+    ASSERT_NE(cairo_status(cairo), CAIRO_STATUS_SUCCESS);
+    bitmap.ReleaseGDI(gdi);
+    bitmap.Lock();
+    EXPECT_EQ(bitmap.GetBaseAddress()[2], 255) << bits;
+    KXGdi* const next = second.GetGDI(nullptr);
+    EXPECT_TRUE(next);
+    second.ReleaseGDI(next);
+    bitmap = HBITMAP(bitmap);  // still its owner
+  }
+}
+
 }  // namespace
 
 #endif

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include "kxwcmn/platform/types.h"
+
 namespace kxw {
 
 /// Frees what a C library counts or owns, by that library's function.
@@ -17,5 +19,8 @@ struct Freer {
 
 using CairoOwner = std::unique_ptr<cairo_t, Freer<cairo_destroy>>;
 using SurfaceOwner = std::unique_ptr<cairo_surface_t, Freer<cairo_surface_destroy>>;
+
+/// What a context drew on when it was made, also when Cairo's own has failed since; null for null.
+cairo_surface_t* PictureOf(HDC context);
 
 }  // namespace kxw

@@ -47,7 +47,11 @@ SurfaceOwner SurfaceOf(const PixelBlock& block) {
   return surface;
 }
 
-void LetGo(void* bitmap) { kxwFreeBitmap(static_cast<HBITMAP>(bitmap)); }
+void LetGo(void* data) {
+  auto* const bitmap = static_cast<HBITMAP>(data);
+  bitmap->hasContext = false;
+  kxwFreeBitmap(bitmap);
+}
 
 HDC Fail(int code) {
   qmSetLastError(code);
@@ -57,27 +61,32 @@ HDC Fail(int code) {
 }  // namespace
 
 HDC CreateMemoryContext(HBITMAP bitmap) {
+  // Two would not see what the other one draws, and each would bring the old pixels back.
+  if (bitmap->hasContext.exchange(true)) return Fail(kErrorAccessDenied);
+  KeepBitmap(bitmap);
+  bool isKept = false;  // by the surface
   try {
     const SurfaceOwner surface = SurfaceOf(BlockOf(bitmap));
-    KeepBitmap(bitmap);
     if (cairo_surface_set_user_data(surface.get(), &kBitmapKey, bitmap, LetGo) !=
         CAIRO_STATUS_SUCCESS) {
       LetGo(bitmap);
       return Fail(kErrorNotEnoughMemory);
     }
+    isKept = true;
     cairo_t* const cairo = cairo_create(surface.get());
     HDC const context = kxwCreateContext(cairo);
     cairo_destroy(cairo);
     return context;
   } catch (const std::bad_alloc&) {
+    if (!isKept) LetGo(bitmap);
     return Fail(kErrorNotEnoughMemory);
   }
 }
 
 void FlushMemoryContext(HDC context) {
-  cairo_t* const cairo = kxwGetCairo(context);
-  if (!cairo) return;
-  cairo_surface_t* const surface = cairo_get_target(cairo);
+  // Not by the context of Cairo: one in an error state has no picture any more.
+  cairo_surface_t* const surface = PictureOf(context);
+  if (!surface) return;
   cairo_surface_flush(surface);
   auto* const bitmap = static_cast<HBITMAP>(cairo_surface_get_user_data(surface, &kBitmapKey));
   if (!bitmap || cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) return;

@@ -1,4 +1,5 @@
 #include <new>
+#include <utility>
 
 #include "kxwcmn/platform/blit_internal.h"
 #include "kxwcmn/platform/error.h"
@@ -17,6 +18,9 @@
 
 struct HDC__ {
   _cairo* cairo;  // without Cairo what was given, which is never looked at
+#if defined(KXWCMN_WITH_TEXT)
+  kxw::SurfaceOwner picture;
+#endif
 };
 
 namespace {
@@ -70,7 +74,8 @@ struct ReachableRows {
   ClipOwner clip;      // in the context's coordinates; whole numbers
 };
 
-bool ReachRows(cairo_t* cairo, ReachableRows* result) {
+/// A clip counts for a target alone; nothing is drawn on a source.
+bool ReachRows(cairo_t* cairo, bool isTarget, ReachableRows* result) {
   cairo_surface_t* const surface = cairo_get_group_target(cairo);
   if (cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE) return false;
   const cairo_format_t format = cairo_image_surface_get_format(surface);
@@ -86,9 +91,11 @@ bool ReachRows(cairo_t* cairo, ReachableRows* result) {
                        ToInt(matrix.y0 + offsetY, &result->shiftY);
   if (!isShift) return false;
 
-  result->clip.reset(cairo_copy_clip_rectangle_list(cairo));
-  if (result->clip->status != CAIRO_STATUS_SUCCESS) return false;
-  for (int i = 0; i < result->clip->num_rectangles; ++i) {
+  if (isTarget) {
+    result->clip.reset(cairo_copy_clip_rectangle_list(cairo));
+    if (result->clip->status != CAIRO_STATUS_SUCCESS) return false;
+  }
+  for (int i = 0; isTarget && i < result->clip->num_rectangles; ++i) {
     const cairo_rectangle_t& part = result->clip->rectangles[i];
     int ignored;
     const bool isWhole = ToInt(part.x, &ignored) && ToInt(part.y, &ignored) &&
@@ -213,13 +220,13 @@ int TransferVisible(cairo_t* dest, const TransferRect& to, cairo_t* source, Tran
     if (const int code = CodeOfContext(cairo)) return code;
   }
   ReachableRows pixels, target;
-  if (!ReachRows(source, &pixels)) return kErrorNotSupported;
+  if (!ReachRows(source, false, &pixels)) return kErrorNotSupported;
   const i64 x = i64{from.x} + pixels.shiftX, y = i64{from.y} + pixels.shiftY;
   from.x = static_cast<int>(x);
   from.y = static_cast<int>(y);
   if (from.x != x || from.y != y) return kErrorNone;  // far outside
   PixelBlock block = {pixels.rows.top, pixels.rows.rowBytes, pixels.width, pixels.height, 32, {}};
-  const bool isReachable = ReachRows(dest, &target);
+  const bool isReachable = ReachRows(dest, true, &target);
   std::vector<DWORD> copy;
   if (isReachable && pixels.surface == target.surface) {
     const auto width = static_cast<std::size_t>(block.width);
@@ -240,12 +247,15 @@ int TransferVisible(cairo_t* dest, const TransferRect& to, cairo_t* source, Tran
 
 bool HasGraphics() { return true; }
 
+cairo_surface_t* PictureOf(HDC context) { return context ? context->picture.get() : nullptr; }
+
 }  // namespace kxw
 
 HDC kxwCreateContext(_cairo* cairo) {
   if (!cairo) return Fail(kxw::kErrorInvalidParameter);
   if (const int code = kxw::CodeOfContext(cairo)) return Fail(code);
-  HDC const context = new (std::nothrow) HDC__{cairo};
+  kxw::SurfaceOwner picture(cairo_surface_reference(cairo_get_target(cairo)));
+  HDC const context = new (std::nothrow) HDC__{cairo, std::move(picture)};
   if (!context) return Fail(kxw::kErrorNotEnoughMemory);
   cairo_reference(cairo);
   qmSetLastError(kxw::kErrorNone);
@@ -289,7 +299,7 @@ int kxw::StretchToDevice(HDC context, const TransferRect& dest, const TransferRe
   if (const int code = CodeOfContext(cairo)) return code;
   try {
     ReachableRows target;
-    if (ReachRows(cairo, &target)) {
+    if (ReachRows(cairo, true, &target)) {
       TransferToRows(block, dest, source, rasterOperation, target);
       return kErrorNone;
     }
