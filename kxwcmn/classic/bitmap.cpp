@@ -99,7 +99,8 @@ HBITMAP KXBitmap::Detach() {
 void KXBitmap::Cleanup() {
   if (isOwned_) kxwFreeBitmap(bitmap_);
   bitmap_ = nullptr;
-  isOwned_ = isLocked_ = isGdiInUse_ = false;
+  isOwned_ = isLocked_ = false;
+  gdi_ = nullptr;
   FreeInfo();
 }
 
@@ -122,22 +123,22 @@ int KXBitmap::GetRowBytes() const {
 }
 
 void KXBitmap::Lock() {
-  if (!isGdiInUse_) isLocked_ = true;
+  if (!gdi_) isLocked_ = true;
 }
 
 KXGdi* KXBitmap::GetGDI(HWND /*window*/) {
-  if (!bitmap_ || isGdiInUse_) return nullptr;
+  if (!bitmap_ || gdi_) return nullptr;
   auto gdi = std::unique_ptr<KXGdi>(new (std::nothrow) KXGdi);
   HDC const context = gdi ? kxw::CreateMemoryContext(bitmap_) : nullptr;
   if (!context) return nullptr;
   gdi->Attach(context, 1);
-  isGdiInUse_ = true;
+  gdi_ = gdi.get();
   return gdi.release();
 }
 
 void KXBitmap::ReleaseGDI(KXGdi* gdi) {
   if (!gdi) return;
   const std::unique_ptr<KXGdi> end(gdi);
-  isGdiInUse_ = false;
+  if (gdi == gdi_) gdi_ = nullptr;
   kxw::RaiseWithoutMemory([gdi] { kxw::FlushMemoryContext(gdi->GetHandle()); });
 }

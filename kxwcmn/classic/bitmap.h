@@ -81,8 +81,9 @@ class KX_EXPORT KXBitmap {
   /// while there is a context already, and if none can be made: for a side above 32767, without
   /// memory, and in a library without Cairo.
   KXGdi* GetGDI(HWND window);
-  /// Ends the context's use, and deletes it. Raises 8, with some of what was drawn left out, if
-  /// there is no memory.
+  /// Ends the context's use, and deletes it; also one that outlived its bitmap's stay here, which
+  /// leaves the present one in use. Raises 8, with some of what was drawn left out, if there is no
+  /// memory.
   void ReleaseGDI(KXGdi* gdi);
 
  private:
@@ -93,6 +94,6 @@ class KX_EXPORT KXBitmap {
   HBITMAP bitmap_ = nullptr;
   bool isOwned_ = false;
   bool isLocked_ = false;
-  bool isGdiInUse_ = false;
+  const KXGdi* gdi_ = nullptr;  // the context in use
   BITMAPINFO* info_ = nullptr;
 };

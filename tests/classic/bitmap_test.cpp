@@ -303,8 +303,11 @@ TEST(BitmapContext, IsOneAtATimeAndOutlivesTheBitmap) {
   EXPECT_EQ(bitmap.GetBaseAddress(), nullptr);
   bitmap.Destroy();
   TestPicture(4, 4, 0).DrawGDI(gdi, 0, 0, 4, 4, 0, 0, 4, 4);
-  bitmap.ReleaseGDI(gdi);
   bitmap.Create(nullptr, 4, 4, 32, 1, 1);
+  KXGdi* const next = bitmap.GetGDI(nullptr);
+  bitmap.ReleaseGDI(gdi);
+  EXPECT_EQ(bitmap.GetGDI(nullptr), nullptr) << "of the next bitmap, still in use";
+  bitmap.ReleaseGDI(next);
   bitmap.Lock();
   EXPECT_NE(bitmap.GetBaseAddress(), nullptr);
   bitmap.Unlock();
