@@ -2,16 +2,15 @@
 
 #include <algorithm>
 #include <climits>
-#include <map>
 
 #include "tests/classic/bitsupport.h"
+#include "tests/classic/shapes_model.h"
 
 // What is drawn on bit images, against drawing pixel by pixel.
 
 namespace {
 
 using namespace classic_test;
-using Points = std::vector<KXPoint>;
 
 /// A picture that is drawn on by the image and, by the rules, by a model.
 struct Canvas {
@@ -81,17 +80,10 @@ TEST(BitDrawing, FillsRectangles) {
 
 /// The walk of a segment, which paints a square at each step.
 void WalkSegment(Canvas& c, int x1, int y1, int x2, int y2, int width) {
-  const int dx = std::abs(x2 - x1), dy = std::abs(y2 - y1);
-  const int major = std::max(dx, dy), minor = std::min(dx, dy);
-  const int stepX = x2 < x1 ? -1 : 1, stepY = y2 < y1 ? -1 : 1;
-  for (int i = 0, x = x1, y = y1, d = 2 * minor - major; i <= major; ++i) {
+  for (const KXPoint& at : WalkLine({x1, y1}, {x2, y2})) {
     for (int row = 0; row < width; ++row) {
-      for (int column = 0; column < width; ++column) c.Paint(x + column, y + row);
+      for (int column = 0; column < width; ++column) c.Paint(at.x + column, at.y + row);
     }
-    const bool both = d >= 0;
-    d += both ? 2 * (minor - major) : 2 * minor;
-    if (dx >= dy || both) x += stepX;
-    if (dx < dy || both) y += stepY;
   }
 }
 
@@ -119,119 +111,23 @@ TEST(BitDrawing, StampsSegments) {
   }
 }
 
-// A point of width 3 is a square with its corner there; half ink on nothing is between the paper's
-// white and the colour, with the ink's alpha.
-TEST(BitDrawing, LaysInkOnPaper) {
-  KXBitImage image;
-  image.Create(6, 6, 32);
-  image.Clear();
-  image.DrawSegment(2, 1, 2, 1, 3, 0x80204060, 1);
-  const auto pixel = [&](int x, int y) {
-    const BYTE* const at = image.GetBaseAddress() + y * image.GetRowBytes() + 4 * x;
-    return Channels{at[0], at[1], at[2], at[3]};
-  };
-  for (int y = 0; y < 6; ++y) {
-    for (int x = 0; x < 6; ++x) {
-      const bool isInside = x >= 2 && x < 5 && y >= 1 && y < 4;
-      // 255 - (255 - 0x20) * 128 / 255 = 144 for blue, and so on.
-      EXPECT_EQ(pixel(x, y), isInside ? (Channels{144, 160, 176, 128}) : Channels(4, 0));
-    }
-  }
-}
-
-Points AnyPoints(Random& random, bool breaks) {
-  const int reach = random.OneIn(3) ? 200 : random.Int(2, 50);
-  Points points(static_cast<std::size_t>(random.OneIn(5) ? random.Int(33, 70) : random.Int(0, 9)));
-  for (KXPoint& p : points) {
-    p = KXPoint(random.Int(20 - reach, 20 + reach), random.Int(20 - reach, 20 + reach));
-    if (random.OneIn(4)) p.y = random.Int(-1, 41);
-    if (breaks && random.OneIn(5)) p.y = INT_MAX;
-  }
-  return points;
-}
-
-TEST(BitPolygon, EqualsAScanOfEveryEdge) {
+TEST(BitPolygon, EqualsTheWalkAlongEveryEdge) {
   Random random(73);
-  struct Edge {
-    int top, bottom;
-    double x, slope;
-  };
-  for (int i = 0; i < 1500; ++i) {
+  for (int i = 0; i < 3000; ++i) {
     Canvas c = AnyCanvas(random);
-    const Points points = AnyPoints(random, random.OneIn(2));
-    std::vector<Edge> edges;
-    std::vector<std::pair<KXPoint, KXPoint>> flat;
-    int first = INT_MAX, last = INT_MIN;
-    for (std::size_t k = 0; k < points.size(); ++k) {
-      const KXPoint p = points[k], q = points[(k + 1) % points.size()];
-      if (p.y == INT_MAX || q.y == INT_MAX) continue;
-      if (p.y == q.y) {
-        flat.push_back({p, q});
-        continue;
-      }
-      const KXPoint upper = p.y < q.y ? p : q;
-      edges.push_back({upper.y, std::max(p.y, q.y), double(upper.x),
-                       (double(p.x) - q.x) / (double(p.y) - q.y)});
-      first = std::min<int>(first, upper.y);
-      last = std::max(last, edges.back().bottom);
+    Points points = AnyPoints(random, random.OneIn(5) ? random.Int(33, 70) : random.Int(0, 9));
+    if (random.OneIn(2)) {
+      for (KXPoint& p : points) p.y = random.OneIn(5) ? INT_MAX : p.y;
     }
-    for (int y = first; y < last; ++y) {
-      std::vector<double> row;
-      for (Edge& edge : edges) {
-        if (edge.top > y || y >= edge.bottom) continue;
-        row.insert(std::upper_bound(row.begin(), row.end(), edge.x), edge.x);
-        edge.x += edge.slope;
-      }
-      if (row.empty()) break;  // the scan ends there
-      for (std::size_t k = 0; k + 1 < row.size(); k += 2) {
-        c.PaintSpan(int(row[k] + 0.5), int(row[k + 1] + 0.5), y);
-      }
+    const auto paint = [&](int left, int right, int y) { c.PaintSpan(left, right, y); };
+    const int count = static_cast<int>(points.size());
+    if (i % 2) {
+      ScanEveryEdge(points, paint);
+      c.drawn.image.FillPolygon(points.data(), count, c.color, c.mode);
+    } else {
+      WalkEveryEdge(points, paint);
+      c.drawn.image.FillPolygonConvex(points.data(), count, c.color, c.mode);
     }
-    for (const auto& [p, q] : flat) c.PaintSpan(std::min(p.x, q.x), std::max(p.x, q.x), p.y);
-    c.drawn.image.FillPolygon(points.data(), int(points.size()), c.color, c.mode);
-    ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
-  }
-}
-
-// From the upper end of an edge down: where it comes to a row, but in its last row its end.
-TEST(BitPolygon, ConvexOnesReachFromEdgeToEdge) {
-  Random random(74);
-  for (int i = 0; i < 1500; ++i) {
-    Canvas c = AnyCanvas(random);
-    const Points points = AnyPoints(random, random.OneIn(2));
-    std::map<int, std::pair<int, int>> rows;
-    const auto meet = [&](int x, int y) {
-      const auto [row, isNew] = rows.insert({y, {x, x}});
-      row->second = {std::min(row->second.first, x), std::max(row->second.second, x)};
-    };
-    for (std::size_t k = 0; k < points.size(); ++k) {
-      KXPoint p = points[k], q = points[(k + 1) % points.size()];
-      if (p.y > q.y) std::swap(p, q);
-      if (p.y == q.y || q.y == INT_MAX) continue;
-      const int dx = std::abs(q.x - p.x), dy = q.y - p.y, step = q.x < p.x ? -1 : 1;
-      int x = p.x, y = p.y, error = dx < dy || dx == dy ? 2 * dx - dy : 2 * dy - dx;
-      meet(x, y);
-      while (y < q.y) {
-        const bool both = error >= 0;
-        if (dx <= dy) {
-          error += both ? 2 * (dx - dy) : 2 * dx;
-          x += both ? step : 0;
-          ++y;
-        } else {
-          error += both ? 2 * (dy - dx) : 2 * dy;
-          x += step;
-          y += both ? 1 : 0;
-          if (!both) continue;
-        }
-        meet(y == q.y ? q.x : x, y);
-      }
-    }
-    for (const auto& [y, span] : rows) c.PaintSpan(span.first, span.second, y);
-    for (std::size_t k = 0; k < points.size(); ++k) {
-      const KXPoint p = points[k], q = points[(k + 1) % points.size()];
-      if (p.y == q.y) c.PaintSpan(std::min(p.x, q.x), std::max(p.x, q.x), p.y);
-    }
-    c.drawn.image.FillPolygonConvex(points.data(), int(points.size()), c.color, c.mode);
     ASSERT_EQ(c.drawn.bytes, c.expected.bytes) << i;
   }
 }

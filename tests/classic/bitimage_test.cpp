@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 
 #include "tests/classic/bitsupport.h"
@@ -25,30 +26,16 @@ TEST(BitImage, DescribesItselfToADevice) {
     image.Create(33, 5, bits);
     const BITMAPINFOHEADER& head = *image.GetBitmapInfoHeader();
     EXPECT_EQ(image.GetRowBytes(), rowBytes);
-    EXPECT_EQ(head.biSize, 40u);
-    EXPECT_EQ(head.biPlanes, 1);
-    EXPECT_EQ(head.biWidth, 33);
-    EXPECT_EQ(head.biHeight, -5);
-    EXPECT_EQ(head.biBitCount, bits);
-    EXPECT_EQ(head.biClrUsed, colors);
-    EXPECT_EQ(reinterpret_cast<const BYTE*>(&head) + 40,
-              reinterpret_cast<const BYTE*>(image.GetPalettes()));
+    EXPECT_TRUE(head.biSize == 40 && head.biPlanes == 1 && head.biWidth == 33 &&
+                head.biHeight == -5 && head.biBitCount == bits && head.biClrUsed == colors);
+    const auto* const palette = reinterpret_cast<const BYTE*>(&head) + 40;
+    EXPECT_EQ(palette, reinterpret_cast<const BYTE*>(image.GetPalettes()));
+    for (DWORD i = 0; i < colors && bits != 4; ++i) {
+      const auto grey = static_cast<BYTE>(i * 255 / (colors - 1));
+      const BYTE expected[] = {grey, grey, grey};
+      EXPECT_EQ(std::memcmp(palette + 4 * i, expected, 3), 0) << i;
+    }
   }
-}
-
-TEST(BitImage, HasPalettesOfBlackAndWhiteAndOfGreys) {
-  KXBitImage image;
-  const auto greyOf = [&](int i) {
-    const tagRGBQUAD& color = image.GetPalettes()[i];
-    EXPECT_EQ(color.rgbBlue, color.rgbGreen);
-    EXPECT_EQ(color.rgbRed, color.rgbGreen);
-    return int{color.rgbRed};
-  };
-  image.Create(1, 1, 1);
-  EXPECT_EQ(greyOf(0), 0);
-  EXPECT_EQ(greyOf(1), 255);
-  image.Create(1, 1, 8);
-  for (int i = 0; i < 256; ++i) EXPECT_EQ(greyOf(i), i);
 }
 
 TEST(BitImage, CopiesPixelsAndPaletteToOneOfItsOwn) {
@@ -170,8 +157,10 @@ TEST(BitImageStretch, ClipsAndScalesAsTold) {
   for (int fromBits : kBitDepths) {
     for (int toBits : kBitDepths) {
       for (int i = 0; i < 150; ++i) {
-        BitPicture from(fromBits, random.Int(1, 60), random.Int(1, 12), random);
-        BitPicture to(toBits, random.Int(1, 60), random.Int(1, 12), random);
+        // Columns are worked out for some thousands at a time.
+        const int widest = i == 0 ? 20000 : 60;
+        BitPicture from(fromBits, random.Int(1, widest), random.Int(1, 12), random);
+        BitPicture to(toBits, random.Int(1, widest), random.Int(1, 12), random);
         const int srcW = random.Int(1, from.image.GetWidth());
         const int srcH = random.Int(1, from.image.GetHeight());
         const int kind = random.Int(0, 3);
@@ -221,21 +210,6 @@ TEST(BitImageStretch, IsSafeForAnyNumbers) {
   EXPECT_EQ(none.StretchCopy(&to.image, 0, 0, 5, 5, 0, 0, 5, 5), 0);
   EXPECT_EQ(to.image.StretchCopy(&none, 0, 0, 5, 5, 0, 0, 5, 5), 0);
   EXPECT_EQ(to.image.StretchCopy(nullptr, 0, 0, 5, 5, 0, 0, 5, 5), 0);
-}
-
-// Columns are worked out for some thousands at a time.
-TEST(BitImageStretch, ScalesWideRows) {
-  Random random(64);
-  for (int bits : {1, 24}) {
-    BitPicture from(bits, 9001, 2, random), to(bits, 20000, 3, random);
-    for (const Stretch s :
-         {Stretch{-77, 0, 20077, 3, 0, 0, 9001, 2}, {3, 0, 8999, 1, 1, 0, 9000, 2}}) {
-      BitPicture expected(to);
-      ASSERT_EQ(ModelStretch(s, expected, from), 1);
-      EXPECT_EQ(Apply(s, to, from), 1);
-      EXPECT_EQ(to.bytes, expected.bytes) << s;
-    }
-  }
 }
 
 TEST(BitImageStretch, ReadsItselfAsItWas) {

@@ -65,58 +65,49 @@ struct Case {
   BitPicture to, expected, from;
 };
 
-TEST(BitKernels, CopyEachPairOfDepths) {
+template <class Function>
+void ExpectCopies(const Kernel<Function>& kernel, int width, int height, int fromWidth,
+                  int fromHeight, std::vector<int> (*steps)(int start, int from, int to),
+                  Random& random) {
+  Case c(kernel.from, kernel.to, width, height, fromWidth, fromHeight, random);
+  ModelPick(c.expected, c.x, c.y, c.from, steps(c.fromX, fromWidth, width),
+            steps(c.fromY, fromHeight, height));
+  if constexpr (std::is_same_v<Function, KXBitCopy>) {
+    kernel.run(c.Dest(), c.x, c.y, width, height, c.RowBytes(), c.Source(), c.fromX, c.fromY,
+               c.SourceRowBytes());
+  } else {
+    kernel.run(c.Dest(), c.x, c.y, width, height, c.RowBytes(), c.Source(), c.fromX, c.fromY,
+               fromWidth, fromHeight, c.SourceRowBytes());
+  }
+  ASSERT_EQ(c.to.bytes, c.expected.bytes) << kernel.from << " to " << kernel.to;
+}
+
+// A few are longer than the pieces that loops do at a time, and than what bits of these lie in.
+TEST(BitKernels, CopyReduceAndEnlargeEachPairOfDepths) {
   Random random(51);
-  for (const auto& kernel : kCopies) {
-    for (int i = 0; i < 60; ++i) {
+  const auto enlarged = [](int start, int from, int to) {
+    return EnlargedSteps(start, from, to, to, to);
+  };
+  for (int i = 0; i < 60; ++i) {
+    for (const auto& kernel : kCopies) {
       const int width = random.OneIn(8) ? random.Int(500, 600) : random.Int(0, 70);
       const int height = random.Int(0, 3);
-      Case c(kernel.from, kernel.to, width, height, width, height, random);
-      ModelPick(c.expected, c.x, c.y, c.from, ReducedSteps(c.fromX, width, width),
-                ReducedSteps(c.fromY, height, height));
-      kernel.run(c.Dest(), c.x, c.y, width, height, c.RowBytes(), c.Source(), c.fromX, c.fromY,
-                 c.SourceRowBytes());
-      ASSERT_EQ(c.to.bytes, c.expected.bytes) << kernel.from << " to " << kernel.to;
+      ExpectCopies(kernel, width, height, width, height, ReducedSteps, random);
     }
-  }
-}
-
-TEST(BitKernels, ReduceEachPairOfDepths) {
-  Random random(52);
-  for (const auto& kernel : kReductions) {
-    for (int i = 0; i < 60; ++i) {
-      // A few longer than the pieces that loops do at a time, and than what bits of these lie in.
-      const bool isLong = random.OneIn(6);
-      const int width = isLong ? random.Int(250, 600) : random.Int(1, 70);
+    for (const auto& kernel : kReductions) {
+      const int width = random.OneIn(6) ? random.Int(250, 600) : random.Int(1, 70);
       const int height = random.Int(1, 9);
-      const int fromWidth = width + (random.OneIn(4) ? 0 : random.Int(0, isLong ? 5 * width : 150));
-      const int fromHeight = height + (random.OneIn(4) ? 0 : random.Int(0, 20));
-      Case c(kernel.from, kernel.to, width, height, fromWidth, fromHeight, random);
-      ModelPick(c.expected, c.x, c.y, c.from, ReducedSteps(c.fromX, fromWidth, width),
-                ReducedSteps(c.fromY, fromHeight, height));
-      kernel.run(c.Dest(), c.x, c.y, width, height, c.RowBytes(), c.Source(), c.fromX, c.fromY,
-                 fromWidth, fromHeight, c.SourceRowBytes());
-      ASSERT_EQ(c.to.bytes, c.expected.bytes) << kernel.from << " to " << kernel.to;
+      const int more = random.OneIn(4) ? 0 : random.Int(0, random.OneIn(6) ? 3000 : 150);
+      ExpectCopies(kernel, width, height, width + more,
+                   height + (random.OneIn(4) ? 0 : random.Int(0, 20)), ReducedSteps, random);
     }
-  }
-}
-
-TEST(BitKernels, EnlargeEachPairOfDepths) {
-  Random random(53);
-  for (const auto& kernel : kEnlargements) {
-    for (int i = 0; i < 60; ++i) {
+    for (const auto& kernel : kEnlargements) {
       const int fromWidth = random.OneIn(6) ? random.Int(150, 400) : random.Int(1, 40);
       const int fromHeight = random.Int(1, 9);
       const int width =
           random.OneIn(4) ? fromWidth * random.Int(1, 4) : fromWidth + random.Int(0, 90);
       const int height = random.OneIn(4) ? fromHeight * 2 : fromHeight + random.Int(0, 20);
-      Case c(kernel.from, kernel.to, width, height, fromWidth, fromHeight, random);
-      ModelPick(c.expected, c.x, c.y, c.from,
-                EnlargedSteps(c.fromX, fromWidth, width, width, width),
-                EnlargedSteps(c.fromY, fromHeight, height, height, height));
-      kernel.run(c.Dest(), c.x, c.y, width, height, c.RowBytes(), c.Source(), c.fromX, c.fromY,
-                 fromWidth, fromHeight, c.SourceRowBytes());
-      ASSERT_EQ(c.to.bytes, c.expected.bytes) << kernel.from << " to " << kernel.to;
+      ExpectCopies(kernel, width, height, fromWidth, fromHeight, +enlarged, random);
     }
   }
 }

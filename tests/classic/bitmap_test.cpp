@@ -60,9 +60,6 @@ TEST(Bitmap, SectionsHaveRowsAndAPalette) {
     SCOPED_TRACE(c.bits);
     KXBitmap bitmap;
     bitmap.Create(nullptr, 5, 3, c.bits, 1, 1);
-    KXRect rect;
-    bitmap.GetSize(rect);
-    EXPECT_EQ(rect, KXRect(0, 0, 5, 3));
     EXPECT_TRUE(bitmap.GetWidth() == 5 && bitmap.GetHeight() == 3);
     EXPECT_TRUE(bitmap.GetBitCount() == c.bits && bitmap.GetPixelSize() == c.pixelSize);
     EXPECT_EQ(bitmap.GetRowBytes(), c.rowBytes);
@@ -147,7 +144,6 @@ TEST(Bitmap, LoadsPicturesOfModules) {
   const HINSTANCE program = kxwSetInstanceHandle(instance);
   EXPECT_TRUE(bitmap.LoadImageA(7, nullptr) && pict.Load(7, nullptr) && pict.Load(7, program));
   EXPECT_EQ(modules, (std::vector{program, instance, program}));
-  EXPECT_TRUE(bitmap.GetWidth() == 6 && pict.GetWidth() == 6 && pict.GetHeight() == 4);
   EXPECT_FALSE(bitmap.LoadImageA(8, nullptr) || pict.Load(8, nullptr));
   EXPECT_FALSE(bitmap.IsValid() || pict.IsValid() || pict.GetWidth());
   kxwSetInstanceHandle(nullptr);

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "tests/classic/painting.h"
+#include "tests/classic/shapes_model.h"
 
 // Lines and shapes against the walks that define them, pixel by pixel.
 
@@ -48,22 +49,14 @@ TEST(ClassicDrawing, RowsAreCutToTheImage) {
 }
 
 void LinePlainly(KXOffscreen& image, int x1, int y1, int x2, int y2, int width, DWORD fore) {
-  const int dx = std::abs(x2 - x1), dy = std::abs(y2 - y1);
-  const int stepX = x2 < x1 ? -1 : 1, stepY = y2 < y1 ? -1 : 1;
-  const int major = std::max(dx, dy), minor = std::min(dx, dy);
-  int d = 2 * minor - major, x = x1, y = y1;
-  for (int i = 0; i <= major; ++i) {
+  for (const KXPoint& at : WalkLine({x1, y1}, {x2, y2})) {
     for (int row = 0; row < width; ++row) {
       for (int column = 0; column < width; ++column) {
-        const int px = x - width / 2 + column, py = y - width / 2 + row;
+        const int px = at.x - width / 2 + column, py = at.y - width / 2 + row;
         if (!IsInside(px, py)) break;
         Model::Set(image, 24, fore, px, py);
       }
     }
-    const bool stepsAside = d >= 0;
-    d += stepsAside ? 2 * (minor - major) : 2 * minor;
-    if (dx >= dy || stepsAside) x += stepX;
-    if (dx < dy || stepsAside) y += stepY;
   }
 }
 

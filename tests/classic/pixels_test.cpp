@@ -65,23 +65,6 @@ TEST(ClassicPixels, EveryReadAndWriteFollowsTheTable) {
   }
 }
 
-// The threshold of writing is that of the packed colour, and the one of reading that of the sum.
-TEST(ClassicPixels, ThresholdsOfBlack) {
-  KXOffscreen bits, colors;
-  bits.Create(4, 1, 1, 0xFFFFFF, 1);
-  colors.Create(4, 1, 24, 0xFFFFFF, 1);
-  bits.Lock();
-  colors.Lock();
-  bits.Set24BitPixel(0x0000FF, 0, 0);
-  bits.Set24BitPixel(0x00017E, 1, 0);
-  bits.Set24BitPixel(0xFF00017D, 2, 0);
-  EXPECT_EQ(bits.GetBaseAddress()[0], 0xA0);
-  colors.Set24BitPixel(0x7F7F7F, 0, 0);
-  colors.Set24BitPixel(0x7F7F80, 1, 0);
-  EXPECT_EQ(colors.Get1BitPixel(0, 0), 1);
-  EXPECT_EQ(colors.Get1BitPixel(1, 0), 0);
-}
-
 TEST(ClassicCursor, WalksAsItIsTold) {
   Random random(3);
   for (int bits : kDepths) {

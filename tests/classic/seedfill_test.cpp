@@ -102,12 +102,17 @@ TEST(SeedFill, EqualsTheFillByPixelsToTheLastPoll) {
     Clot(*image, random);
     const DWORD colors[] = {0, 0xFFFFFF, 0x302010, 0xFF302010, random.Bits()};
     image->SetForeColor(colors[random.Int(0, 4)]);
+    image->SetClipRect({1, 1, 2, 2});  // neither counts here
+    image->SetTransparency(0);
     auto mask = random.OneIn(2) ? MakeNoise(1, width, height, random) : nullptr;
     if (mask) {
       Clot(*mask, random);
       mask->SetForeColor(DWORD{random.OneIn(2) ? 0u : 0xFFFFFF});
     }
-    KXOffscreen* const painted = mask ? mask.get() : image.get();
+    // The image that is read may be the mask that is painted.
+    const bool isOwnMask = bits == 1 && random.OneIn(4);
+    KXOffscreen* const gate = isOwnMask ? image.get() : mask.get();
+    KXOffscreen* const painted = gate ? gate : image.get();
     KXOffscreen before(*image), expected(*painted);
     before.Lock();
     expected.SetForeColor(painted->GetForeColor());
@@ -116,13 +121,15 @@ TEST(SeedFill, EqualsTheFillByPixelsToTheLastPoll) {
     const int last = random.OneIn(2) ? random.Int(1, 20) : 1 << 30;
     tagRECT bounds = {-7, -7, -7, -7}, expectedBounds = bounds;
     SCOPED_TRACE(testing::Message() << bits << " bits, case " << i);
-    const int asked = ModelFill(mask ? before : expected, mask ? &expected : nullptr, seed.x,
-                                seed.y, last, expectedBounds);
+    const int asked = ModelFill(gate && !isOwnMask ? before : expected, gate ? &expected : nullptr,
+                                seed.x, seed.y, last, expectedBounds);
     const Polls polls(last);
     tagRECT* const box = random.OneIn(9) ? nullptr : &bounds;
-    if (mask) {
-      image->SeedScanFill1BitMask(*mask, seed, box);
-      ASSERT_EQ(BytesOf(*image), BytesOf(before));
+    if (gate) {
+      image->SeedScanFill1BitMask(*gate, seed, box);
+      if (!isOwnMask) {
+        ASSERT_EQ(BytesOf(*image), BytesOf(before));
+      }
     } else {
       image->SeedScanFill(seed, box);
     }
@@ -134,24 +141,6 @@ TEST(SeedFill, EqualsTheFillByPixelsToTheLastPoll) {
   }
 }
 
-// The image that is read may be the mask that is painted.
-TEST(SeedFill, OfAMaskByItself) {
-  Random random(22);
-  for (int i = 0; i < 50; ++i) {
-    const auto image = MakeNoise(1, 90, 20, random);
-    Clot(*image, random);
-    image->SetForeColor(DWORD{random.OneIn(2) ? 0u : 0xFFFFFF});
-    KXOffscreen expected(*image);
-    expected.SetForeColor(image->GetForeColor());
-    expected.Lock();
-    tagRECT bounds, expectedBounds;
-    ModelFill(expected, &expected, 40, 10, 1 << 30, expectedBounds);
-    image->SeedScanFill1BitMask(*image, {40, 10}, &bounds);
-    ASSERT_EQ(BytesOf(*image), BytesOf(expected));
-    ASSERT_TRUE(bounds == expectedBounds);
-  }
-}
-
 /// A white row above one in which every second pixel is black: a seed for each white one.
 void MakeComb(KXOffscreen& image, int teeth) {
   image.Create(2 * teeth, 3, 8, 0xFFFFFF, 1);
@@ -160,15 +149,12 @@ void MakeComb(KXOffscreen& image, int teeth) {
 }
 
 TEST(SeedFill, KeepsMoreSeedsThanTheFirst1024) {
-  KXOffscreen image, expected;
+  KXOffscreen image;
   MakeComb(image, 5000);
-  MakeComb(expected, 5000);
-  for (int x = 0; x < 10000; ++x) {
-    for (int y = 0; y < 3; ++y) Model::Set(expected, 8, 255, x, y);
-  }
   tagRECT bounds;
   image.SeedScanFill({17, 0}, &bounds);
-  EXPECT_EQ(BytesOf(image), BytesOf(expected));
+  const std::vector<BYTE> bytes = BytesOf(image);
+  EXPECT_EQ(std::count(bytes.begin(), bytes.end(), 255), 30000);
   EXPECT_TRUE((bounds == tagRECT{0, 0, 10000, 3}));
 }
 
@@ -188,50 +174,6 @@ TEST(SeedFill, OutOfMemoryKeepsWhatIsPainted) {
     image.Lock();
     for (int x : {0, 1, 999, 2 * teeth - 1}) EXPECT_EQ(Model::Get(image, 8, x, 0), 255u);
     EXPECT_EQ(Model::Get(image, 8, 0, 2), teeth == 512 ? 255u : 0u);
-  }
-}
-
-TEST(SeedFill, HeedsNeitherAlphaNorClip) {
-  KXOffscreen image;
-  image.Create(9, 9, 32, 0xFFFFFF, 1);
-  image.Lock();
-  for (int x = 0; x < 9; ++x) Model::Set(image, 32, 0xFFFFFF | DWORD(x) << 24, x, x);
-  image.SetClipRect({3, 3, 5, 5});
-  image.SetTransparency(0);
-  image.SetForeColor(DWORD{0x123456});
-  tagRECT bounds;
-  image.SeedScanFill({8, 0}, &bounds);
-  EXPECT_TRUE((bounds == tagRECT{0, 0, 9, 9}));
-  for (int i = 0; i < 81; ++i) EXPECT_EQ(Model::Get(image, 32, i % 9, i / 9), 0xFF123456);
-
-  // The seed's own colour with an alpha: each pixel gets the alpha 255, and the fill ends.
-  image.SetForeColor(DWORD{0x01FFFFFF});
-  for (int y = 0; y < 9; ++y) Model::Set(image, 32, 0x77FFFFFF, 4, y);
-  const Polls polls;
-  image.SeedScanFill({4, 4}, &bounds);
-  EXPECT_TRUE((bounds == tagRECT{4, 0, 5, 9}));
-  EXPECT_EQ(polls.Count(), 9);
-  for (int y = 0; y < 9; ++y) EXPECT_EQ(Model::Get(image, 32, 4, y), 0xFFFFFFFF);
-  image.SetForeColor(DWORD{0xFFFFFF});
-  Model::Set(image, 32, 0x77FFFFFF, 4, 4);
-  bounds = {};
-  image.SeedScanFill({4, 4}, &bounds);
-  EXPECT_EQ(Model::Get(image, 32, 4, 4), 0x77FFFFFFu);
-  EXPECT_EQ(bounds.right, 0);
-}
-
-TEST(SeedFill, StopsBehindTheFirstRunIfAsked) {
-  KXOffscreen image;
-  image.Create(70, 5, 24, 0xFFFFFF, 1);
-  image.Lock();
-  Model::Set(image, 24, 0, 66, 2);
-  const Polls polls(1);
-  tagRECT bounds;
-  image.SeedScanFill({30, 2}, &bounds);
-  EXPECT_TRUE((bounds == tagRECT{0, 2, 66, 3}));
-  for (int x = 0; x < 70; ++x) {
-    EXPECT_EQ(Model::Get(image, 24, x, 2), x <= 66 ? 0 : 0xFFFFFFu);
-    EXPECT_EQ(Model::Get(image, 24, x, 1), 0xFFFFFFu);
   }
 }
 

@@ -38,43 +38,30 @@ class Image : public KXOffscreen {
     }
     return pixels;
   }
-  /// The whole image, through scratch pictures that are made.
-  void Smooth() { DoSmoothing(nullptr, nullptr, nullptr, nullptr, nullptr); }
 };
-
-/// A picture in which '.' is `light` and 'x' is `dark`.
-void Draw(Image& image, const std::vector<std::string>& rows, DWORD light, DWORD dark) {
-  for (int y = 0; y < image.GetHeight(); ++y) {
-    for (int x = 0; x < image.GetWidth(); ++x) {
-      image.Set(x, y, rows[std::size_t(y)][std::size_t(x)] == 'x' ? dark : light);
-    }
-  }
-}
 
 constexpr DWORD kWhite = 0xFFFFFFFF, kBlack = 0xFF000000;
 DWORD Grey(int value) { return kBlack | static_cast<DWORD>(value) * 0x010101; }
 
-/// The pixels that differ from the picture before, as expected: all others are as they were.
-void ExpectChanged(const Image& image, const Image& before,
-                   std::map<std::pair<int, int>, DWORD> changed) {
-  for (int y = 0; y < image.GetHeight(); ++y) {
-    for (int x = 0; x < image.GetWidth(); ++x) {
-      const auto found = changed.find({x, y});
-      EXPECT_EQ(image.At(x, y), found == changed.end() ? before.At(x, y) : found->second)
-          << x << ", " << y;
-    }
-  }
-}
-
+/// Smooths a picture in which '.' is `light` and 'x' is `dark`. All but these pixels stay.
 void ExpectSmoothed(const std::vector<std::string>& rows, DWORD light, DWORD dark,
                     const std::map<std::pair<int, int>, DWORD>& changed) {
   Image image(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
-  Draw(image, rows, light, dark);
-  Image before(image);
-  before.Lock();
+  const auto before = [&](int x, int y) {
+    return rows[std::size_t(y)][std::size_t(x)] == 'x' ? dark : light;
+  };
+  for (int y = 0; y < image.GetHeight(); ++y) {
+    for (int x = 0; x < image.GetWidth(); ++x) image.Set(x, y, before(x, y));
+  }
   image.Lock();  // one is taken
-  image.Smooth();
-  ExpectChanged(image, before, changed);
+  image.DoSmoothing(nullptr, nullptr, nullptr, nullptr, nullptr);
+  for (int y = 0; y < image.GetHeight(); ++y) {
+    for (int x = 0; x < image.GetWidth(); ++x) {
+      const auto found = changed.find({x, y});
+      EXPECT_EQ(image.At(x, y), found == changed.end() ? before(x, y) : found->second)
+          << x << ", " << y;
+    }
+  }
 }
 
 // A step of four pixels. Each side of it has two pixels: at the corner 1/32 and 3/32 of the pixel
@@ -94,93 +81,39 @@ TEST(Smoothing, OfAStepAlongRows) {
                   {{3, 1}, DWORD{223} << 24}});
 }
 
-// Along the columns positions count from the bottom, so this is the picture above, turned left.
-TEST(Smoothing, OfAStepAlongColumns) {
-  // At a corner that the rows have not met, 5/8 of the pixel are left.
-  ExpectSmoothed(
-      {"xx", "xx", "xx", "xx", ".x", ".x", ".x", ".x", "..", ".."}, kWhite, kBlack,
-      {{{0, 4}, Grey(159)}, {{0, 5}, Grey(223)}, {{1, 6}, Grey(31)}, {{1, 7}, Grey(95)}});
-}
-
-// The inner corners of steps of two by two pixels belong to a row's step and to a column's.
-TEST(Smoothing, OfCornersThatRowsAndColumnsShare) {
-  ExpectSmoothed({"......xx", "......xx", "....xxxx", "....xxxx", "..xxxxxx", "..xxxxxx"}, kWhite,
-                 kBlack,
-                 {{{5, 1}, Grey(127 + 15 + 47)},
-                  {{4, 2}, Grey(15 + (47 + 47) / 2 + 15)},
-                  {{3, 3}, Grey(47 + (15 + 15) / 2 + 63 + 47)},
-                  {{2, 4}, Grey(47 + 15)}});
-}
-
-TEST(Smoothing, OfARunThatBulgesFromAnEdge) {
-  ExpectSmoothed(
-      {"............", "....xxxx....", "xxxxxxxxxxxx"}, kWhite, kBlack,
-      {{{4, 1}, Grey(111)}, {{5, 1}, Grey(47)}, {{6, 1}, Grey(47)}, {{7, 1}, Grey(111)}});
-}
-
-// Steps of one pixel get their ramps along the rows alone: 7/8 of the pixel.
-TEST(Smoothing, OfADiagonal) {
-  ExpectSmoothed(
-      {"...x", "..xx", ".xxx", "xxxx"}, kWhite, kBlack,
-      {{{2, 0}, Grey(223)}, {{1, 1}, Grey(223)}, {{2, 1}, Grey(31)}, {{1, 2}, Grey(31)}});
-}
-
-TEST(Smoothing, LeavesStraightEdgesAlone) {
-  ExpectSmoothed({"...", "...", "..."}, kWhite, kBlack, {});
-  ExpectSmoothed({"..xx", "..xx", "..xx", "..xx"}, kWhite, kBlack, {});
-  ExpectSmoothed({"....", "....", "xxxx", "xxxx"}, kWhite, kBlack, {});
-  ExpectSmoothed({"x"}, kWhite, kBlack, {});
-}
-
-TEST(Smoothing, BordersAndMeans) {
-  Image image(1, 1);
-  struct {
-    tagQMRGBCOLOR a, b;
-    int threshold, isBorder;
-  } cases[] = {{{255, 0, 0, 0}, {255, 10, 20, 12}, 42, 0},
-               {{255, 0, 0, 0}, {255, 10, 20, 13}, 42, 1},
-               {{255, 0, 90, 0}, {255, 20, 60, 14}, 64, 0},
-               {{255, 0, 90, 0}, {255, 20, 60, 15}, 64, 1},
-               {{254, 0, 0, 0}, {255, 255, 255, 255}, 42, 0},  // not opaque is white
-               {{0, 0, 0, 0}, {200, 9, 8, 7}, 42, 0},          // both white, 200 apart
-               {{0, 255, 255, 255}, {201, 255, 255, 255}, 42, 1},
-               {{0, 255, 255, 255}, {255, 255, 255, 255}, 765, 1}};
-  for (auto& c : cases) {
-    EXPECT_EQ(image.FindBorder(&c.a, &c.b, c.threshold), c.isBorder);
-    EXPECT_EQ(image.FindBorder(&c.b, &c.a, c.threshold), c.isBorder);
-  }
-  const auto mean = image.AveragePixel({-3, 3, 254, 0}, {0, 0, 255, 1});
-  EXPECT_EQ(mean.alpha, -1);  // toward zero
-  EXPECT_EQ(mean.red, 1);
-  EXPECT_EQ(mean.green, 254);
-  EXPECT_EQ(mean.blue, 0);
-  const auto ramp = image.CalcRGBValue({1, 255, 0, -9}, {0, 0, 100, 0}, 0.2, 0.25);
-  EXPECT_EQ(ramp.alpha, 1);  // 0.05, and not 0
-  EXPECT_EQ(ramp.red, 12);
-  EXPECT_EQ(ramp.green, 20);
-  EXPECT_EQ(ramp.blue, 0);
-}
-
-TEST(Smoothing, CutsLinesIntoRuns) {
+TEST(Smoothing, PartsForDerivedClasses) {
   Image image(5, 3, 32, kWhite);
   const int reds[] = {0, 42, 84, 127, 90};
   for (int x = 0; x < 5; ++x) image.Set(x, 1, kBlack | static_cast<DWORD>(reds[x]));
   KXOffscreen::_LData runs[5][3] = {};
   int positions[5][3] = {};
   image.ReadyLineData(&runs, &positions, 0, 1, 2, 0, 5);
-  EXPECT_EQ(runs[0][2].start, 0);
-  EXPECT_EQ(runs[0][2].end, 3);
-  EXPECT_EQ(runs[0][2].color.red, 42);  // of the end pixels, 0 and 84
-  EXPECT_EQ(runs[1][2].end, 5);
-  EXPECT_EQ(runs[1][2].color.red, 108);
-  EXPECT_EQ(runs[1][2].color.alpha, 255);
+  EXPECT_TRUE(runs[0][2].start == 0 && runs[0][2].end == 3 && runs[1][2].end == 5);
+  EXPECT_TRUE(runs[0][2].color.red == 42 && runs[1][2].color.red == 108);  // of the end pixels
   for (int x = 0; x < 5; ++x) EXPECT_EQ(positions[x][2], x > 2);
-  // Column 3 from the bottom: white, red 127, white.
-  image.ReadyLineData(&runs, &positions, 1, 3, 0, 1, 3);
-  EXPECT_EQ(runs[0][0].start, 1);
-  EXPECT_EQ(runs[0][0].color.red, 127);
-  EXPECT_EQ(runs[1][0].color.red, 255);
-  EXPECT_EQ(positions[2][0], 1);
+
+  Random random(30);
+  for (int i = 0; i < 2000; ++i) {
+    const int alphas[] = {0, 1, 54, 200, 201, 254, 255};
+    ModelSmoothing::Pixel p[2];
+    for (auto& pixel : p) {
+      pixel = {alphas[random.Int(0, 6)], random.Int(0, 30), random.Int(0, 30), random.Int(0, 30)};
+    }
+    tagQMRGBCOLOR a{p[0].a, p[0].r, p[0].g, p[0].b}, b{p[1].a, p[1].r, p[1].g, p[1].b};
+    for (int threshold : {42, 64}) {
+      ASSERT_EQ(image.FindBorder(&a, &b, threshold), ModelSmoothing::Border(p[0], p[1], threshold));
+    }
+  }
+  const auto mean = image.AveragePixel({-3, 3, 254, 0}, {0, 0, 255, 1});
+  EXPECT_TRUE(mean.alpha == -1 && mean.red == 1 && mean.green == 254 && mean.blue == 0);
+  const auto ramp = image.CalcRGBValue({1, 255, 0, -9}, {0, 0, 100, 0}, 0.2, 0.25);
+  EXPECT_TRUE(ramp.alpha == 1 && ramp.red == 12 && ramp.green == 20 && ramp.blue == 0);
+}
+
+TEST(Smoothing, CutsNoLinesThatAreNotThere) {
+  Image image(5, 3, 32, kWhite);
+  KXOffscreen::_LData runs[5][3] = {};
+  int positions[5][3] = {};
   const auto fails = [&](int direction, int line, int slot, int start, int end) {
     return CodeOf(
         [&] { image.ReadyLineData(&runs, &positions, direction, line, slot, start, end); });

@@ -155,32 +155,6 @@ TEST(ClassicTurns, AWholeImageIsTurnedIntoANewOneOrWhatIsThere) {
   }
 }
 
-// Hand-made: white beside the left column is mixed in, and beyond that is the colour.
-TEST(ClassicTurns, EdgesMixWithWhiteAndEndInTheColor) {
-  KXOffscreen source, image;
-  source.Create(4, 4, 24, 0, 1);
-  source.Lock();
-  image.Create(8, 8, 24, 0x777777, 1);
-  image.Lock();
-  source.RotationImage(image, 0, -3, -1, 9, 7, 0x123456);
-  EXPECT_EQ(image.Get24BitPixel(0, 0), 0u);  // a turn by 0 copies the rectangle
-  EXPECT_EQ(image.Get24BitPixel(3, 3), 0u);
-  EXPECT_EQ(image.Get24BitPixel(4, 3), 0x123456u);
-  EXPECT_EQ(image.Get24BitPixel(5, 5), 0x123456u);
-  EXPECT_EQ(image.Get24BitPixel(6, 5), 0x777777u);  // outside of the rectangle
-  EXPECT_EQ(image.Get24BitPixel(5, 6), 0x777777u);
-
-  KXOffscreen turned;
-  source.CreateRotationImage(turned, 45, 1);
-  turned.Lock();
-  ASSERT_EQ(turned.GetWidth(), 5);  // 4 times the root of 2
-  EXPECT_EQ(turned.Get24BitPixel(0, 0), kWhite);
-  EXPECT_EQ(turned.Get24BitPixel(2, 2), 0u);
-  const DWORD edge = turned.Get24BitPixel(0, 2);  // most of it black, some of it white
-  EXPECT_GT(edge & 255, 0u);
-  EXPECT_LT(edge & 255, 255u);
-}
-
 TEST(ClassicTurns, OfAnImageToItselfReadWhatWasThere) {
   Random random(33);
   const auto image = MakePatched(24, 40, 30, random),
