@@ -3,9 +3,7 @@
 #if defined(KXWCMN_WITH_OPENCV) && defined(KXWCMN_WITH_PIXMAN)
 
 #include <benchmark/benchmark.h>
-#include <pixman.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <opencv2/core.hpp>
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "bench/pictures.h"
+#include "bench/pixmanturn.h"
 #include "bench/table.h"
 #include "kxwcmn/classic/offscreen.h"
 
@@ -101,28 +100,8 @@ constexpr int kTurned = 2048, kDegrees = 30;
 void RotateWithPixman(State& state) {
   KXOffscreen source;
   MakePhotograph(source, 32, kTurned);
-  const double angle = kDegrees * 0.017453292519943295;
-  const int side = static_cast<int>(kTurned * (std::cos(angle) + std::sin(angle)));
-  pixman_image_t* const src = pixman_image_create_bits(
-      PIXMAN_a8r8g8b8, kTurned, kTurned, reinterpret_cast<uint32_t*>(source.GetBaseAddress()),
-      source.GetRowBytes());
-  pixman_transform_t turn, part;
-  pixman_transform_init_translate(&turn, pixman_int_to_fixed(kTurned / 2),
-                                  pixman_int_to_fixed(kTurned / 2));
-  pixman_transform_init_rotate(&part, pixman_double_to_fixed(std::cos(angle)),
-                               pixman_double_to_fixed(std::sin(angle)));
-  pixman_transform_multiply(&turn, &turn, &part);
-  pixman_transform_init_translate(&part, pixman_int_to_fixed(-side / 2),
-                                  pixman_int_to_fixed(-side / 2));
-  pixman_transform_multiply(&turn, &turn, &part);
-  pixman_image_set_transform(src, &turn);
-  pixman_image_set_filter(src, PIXMAN_FILTER_BILINEAR, nullptr, 0);
-  for (auto _ : state) {
-    pixman_image_t* const dst = pixman_image_create_bits(PIXMAN_a8r8g8b8, side, side, nullptr, 0);
-    pixman_image_composite32(PIXMAN_OP_SRC, src, nullptr, dst, 0, 0, 0, 0, 0, 0, side, side);
-    pixman_image_unref(dst);
-  }
-  pixman_image_unref(src);
+  kxw::bench::TurnWithPixman(state, reinterpret_cast<uint32_t*>(source.GetBaseAddress()), kTurned,
+                             source.GetRowBytes(), kDegrees, PIXMAN_FILTER_BILINEAR);
 }
 
 bool AddRotation(int bits, int mode, bool isFlat, double wanted) {

@@ -2,10 +2,8 @@
 #if defined(KXWCMN_WITH_OPENCV) && defined(KXWCMN_WITH_PIXMAN)
 
 #include <benchmark/benchmark.h>
-#include <pixman.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <opencv2/core.hpp>
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "bench/pictures.h"
+#include "bench/pixmanturn.h"
 #include "bench/table.h"
 #include "kxwcmn/offscreen/voffscreen.h"
 
@@ -184,30 +183,8 @@ bool AddRotation(int smooth, double wanted) {
         const Bytes photograph = kxw::bench::Photograph(32, kSide, kSide);
         std::vector<DWORD> from(photograph.size() / 4);
         std::memcpy(from.data(), photograph.data(), photograph.size());
-        const double angle = kDegrees * 0.017453292519943295;
-        const int side = static_cast<int>(kSide * (std::cos(angle) + std::sin(angle)));
-        pixman_image_t* const src =
-            pixman_image_create_bits(PIXMAN_a8r8g8b8, kSide, kSide, from.data(), kSide * 4);
-        pixman_transform_t turn;
-        pixman_transform_init_translate(&turn, pixman_int_to_fixed(kSide / 2),
-                                        pixman_int_to_fixed(kSide / 2));
-        pixman_transform_t part;
-        pixman_transform_init_rotate(&part, pixman_double_to_fixed(std::cos(angle)),
-                                     pixman_double_to_fixed(std::sin(angle)));
-        pixman_transform_multiply(&turn, &turn, &part);
-        pixman_transform_init_translate(&part, pixman_int_to_fixed(-side / 2),
-                                        pixman_int_to_fixed(-side / 2));
-        pixman_transform_multiply(&turn, &turn, &part);
-        pixman_image_set_transform(src, &turn);
-        pixman_image_set_filter(src, smooth ? PIXMAN_FILTER_BILINEAR : PIXMAN_FILTER_NEAREST,
-                                nullptr, 0);
-        for (auto _ : state) {
-          pixman_image_t* const dst =
-              pixman_image_create_bits(PIXMAN_a8r8g8b8, side, side, nullptr, 0);
-          pixman_image_composite32(PIXMAN_OP_SRC, src, nullptr, dst, 0, 0, 0, 0, 0, 0, side, side);
-          pixman_image_unref(dst);
-        }
-        pixman_image_unref(src);
+        kxw::bench::TurnWithPixman(state, from.data(), kSide, kSide * 4, kDegrees,
+                                   smooth ? PIXMAN_FILTER_BILINEAR : PIXMAN_FILTER_NEAREST);
       });
   return true;
 }
