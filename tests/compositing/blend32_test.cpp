@@ -74,6 +74,21 @@ TEST_P(Blend32, IsTheRuleForAllAlphasAndDifferences) {
   }
 }
 
+// Every alpha over every two channels; the three of a pixel differ.
+TEST_P(Blend32, OverOpaqueIsTheRuleForAllAlphasAndChannels) {
+  std::vector<DWORD> pixels(256 * 256), colors(pixels.size()), expected(pixels.size());
+  for (DWORD a = 0; a < 256; ++a) {
+    for (DWORD i = 0; i < pixels.size(); ++i) {
+      const DWORD p = i & 255, c = i >> 8;
+      pixels[i] = 0xFF000000 | p << 16 | (p ^ 85) << 8 | (255 - p);
+      colors[i] = a << 24 | c << 16 | (c ^ 170) << 8 | (c ^ 15);
+      expected[i] = Blended(pixels[i], colors[i]);
+    }
+    kxw::BlendRun32(pixels.data(), colors.data(), int(pixels.size()));
+    ASSERT_EQ(pixels, expected) << "alpha " << a;
+  }
+}
+
 // Stretches of one kind of pixel in random order, so that each is met whole and in part.
 TEST_P(Blend32, RunsOfEveryKind) {
   std::mt19937 random(1);
