@@ -10,6 +10,8 @@ namespace {
 
 constexpr int kBlock = KXVOffscreen::kBlockSize;
 constexpr int kBlockRowBytes = 4 * kBlock;
+/// Rows that are laid over the board while the processor still has them at hand.
+constexpr int kStrip = 16;
 
 DWORD* RowOf(KXBitImage& frame, int y) {
   return reinterpret_cast<DWORD*>(frame.GetBaseAddress() +
@@ -36,20 +38,33 @@ class BlockPainter {
           image_.GetBlockByIndex(image_.GetBlockIndex(column * kBlock, row * kBlock));
       converted_.assign(std::size_t{kBlock} * kBlock, 0);
       ReadAsShown(image_, part, converted_.data(), kBlock);
-      Scale(reinterpret_cast<BYTE*>(converted_.data()), square, seen);
+      Show(reinterpret_cast<BYTE*>(converted_.data()), square, seen);
     } else if (BYTE* const pixels = image_.GetCurrentAddress()) {
-      Scale(pixels, square, seen);
+      Show(pixels, square, seen);
     } else {
       kxThrowError(kxw::kErrorNotEnoughMemory);
-    }
-    for (int y = seen.top; y < seen.bottom; ++y) {
-      ground_.board.LayOver(RowOf(frame_, y) + seen.left, seen.Width(), seen.left - view_.Left(),
-                            y - view_.Top());
     }
   }
 
  private:
-  /// Brings the block's pixels to the frame.
+  /// Brings the block's pixels to the frame, and lays them over the board.
+  void Show(BYTE* pixels, const KXRect& square, const KXRect& seen) {
+    // Averages of a block are taken at once.
+    const int strip = side_ < kBlock ? std::max(seen.Height(), 1) : kStrip;
+    for (int top = seen.top; top < seen.bottom; top += strip) {
+      const KXRect part(seen.left, top, seen.right, std::min<int>(top + strip, seen.bottom));
+      Scale(pixels, square, part);
+      LayOverBoard(part);
+    }
+  }
+
+  void LayOverBoard(const KXRect& part) {
+    for (int y = part.top; y < part.bottom; ++y) {
+      ground_.board.LayOver(RowOf(frame_, y) + part.left, part.Width(), part.left - view_.Left(),
+                            y - view_.Top());
+    }
+  }
+
   void Scale(BYTE* pixels, const KXRect& square, const KXRect& seen) {
     const int x = seen.left - square.left, y = seen.top - square.top;
     BYTE* const to = frame_.GetBaseAddress();

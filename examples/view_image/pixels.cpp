@@ -13,6 +13,9 @@ DWORD Div255(DWORD pair) {
   return (pair + (pair >> 8 & kEven)) >> 8 & kEven;
 }
 
+/// Pixels that are alike in most pictures: wholly covered or wholly clear.
+constexpr int kAlike = 8;
+
 /// Lays pixels over a colour.
 void LayOverColor(DWORD* pixels, int count, DWORD ground) {
   const DWORD even = ground & kEven, odd = ground >> 8 & kEven;
@@ -21,6 +24,20 @@ void LayOverColor(DWORD* pixels, int count, DWORD ground) {
     const DWORD low = Div255((p & kEven) * alpha + even * rest);
     const DWORD high = Div255((p >> 8 & kEven) * alpha + odd * rest);
     pixels[i] = low | high << 8 | 0xFF000000;
+  }
+}
+
+void LayAlikeOverColor(DWORD* pixels, DWORD ground) {
+  DWORD all = 0xFFFFFFFF, any = 0;
+  for (int i = 0; i < kAlike; ++i) {
+    all &= pixels[i];
+    any |= pixels[i];
+  }
+  if (all >> 24 == 255) return;
+  if (any >> 24 == 0) {
+    std::fill_n(pixels, kAlike, ground | 0xFF000000);
+  } else {
+    LayOverColor(pixels, kAlike, ground);
   }
 }
 
@@ -64,7 +81,9 @@ void Checkerboard::ForEachSquare(int count, i64 x, i64 y, Op op) const {
 void Checkerboard::LayOver(DWORD* pixels, int count, i64 x, i64 y) const {
   if (IsOpaque(pixels, static_cast<std::size_t>(count))) return;
   ForEachSquare(count, x, y, [&](int first, int width, DWORD color) {
-    LayOverColor(pixels + first, width, color);
+    DWORD* at = pixels + first;
+    for (; width >= kAlike; width -= kAlike, at += kAlike) LayAlikeOverColor(at, color);
+    LayOverColor(at, width, color);
   });
 }
 

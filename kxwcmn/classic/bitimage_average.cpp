@@ -10,6 +10,7 @@
 #include "kxwcmn/platform/error.h"
 #include "kxwcmn/platform/vectorize_internal.h"
 #include "kxwcmn/resample/detail/boxes.h"
+#include "kxwcmn/resample/detail/smallboxes.h"
 
 // Reductions by averages of boxes. A box whose sums fit small numbers is summed with its
 // neighbours, rows first; the others, which are few or large, pixel by pixel.
@@ -82,11 +83,12 @@ struct Group {
   static constexpr int kMostColumns = 1024, kMostRows = 257;
 
   Group(int firstBox, const int* edges, int count, int shortest)
-      : first(firstBox), columns(edges, count, shortest), average(columns) {}
+      : first(firstBox), columns(edges, count, shortest), average(columns), small(columns) {}
 
   int first;
   kxw::BoxColumns columns;
   kxw::BoxAverage average;
+  kxw::SmallBoxAverage small;
 };
 
 /// The averages of one pair of rectangles.
@@ -148,6 +150,10 @@ class Averages {
     const int width = group.columns.Begin(count - 1) + group.columns.Length(count - 1);
     const BYTE* const from = Row(y_.SrcOf(row)) + x_.SrcOf(group.first) * (From::kBits / 8);
     const int rowBytes = source_.GetRowBytes();
+    if (kxw::SmallBoxAverage::CanTake(group.columns, rows)) {
+      StoreSmall(group, from, rows, width, to);
+      return;
+    }
     if constexpr (From::kBits == 24) {
       CopyRows(from, rows, width);
       kxw::SumRows(words_.data(), 4 * width, rows, 4 * width, sums_);
@@ -162,7 +168,27 @@ class Averages {
       kxw::SumRows(words_.data(), 4 * width, rows, 4 * width, sums_);
       kxw::AverageDrawn(sums_, counts_, group.columns, rows, kBlank, pixels_);
     }
-    for (int i = 0; i < count; ++i) Put(to, group.first + i, Bit32::Load(pixels_, i));
+    PutAll(to, group.first, count);
+  }
+
+  void StoreSmall(const Group& group, const BYTE* from, int rows, int width, BYTE* to) {
+    std::ptrdiff_t toNext = rows > 1 ? source_.GetRowBytes() : 0;
+    if constexpr (From::kBits == 24) {
+      CopyRows(from, rows, width);
+      from = words_.data();
+      toNext = toNext ? 4 * width : 0;
+    }
+    if constexpr (To::kBits == 32) {
+      group.small.Take(from, from + toNext, kBlank,
+                       to + std::ptrdiff_t{4} * x_.DestOf(group.first));
+    } else {
+      group.small.Take(from, from + toNext, kBlank, pixels_);
+      PutAll(to, group.first, group.columns.Count());
+    }
+  }
+
+  void PutAll(BYTE* to, int first, int count) const {
+    for (int i = 0; i < count; ++i) Put(to, first + i, Bit32::Load(pixels_, i));
   }
 
   /// Where row `k` of `width` words begins.

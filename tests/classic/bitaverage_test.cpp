@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "tests/classic/bitsupport.h"
@@ -94,6 +95,48 @@ TEST(BitAverages, EqualSumsOfEachBox) {
         ASSERT_EQ(to.bytes, expected.bytes) << fromBits << " to " << toBits << ", case " << i;
       }
     }
+  }
+}
+
+/// Fills a picture with stretches as a cel has them: of one colour, clear with whatever colour,
+/// with holes, and of noise, with many channels near their ends.
+void PaintStretches(BitPicture& picture, Random& random) {
+  const std::size_t size = picture.image.GetBitCount() == 32 ? 4 : 3;
+  for (std::size_t at = 0; at + size <= picture.bytes.size();) {
+    const int kind = random.Int(0, 4), alpha = kind == 0 ? 0 : random.OneIn(3) ? 1 : 255;
+    const BYTE flat = static_cast<BYTE>(random.Int(0, 255));
+    for (int left = random.Int(1, 150); left > 0 && at + size <= picture.bytes.size(); --left) {
+      for (std::size_t c = 0; c < size; ++c) {
+        if (kind == 1) picture.bytes[at + c] = flat;
+        if (kind >= 3 && random.OneIn(2)) picture.bytes[at + c] = random.OneIn(2) ? 255 : 0;
+      }
+      if (size == 4 && kind < 4) picture.bytes[at + 3] = static_cast<BYTE>(alpha);
+      if (size == 4 && kind == 3 && random.OneIn(9)) picture.bytes[at + 3] = 0;
+      at += size;
+    }
+  }
+}
+
+// Boxes of one and two columns and rows, on rows that are longer than a few dozen boxes and that
+// end anywhere.
+TEST(BitAverages, EqualSumsOfSmallBoxes) {
+  Random random(83);
+  for (int i = 0; i < 240; ++i) {
+    BitPicture from(i & 1 ? 24 : 32, random.Int(1, 700), random.Int(1, 40), random);
+    PaintStretches(from, random);
+    const int width = from.image.GetWidth(), height = from.image.GetHeight();
+    BitPicture to(i & 2 ? 24 : 32, width, height, random), expected(to);
+    const Boxes b{random.OneIn(2) ? 0 : random.Int(-300, 300),
+                  0,
+                  random.Int(std::min(width / 2 + 1, width), width),
+                  random.Int(std::min(height / 2 + 1, height), height),
+                  0,
+                  0,
+                  width,
+                  height};
+    Model(b, expected, from);
+    Apply(b, to, from);
+    ASSERT_EQ(to.bytes, expected.bytes) << "case " << i;
   }
 }
 
