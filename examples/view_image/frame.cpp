@@ -54,14 +54,8 @@ class BlockPainter {
     for (int top = seen.top; top < seen.bottom; top += strip) {
       const KXRect part(seen.left, top, seen.right, std::min<int>(top + strip, seen.bottom));
       Scale(pixels, square, part);
-      LayOverBoard(part);
-    }
-  }
-
-  void LayOverBoard(const KXRect& part) {
-    for (int y = part.top; y < part.bottom; ++y) {
-      ground_.board.LayOver(RowOf(frame_, y) + part.left, part.Width(), part.left - view_.Left(),
-                            y - view_.Top());
+      ground_.board.LayOver(RowOf(frame_, part.top) + part.left, frame_.GetWidth(), part.Size(),
+                            part.left - view_.Left(), part.top - view_.Top());
     }
   }
 
@@ -89,13 +83,11 @@ class BlockPainter {
   }
 
   void PaintNothing(const KXRect& seen) {
-    for (int y = seen.top; y < seen.bottom; ++y) {
-      DWORD* const row = RowOf(frame_, y) + seen.left;
-      if (image_.GetBitCount() == 24) {
-        std::fill_n(row, seen.Width(), 0xFFFFFFFF);
-      } else {
-        ground_.board.Fill(row, seen.Width(), seen.left - view_.Left(), y - view_.Top());
-      }
+    if (image_.GetBitCount() == 24) {
+      frame_.RectFill(seen, 0xFFFFFFFF, 0);
+    } else {
+      ground_.board.Fill(RowOf(frame_, seen.top) + seen.left, frame_.GetWidth(), seen.Size(),
+                         seen.left - view_.Left(), seen.top - view_.Top());
     }
   }
 

@@ -19,14 +19,15 @@ struct Checkerboard {
   int side = 8;  ///< Of a square.
   DWORD light = 0xFFFFFFFF, dark = 0xFFDDDDDD;
 
-  /// Lays a row of pixels, from (x, y) of the board on, over it, which makes them opaque.
-  void LayOver(DWORD* pixels, int count, i64 x, i64 y) const;
-  /// Writes a row of the board.
-  void Fill(DWORD* pixels, int count, i64 x, i64 y) const;
+  /// Lays a rectangle of pixels, from (x, y) of the board on, over it, which makes them opaque.
+  /// `rowPixels` are from one row to the next.
+  void LayOver(DWORD* pixels, int rowPixels, KXSize size, i64 x, i64 y) const;
+  /// Writes a rectangle of the board.
+  void Fill(DWORD* pixels, int rowPixels, KXSize size, i64 x, i64 y) const;
 
  private:
   template <class Op>
-  void ForEachSquare(int count, i64 x, i64 y, Op op) const;
+  void ForEachSquare(KXSize size, i64 x, i64 y, Op op) const;
 };
 
 }  // namespace viewimage

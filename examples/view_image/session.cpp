@@ -210,16 +210,16 @@ void Session::DrawBar() {
     const int side = Scaled(kSwatch), top = (color.top + color.bottom - side + 1) / 2;
     const KXRect swatch(color.left, top, color.left + side, top + side);
     // The bar may be lower than the swatch, or partly outside of a small window.
-    for (int y = std::max<int>(swatch.top, bar.top); y < std::min(swatch.bottom, bar.bottom); ++y) {
-      DWORD* const row = reinterpret_cast<DWORD*>(frame_.GetBaseAddress() +
-                                                  static_cast<i64>(y) * frame_.GetRowBytes());
-      const int width = std::min<int>(swatch.right, frame_.GetWidth()) - swatch.left;
-      if (width <= 0) break;
+    const KXRect inside = swatch & bar;
+    if (!inside.IsRectEmpty()) {
+      frame_.RectFill(inside, shown, 0);
       Checkerboard board = ground_.board;
-      board.side = side / 2;
-      std::fill_n(row + swatch.left, width,
-                  (shown & 0xFF00FF00) | (shown & 255) << 16 | (shown >> 16 & 255));
-      board.LayOver(row + swatch.left, width, 0, y - swatch.top);
+      board.side = std::max(side / 2, 1);
+      board.LayOver(reinterpret_cast<DWORD*>(frame_.GetBaseAddress() +
+                                             static_cast<i64>(inside.top) * frame_.GetRowBytes()) +
+                        inside.left,
+                    frame_.GetWidth(), inside.Size(), inside.left - swatch.left,
+                    inside.top - swatch.top);
     }
     frame_.DrawRect(swatch.left, swatch.top, swatch.right - 1, swatch.bottom - 1, 1, kFaint, 0);
     DrawText(frame_, KXRect(swatch.right + Scaled(kPad) / 2, color.top, color.right, color.bottom),
