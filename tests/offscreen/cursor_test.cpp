@@ -110,18 +110,6 @@ TEST(Cursor, LeavesTheImageAtItsEdgeAndComesBack) {
   EXPECT_EQ(image->GetUsedMemory(0), 262144u);
 }
 
-TEST(Cursor, HoldsOneBlockAtATime) {
-  ImagePtr image = MakeImage(8, 600, 10);
-  image->Lock(255, 0, 1);
-  EXPECT_EQ(image->CheckBlockLock(0), 1);
-  image->NextCursorX();
-  EXPECT_EQ(image->CheckBlockLock(0), 0);
-  EXPECT_EQ(image->CheckBlockLock(1), 1);
-  image->Unlock();
-  EXPECT_EQ(image->CheckBlockLock(1), 0);
-  EXPECT_EQ(image->GetBlockExist(2), 0);
-}
-
 TEST(Cursor, Fake32MovesOnlyBetweenBlocks) {
   ImagePtr image = MakeImage(32, 600, 10);
   image->Lock(3, 3, 1);

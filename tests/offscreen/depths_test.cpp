@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -192,97 +193,50 @@ TEST(Depths, ReadAsTheirEncodingSays) {
   }
 }
 
+constexpr int kWrites[] = {1, 2, 8, 16, 24, 32, 48, 64};
+
 /// What a write leaves in the pixel, as `Poke` would have it.
 u64 Written(int bits, int op, u64 c) {
-  const u64 y = static_cast<u64>(Luma(int(Byte(c, 0)), int(Byte(c, 1)), int(Byte(c, 2))));
-  const u64 a = Byte(c, 3), blue = Byte(c, 2), v = Byte(c, 0);
   if (op == 48 && bits != 64) return Written(bits, 24, Narrowed(c));
   if (op == 64 && bits != 64) return Written(bits, bits == 24 ? 24 : 32, Narrowed(c));
-  switch (bits * 100 + op) {
-    case 101:
-      return v != 0;
-    case 102:
-      return v >> 1 & 1;
-    case 108:
-      return v >= 128;
-    case 116:
-      return Part(255 - int(blue), int(a)) >= 128;
-    case 124:
-      return y <= 127;
-    case 132:
-      return Part(255 - int(y), int(a)) >= 128;
-    case 201:
-      return v ? 3 : 0;
-    case 202:
-      return v == 2 || v == 3 ? v : 0;
-    case 208:
-      return v >= 127 ? 3 : 0;
-    case 216:
-      return a < 127 ? 0 : blue >= 127 ? 2 : 3;
-    case 224:
-      return y >= 127 ? 2 : 0;
-    case 232:
-      return a < 128 ? 0 : y >= 127 ? 2 : 3;
-    case 801:
-    case 802:
-      return v ? 255 : 0;
-    case 808:
-      return v;
-    case 816:
-      return u64(Part(255 - int(blue), int(a)));
-    case 824:
-      return 255 - y;
-    case 832:
-      return u64(Part(255 - int(y), int(a)));
-    case 1601:
-      return v ? 255 : 0;
-    case 1602:
-      return v == 2 ? 0xFFFF : v == 3 ? 0xFF : 0;
-    case 1608:
-      return v;
-    case 1616:
-      return a + blue * 256;
-    case 1624:
-      return 255 + y * 256;
-    case 1632:
-      return a + y * 256;
-    case 2401:
-      return v ? 0 : 0xFFFFFF;
-    case 2402:
-      return v == 3 ? 0 : 0xFFFFFF;
-    case 2408:
-      return Rgb(0, 255 - v, 255 - v, 255 - v);
-    case 2416:
-    case 2424:
-    case 2432:
-      return c & 0xFFFFFF;
-    case 3201:
-      return v ? 0xFF000000 : 0x00332211;
-    case 3202:
-      return v == 2 ? 0xFFFFFFFF : v == 3 ? 0xFF000000 : 0;
-    case 3208:
-      return v << 24;
-    case 3216:
-    case 3232:
-      return c & 0xFFFFFFFF;
-    case 3224:
-      return 0xFF000000 + (c & 0xFFFFFF);
-    case 6401:
-      return v ? 0xFFFFull << 48 : 0x0000333322221111;
-    case 6402:
-      return v == 2 ? ~0ull : v == 3 ? 0xFFFFull << 48 : 0;
-    case 6408:
-      return (v * 257) << 48;
-    case 6416:
-    case 6432:
-      return Wide(a * 257, v * 257, Byte(c, 1) * 257, blue * 257);
-    case 6424:
-      return Wide(65535, v * 257, Byte(c, 1) * 257, blue * 257);
-    case 6448:
-      return 0xFFFFull << 48 | c;
-    default:
-      return c;
-  }
+  const u64 v = Byte(c, 0), blue = Byte(c, 2), a = Byte(c, 3), paper = 255 - v;
+  const u64 y = static_cast<u64>(Luma(int(v), int(Byte(c, 1)), int(blue)));
+  const u64 ink16 = u64(Part(255 - int(blue), int(a))), ink32 = u64(Part(255 - int(y), int(a)));
+  const u64 color = c & 0xFFFFFF, wide = Wide(0, v * 257, Byte(c, 1) * 257, blue * 257);
+  const u64 full = 0xFFFFull << 48, wideAlpha = (a * 257) << 48;
+  const bool white = v == 2, black = v == 3;
+  // By the bits of the write, as far as 32; the clear colours are those of the test.
+  const u64 written[][6] = {{v != 0, v >> 1 & 1, v >= 128, ink16 >= 128, y <= 127, ink32 >= 128},
+                            {v ? 3u : 0u, white || black ? v : 0, v >= 127 ? 3u : 0u,
+                             a < 127       ? 0u
+                             : blue >= 127 ? 2u
+                                           : 3u,
+                             y >= 127 ? 2u : 0u,
+                             a < 128    ? 0u
+                             : y >= 127 ? 2u
+                                        : 3u},
+                            {v ? 255u : 0u, v ? 255u : 0u, v, ink16, 255 - y, ink32},
+                            {v ? 255u : 0u,
+                             white   ? 0xFFFFu
+                             : black ? 0xFFu
+                                     : 0u,
+                             v, a + blue * 256, 255 + y * 256, a + y * 256},
+                            {v ? 0u : 0xFFFFFFu, black ? 0u : 0xFFFFFFu,
+                             Rgb(0, paper, paper, paper), color, color, color},
+                            {v ? 0xFF000000u : 0x00332211u,
+                             white   ? 0xFFFFFFFFu
+                             : black ? 0xFF000000u
+                                     : 0u,
+                             v << 24, c & 0xFFFFFFFF, 0xFF000000 + color, c & 0xFFFFFFFF},
+                            {v ? full : 0x0000333322221111,
+                             white   ? ~0ull
+                             : black ? full
+                                     : 0,
+                             (v * 257) << 48, wideAlpha | wide, full | wide, wideAlpha | wide}};
+  if (op == 48) return full | c;
+  if (op == 64) return c;
+  const auto row = std::ranges::find(kAllDepths, bits) - kAllDepths;
+  return written[row][std::ranges::find(kWrites, op) - kWrites];
 }
 
 void Write(KXVOffscreen& o, int op, u64 c) {
@@ -317,7 +271,7 @@ TEST(Depths, WriteAsTheirEncodingSays) {
       }
       o->Lock(264, 3, 1);
     }
-    for (int op : {1, 2, 8, 16, 24, 32, 48, 64}) {
+    for (int op : kWrites) {
       for (u64 value : Samples(op <= 8 ? 8 : op >= 48 ? 64 : 32, random)) {
         Write(*image, op, value);
         Poke(*expected, Written(bits, op, value));
@@ -408,31 +362,23 @@ TEST(Depths, MaskWritesLeaveTheColourAlone) {
 TEST(Depths, TransparencyAndNativeColours) {
   const struct {
     int bits;
-    u64 raw;
-    int plain, white;
-  } table[] = {{1, 0, 1, 1},
-               {1, 1, 0, 0},
-               {2, 0, 1, 1},
-               {2, 2, 0, 1},
-               {2, 3, 0, 0},
-               {8, 0, 1, 1},
-               {8, 1, 0, 0},
-               {16, 0xFF00, 1, 1},
-               {16, 0xFF01, 0, 0},
-               {24, 0xFFFFFF, 0, 1},
-               {24, 0xFFFFFE, 0, 0},
-               {32, 0x00FFFFFF, 1, 1},
-               {32, 0xFFFFFFFF, 0, 1},
-               {32, 0x01FFFFFE, 0, 0},
-               {64, 0x0000123456789ABC, 1, 1},
-               {64, 0x0001FFFFFFFFFFFF, 0, 1},
-               {64, 0x0001FFFFFFFFFFFE, 0, 0}};
+    u64 paper, white, solid;  // of which `white` is transparent only where white is asked for
+  } table[] = {{1, 0, 0, 1},
+               {2, 0, 2, 3},
+               {8, 0, 0, 1},
+               {16, 0xFF00, 0, 0xFF01},
+               {24, 0xFFFFFF, 0xFFFFFF, 0xFFFFFE},
+               {32, 0x00FFFFFF, 0xFFFFFFFF, 0x01FFFFFE},
+               {64, 0x0000123456789ABC, 0x0001FFFFFFFFFFFF, 0x0001FFFFFFFFFFFE}};
   for (const auto& row : table) {
     ImagePtr image = MakeImage(row.bits, 10, 10);
     image->Lock(0, 0, 1);
-    Poke(*image, row.raw);
-    EXPECT_EQ(image->IsTransparent(0) != 0, row.plain != 0) << row.bits << " " << row.raw;
-    EXPECT_EQ(image->IsTransparentFast(1) != 0, row.white != 0) << row.bits << " " << row.raw;
+    for (u64 raw : {row.paper, row.white, row.solid}) {
+      Poke(*image, raw);
+      const bool plain = row.bits != 24 && (raw == row.paper || (row.bits == 16 && raw == 0));
+      EXPECT_EQ(image->IsTransparent(0) != 0, plain) << row.bits << " " << raw;
+      EXPECT_EQ(image->IsTransparentFast(1) != 0, raw != row.solid) << row.bits << " " << raw;
+    }
     image->Unlock();
   }
   Random random(3);
