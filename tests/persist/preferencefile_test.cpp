@@ -123,22 +123,17 @@ TEST(PreferenceFile, RefusesWhatWouldHideOtherRecords) {
   const Folder folder;
   const std::string bytes = folder.Save([](KXPreferenceFile& file) {
     file.SetPreferenceFile("a", 1);
-    const std::string longText(32768, 'x');
-    const std::vector<std::string> labels = {"", "\r", std::string(65536, 'x')};
-    for (const std::string& label : labels) {
-      EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile(label.c_str(), 1); }),
-                kxw::kFailureBadArgument);
+    const auto refuses = [&file](const char* label, auto... value) {
+      EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile(label, value...); }), kxw::kFailureBadArgument);
+    };
+    const std::string longText(32768, 'x'), longLabel(65536, 'x');
+    for (const char* label : {"", "\r", longLabel.c_str(), static_cast<const char*>(nullptr)}) {
+      refuses(label, 1);
     }
-    EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile(nullptr, 1); }), kxw::kFailureBadArgument);
-    EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile("b", longText.c_str()); }),
-              kxw::kFailureBadArgument);
-    for (const int size : {-1, 0, 32768}) {
-      EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile("b", size, longText.data()); }),
-                kxw::kFailureBadArgument);
-    }
-    EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile("b", 4, static_cast<void*>(nullptr)); }),
-              kxw::kFailureBadArgument);
-    EXPECT_EQ(CodeOf([&] { file.SetPreferenceFile("b", 1L << 40); }), kxw::kFailureBadArgument);
+    refuses("b", longText.c_str());
+    for (const int size : {-1, 0, 32768}) refuses("b", size, longText.data());
+    refuses("b", 4, static_cast<void*>(nullptr));
+    refuses("b", 1L << 40);
     ScopedFaults faults;
     faults.Fail(FaultPoint::kAlloc, 1, kxw::kErrorNotEnoughMemory);
     const std::string most(32767, 'y');
