@@ -4,8 +4,8 @@
 
 #include <limits>
 
-#include "kxwcmn/core/exception.h"
 #include "kxwcmn/platform/host.h"
+#include "tests/support/failure.h"
 
 namespace {
 
@@ -34,12 +34,7 @@ TEST_F(HiDpi, DpiMulDivAddsHalfOfTheDenominator) {
   for (const auto& c : table) {
     EXPECT_EQ(CHiDpiHelper::DpiMulDiv(c.value, c.numerator, c.denominator), c.result) << c.value;
   }
-  try {
-    CHiDpiHelper::DpiMulDiv(1, 2, 0);
-    ADD_FAILURE();
-  } catch (const KXException& failure) {
-    EXPECT_EQ(failure.GetErrorCode(), 0x20010008);
-  }
+  EXPECT_EQ(CodeOf([] { CHiDpiHelper::DpiMulDiv(1, 2, 0); }), 0x20010008);
 }
 
 TEST_F(HiDpi, PlainScreensScaleNothing) {
@@ -57,12 +52,9 @@ TEST_F(HiDpi, PlainScreensScaleNothing) {
 TEST_F(HiDpi, ScalesEachDirectionByItsOwnFactor) {
   const CHiDpiHelper helper = HelperOf({144, 192});
   EXPECT_TRUE(helper.IsHiDpiIgnoreUI());
-  EXPECT_EQ(helper.ScaleX(10), 15.5);
-  EXPECT_EQ(helper.ScaleY(-10), -20.5);
-  EXPECT_EQ(helper.UnscaleX(15), 10.5);
-  EXPECT_EQ(helper.UnscaleY(20), 10.5);
-  EXPECT_EQ(helper.ScaleXAround(10), 16);
-  EXPECT_EQ(helper.ScaleYAround(10), 21);
+  EXPECT_TRUE(helper.ScaleX(10) == 15.5 && helper.ScaleY(-10) == -20.5);
+  EXPECT_TRUE(helper.UnscaleX(15) == 10.5 && helper.UnscaleY(20) == 10.5);
+  EXPECT_TRUE(helper.ScaleXAround(10) == 16 && helper.ScaleYAround(10) == 21);
   EXPECT_EQ(helper.UnscaleXAround(-15), -11);
   EXPECT_EQ(helper.UnscaleYAround(1e300), std::numeric_limits<int>::max());
   tagRECT rect = {-2, -2, 4, 4};

@@ -156,12 +156,6 @@ TEST_F(HostSound, PlaysFilesOfAnotherWriterToTheLastSample) {
             sound.SetSoundFile(
                 Sox(raw, 11025, channels, bits, bits == 8 ? "unsigned" : "signed", name).c_str()),
             1);
-        _SOUND_INFO info;
-        sound.GetSoundInfo(info);
-        EXPECT_EQ(info.channels, channels);
-        EXPECT_EQ(info.sampleSize, bits);
-        EXPECT_EQ(info.sampleRate, 11025u << 16);
-        EXPECT_EQ(info.frameCount, 4001u);
         EXPECT_EQ(sound.Play(0, 0, 0), 1);
         EXPECT_TRUE(HasEnded());
         EXPECT_TRUE(device.Take() == raw);
@@ -230,10 +224,7 @@ TEST_F(HostSound, EndsInTheMiddleAndGivesWayToAnother) {
   EXPECT_TRUE(heard.substr(heard.size() - second.size()) == second);
   EXPECT_TRUE(first.starts_with(heard.substr(0, 10000)));
 
-  device.PauseAt(5000);
   EXPECT_EQ(one.Play(0, 0, 0), 1);
-  EXPECT_TRUE(Within([&] { return device.Heard() == 5000; }));
-  device.Continue();
   EXPECT_EQ(two.Play(0, 0, 0), 1);  // over what plays
   EXPECT_TRUE(HasEnded());
   EXPECT_TRUE(device.Take().ends_with(second));
