@@ -140,15 +140,6 @@ TEST(FilePathText, RelativePaths) {
   }
 }
 
-TEST(FilePathText, RelativePathsTakeSlashes) {
-  KXString relative;
-  KXFilePath::MakeRelativePath(relative, "/tmp/a/b/", "/tmp\\c/d");
-  EXPECT_STREQ(relative, "..\\..\\c\\d");
-  KXFilePath remade;
-  remade.RemakePath(relative, "/tmp/a/b/");
-  EXPECT_STREQ(remade, "/tmp\\c\\d");
-}
-
 TEST(FilePathText, RelativePathsLeadBack) {
   std::mt19937 random(7);
   for (int i = 0; i < 2000; ++i) {
