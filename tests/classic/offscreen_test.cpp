@@ -262,18 +262,19 @@ TEST(ClassicFill, ScampPaintsWholeGroups) {
 TEST(ClassicClip, ScalesToTheMaskAndBack) {
   KXOffscreen image, mask;
   mask.Create(7, 5, 1, 0, 1);
-  image.SetClipMask(&mask, 10, 20, -2);
-  EXPECT_EQ(image.GetClipMode(), 2);
-  EXPECT_EQ(image.OffscreenToClipMaskX(14), 2);
-  EXPECT_EQ(image.OffscreenToClipMaskX(7), -1);  // toward zero
-  EXPECT_EQ(image.OffscreenToClipMaskY(27), 3);
-  EXPECT_EQ(image.ClipMaskToOffscreenX(2), 14);
-  EXPECT_EQ(image.ClipMaskToOffscreenY(-3), 14);
-  EXPECT_EQ(image.ClipMaskToOffscreen(3), 6);
-  image.SetClipMask(&mask, 10, 20, 3);
-  EXPECT_EQ(image.OffscreenToClipMaskX(14), 12);
-  EXPECT_EQ(image.ClipMaskToOffscreenX(-8), 8);
-  EXPECT_EQ(image.OffscreenToClipMask(-7), -21);
+  for (int scale : {-5, -2, -1, 1, 3}) {
+    image.SetClipMask(&mask, 10, 20, scale);
+    EXPECT_EQ(image.GetClipMode(), 2);
+    const auto times = [](int v, int s) { return s > 0 ? v * s : v / -s; };  // toward zero
+    for (int v = -30; v < 30; ++v) {
+      EXPECT_EQ(image.OffscreenToClipMask(v), times(v, scale));
+      EXPECT_EQ(image.OffscreenToClipMaskX(v), times(v - 10, scale));
+      EXPECT_EQ(image.OffscreenToClipMaskY(v), times(v - 20, scale));
+      EXPECT_EQ(image.ClipMaskToOffscreen(v), times(v, -scale));
+      EXPECT_EQ(image.ClipMaskToOffscreenX(v), times(v, -scale) + 10);
+      EXPECT_EQ(image.ClipMaskToOffscreenY(v), times(v, -scale) + 20);
+    }
+  }
   image.SetClipMask(&mask, kMax, kMin, kMin);
   EXPECT_EQ(image.OffscreenToClipMaskX(kMin), -1);
   EXPECT_EQ(image.ClipMaskToOffscreenX(1), kMax);

@@ -8,29 +8,17 @@ namespace {
 using namespace classic_test;
 
 DWORD Get(KXOffscreenCursor& cursor, int terms) {
-  switch (terms) {
-    case 1:
-      return cursor.Get1BitPixel();
-    case 8:
-      return cursor.Get8BitPixel();
-    case 24:
-      return cursor.Get24BitPixel();
-    default:
-      return cursor.Get32BitPixel();
-  }
+  if (terms == 1) return cursor.Get1BitPixel();
+  if (terms == 8) return cursor.Get8BitPixel();
+  if (terms == 24) return cursor.Get24BitPixel();
+  return cursor.Get32BitPixel();
 }
 
 void Set(KXOffscreen& image, int terms, DWORD value, int x, int y) {
-  switch (terms) {
-    case 1:
-      return image.Set1BitPixel(static_cast<BYTE>(value), x, y);
-    case 8:
-      return image.Set8BitPixel(static_cast<BYTE>(value), x, y);
-    case 24:
-      return image.Set24BitPixel(value, x, y);
-    default:
-      return image.Set32BitPixel(value, x, y);
-  }
+  if (terms == 1) return image.Set1BitPixel(static_cast<BYTE>(value), x, y);
+  if (terms == 8) return image.Set8BitPixel(static_cast<BYTE>(value), x, y);
+  if (terms == 24) return image.Set24BitPixel(value, x, y);
+  return image.Set32BitPixel(value, x, y);
 }
 
 TEST(ClassicPixels, DensityOfEverySumIsTheFloatingOne) {
@@ -73,38 +61,18 @@ TEST(ClassicCursor, WalksAsItIsTold) {
     int x = 7, y = 5;
     for (int i = 0; i < 5000; ++i) {
       const int toX = random.Int(-9, 320), toY = random.Int(-3, 33);
-      switch (random.Int(0, 9)) {
-        case 0:
-          cursor.NextCursorX(), ++x;
-          break;
-        case 1:
-          cursor.PrevCursorX(), --x;
-          break;
-        case 2:
-          cursor.NextCursorY(), ++y;
-          break;
-        case 3:
-          cursor.PrevCursorY(), --y;
-          break;
-        case 4:
-          cursor.OffsetCursorX(toX - x), x = toX;
-          break;
-        case 5:
-          cursor.OffsetCursorY(toY - y), y = toY;
-          break;
-        case 6:
-          cursor.MoveCursor(toX, toY), x = toX, y = toY;
-          break;
-        case 7:
-          cursor.MoveCursorX(toX), x = toX;
-          break;
-        case 8:
-          cursor.MoveCursorY(toY), y = toY;
-          break;
-        default:
-          // Steps of whole bytes are where both kinds of offset agree at 1 bit.
-          cursor.OffsetCursor(bits == 1 ? 16 : 3, 1), x += bits == 1 ? 16 : 3, ++y;
-      }
+      // Steps of whole bytes are where both kinds of offset agree at 1 bit.
+      const int way = random.Int(0, 9), step = bits == 1 ? 16 : 3;
+      if (way == 0) cursor.NextCursorX(), ++x;
+      if (way == 1) cursor.PrevCursorX(), --x;
+      if (way == 2) cursor.NextCursorY(), ++y;
+      if (way == 3) cursor.PrevCursorY(), --y;
+      if (way == 4) cursor.OffsetCursorX(toX - x), x = toX;
+      if (way == 5) cursor.OffsetCursorY(toY - y), y = toY;
+      if (way == 6) cursor.MoveCursor(toX, toY), x = toX, y = toY;
+      if (way == 7) cursor.MoveCursorX(toX), x = toX;
+      if (way == 8) cursor.MoveCursorY(toY), y = toY;
+      if (way == 9) cursor.OffsetCursor(step, 1), x += step, ++y;
       ASSERT_EQ(cursor.GetX(), x);
       ASSERT_EQ(cursor.GetY(), y);
       const bool isInside = x >= 0 && x < 301 && y >= 0 && y < 30;
@@ -139,15 +107,14 @@ TEST(ClassicCursor, RefersToChannels) {
     image.Create(2, 2, bits, 0, 0);
     image.Lock();
     KXOffscreenCursor cursor(&image, 1, 1);
-    BYTE spare = 0;
-    BYTE *r = &spare, *g = &spare, *b = &spare, *a = &spare;
+    BYTE none[4] = {};
+    BYTE *r = none, *g = none + 1, *b = none + 2, *a = none + 3;
     cursor.GetRGBAReference(r, g, b, a);
-    EXPECT_EQ(r != &spare && g != &spare && b != &spare, bits >= 24);
-    EXPECT_EQ(a != &spare, bits == 32);
+    *r = 1, *g = 2, *b = 3, *a = 4;
+    if (bits == 24) cursor.GetGReference() = 5;
+    EXPECT_TRUE(none[0] == (bits < 24) && none[3] == (bits == 32 ? 0 : 4));
     if (bits < 24) continue;
-    *r = 1, cursor.GetGReference() = 2, *b = 3;
-    if (bits == 32) *a = 4;
-    EXPECT_EQ(image.Get32BitPixel(1, 1), bits == 32 ? 0x04030201 : 0xFF030201);
+    EXPECT_EQ(image.Get32BitPixel(1, 1), bits == 24 ? 0xFF030501 : 0x04030201);
   }
 }
 
