@@ -287,22 +287,4 @@ TEST(MixRow, FailsWhereABlockCannotBeBroughtIn) {
   }
 }
 
-TEST(MixRow, MakesNoBlockBehindTheRow) {
-  OwnMixer own;
-  KXPixelMixer replace;
-  for (KXPixelMixer* node : {static_cast<KXPixelMixer*>(&own), &replace}) {
-    ImagePtr image = MakeImage(32, 600, 4);
-    KXVOffPixelMixer mixer;
-    mixer.SetDstOffscreen(image.get());
-    mixer.SetNode(node);
-    KXVOffscreenAutoLock lock(image.get(), 0, 2, 1);
-    image->FillLineRowForPolygon(200, 255, &mixer, nullptr, nullptr);
-    EXPECT_EQ(image->GetBlockExist(1), 0);
-    EXPECT_EQ(image->GetCursorPosX(), 256);
-    image->MoveCursor(256, 2);
-    image->Set32BitColor(7);
-    EXPECT_EQ(image->Get32BitColor(), 7u);
-  }
-}
-
 }  // namespace

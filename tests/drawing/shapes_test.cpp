@@ -196,16 +196,10 @@ TEST(Shapes, StampsOfFaintColoursAddUpOneByOne) {
 /// Writes the pixel under the cursor as a simple row does.
 void WriteInRow(KXVOffscreen& o, u64 color) {
   const DWORD narrow = Narrowed(color);
-  switch (o.GetBitCount()) {
-    case 1:
-      return o.Set1BitColor((narrow & 0x80808080) != 0);
-    case 8:
-      return o.Set8BitColor(BYTE(255 - (narrow & 255)));
-    case 64:
-      return o.Set64BitColor(color);
-    default:
-      return o.SetColor(narrow);
-  }
+  if (o.GetBitCount() == 1) return o.Set1BitColor((narrow & 0x80808080) != 0);
+  if (o.GetBitCount() == 8) return o.Set8BitColor(BYTE(255 - (narrow & 255)));
+  if (o.GetBitCount() == 64) return o.Set64BitColor(color);
+  return o.SetColor(narrow);
 }
 
 /// The walk along an eighth of a circle, step by step.

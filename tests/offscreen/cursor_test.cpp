@@ -48,33 +48,20 @@ TEST(Cursor, EveryMoveReachesItsPixel) {
     };
     for (int i = 0; i < 20000; ++i) {
       const int nx = random.Edge(-2, 301), ny = random.Edge(-2, 271);
-      const bool sameBlock = inside() && nx >= 0 && ny >= 0 && nx < 300 && ny < 270 &&
-                             nx / 256 == x / 256 && ny / 256 == y / 256;
-      switch (random.Int(0, 6)) {
-        case 0:
-          image->MoveCursor(x = nx, y = ny);
-          break;
-        case 1:
-        case 2:
-          step(random.Int(0, 3), false);
-          break;
-        case 3:
-          image->OffsetCursor(nx - x, ny - y), x = nx, y = ny;
-          break;
-        case 4:
-          if (nx >= 0 && ny >= 0 && nx < 300 && ny < 270) image->MoveCursorFast(x = nx, y = ny);
-          break;
-        case 5:
-          if (sameBlock) image->MoveCursorFastest(x = nx, y = ny);
-          break;
-        case 6: {
-          // One that ends behind an edge of the block is good for nothing but a checked step.
-          if (!inside()) break;
-          const int column = x / 256, row = y / 256;
-          step(random.Int(0, 3), true);
-          if (!inside() || x / 256 != column || y / 256 != row) step(random.Int(0, 3), false);
-          break;
-        }
+      const bool isThere = nx >= 0 && ny >= 0 && nx < 300 && ny < 270;
+      const int way = random.Int(0, 6);
+      if (way == 0) image->MoveCursor(x = nx, y = ny);
+      if (way == 1 || way == 2) step(random.Int(0, 3), false);
+      if (way == 3) image->OffsetCursor(nx - x, ny - y), x = nx, y = ny;
+      if (way == 4 && isThere) image->MoveCursorFast(x = nx, y = ny);
+      if (way == 5 && inside() && isThere && nx / 256 == x / 256 && ny / 256 == y / 256) {
+        image->MoveCursorFastest(x = nx, y = ny);
+      }
+      if (way == 6 && inside()) {
+        // One that ends behind an edge of the block is good for nothing but a checked step.
+        const int column = x / 256, row = y / 256;
+        step(random.Int(0, 3), true);
+        if (!inside() || x / 256 != column || y / 256 != row) step(random.Int(0, 3), false);
       }
       ASSERT_EQ(image->GetCursorPosX(), x);
       ASSERT_EQ(image->GetCursorPosY(), y);

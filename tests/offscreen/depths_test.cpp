@@ -240,24 +240,14 @@ u64 Written(int bits, int op, u64 c) {
 }
 
 void Write(KXVOffscreen& o, int op, u64 c) {
-  switch (op) {
-    case 1:
-      return o.Set1BitColor(BYTE(c));
-    case 2:
-      return o.Set2BitColor(BYTE(c));
-    case 8:
-      return o.Set8BitColor(BYTE(c));
-    case 16:
-      return o.Set16BitColor(DWORD(c));
-    case 24:
-      return o.Set24BitColor(DWORD(c));
-    case 32:
-      return o.Set32BitColor(DWORD(c));
-    case 48:
-      return o.Set48BitColor(c);
-    default:
-      return o.Set64BitColor(c);
-  }
+  if (op == 1) return o.Set1BitColor(BYTE(c));
+  if (op == 2) return o.Set2BitColor(BYTE(c));
+  if (op == 8) return o.Set8BitColor(BYTE(c));
+  if (op == 16) return o.Set16BitColor(DWORD(c));
+  if (op == 24) return o.Set24BitColor(DWORD(c));
+  if (op == 32) return o.Set32BitColor(DWORD(c));
+  if (op == 48) return o.Set48BitColor(c);
+  return o.Set64BitColor(c);
 }
 
 TEST(Depths, WriteAsTheirEncodingSays) {

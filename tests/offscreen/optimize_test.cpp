@@ -10,45 +10,25 @@ using namespace testing_kxw;
 
 /// Whether the raw pixel under the cursor is empty to Optimize.
 bool IsEmptyPixel(KXVOffscreen& o) {
-  switch (o.GetBitCount()) {
-    case 2:
-      return o.Get8BitMaskFast() == 0 && o.Get8BitImageFast() == 0;
-    case 24:
-      return o.Get24BitColorFast() == 0;
-    case 1:
-    case 8:
-      return o.Get8BitColorFast() == 0;
-    default:
-      return o.Get16BitMaskFast() == 0;
-  }
+  if (o.GetBitCount() == 2) return o.Get8BitMaskFast() == 0 && o.Get8BitImageFast() == 0;
+  if (o.GetBitCount() == 24) return o.Get24BitColorFast() == 0;
+  if (o.GetBitCount() == 1 || o.GetBitCount() == 8) return o.Get8BitColorFast() == 0;
+  return o.Get16BitMaskFast() == 0;
 }
 
 bool IsUsedInExtent(KXVOffscreen& o) {
-  switch (o.GetBitCount()) {
-    case 1:
-      return o.Get1BitColorFast() != 0;
-    case 2:
-      return o.Get2BitColorFast() != 0;
-    case 8:
-      return o.Get8BitColorFast() != 0;
-    case 24:
-      return true;
-    default:
-      return o.Get16BitMaskFast() != 0;
-  }
+  if (o.GetBitCount() == 1) return o.Get1BitColorFast() != 0;
+  if (o.GetBitCount() == 2) return o.Get2BitColorFast() != 0;
+  if (o.GetBitCount() == 8) return o.Get8BitColorFast() != 0;
+  if (o.GetBitCount() == 24) return true;
+  return o.Get16BitMaskFast() != 0;
 }
 
 /// Puts a pixel that is nearly empty: colour without alpha, or nothing at all.
 void PutHollow(KXVOffscreen& o) {
-  switch (o.GetBitCount()) {
-    case 16:
-    case 32:
-      return o.SetColor(0x00FFFFFF);
-    case 64:
-      return o.Set64BitColor(u64{0x0000FFFFFFFFFFFF});
-    default:
-      return o.SetColor(0);
-  }
+  if (o.GetBitCount() == 16 || o.GetBitCount() == 32) return o.SetColor(0x00FFFFFF);
+  if (o.GetBitCount() == 64) return o.Set64BitColor(u64{0x0000FFFFFFFFFFFF});
+  return o.SetColor(0);
 }
 
 void PutSolid(KXVOffscreen& o) {

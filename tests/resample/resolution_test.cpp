@@ -305,29 +305,20 @@ void ModelRatio(KXVOffscreen& dst, KXVOffscreen& src, Kind kind, const Window& c
 }
 
 void ChangeBy(KXVOffscreen& dst, KXVOffscreen* src, Kind kind, const Window& c) {
-  switch (kind) {
-    case kHalf:
-      return dst.ChangeResolutionHalf(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
-    case kQuarter:
-      return dst.ChangeResolutionQuarter(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
-    case kDouble:
-      return dst.ChangeResolutionDouble(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
-    case kFourfold:
-      return dst.ChangeResolutionFourfold(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
-  }
+  if (kind == kHalf) return dst.ChangeResolutionHalf(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
+  if (kind == kQuarter)
+    return dst.ChangeResolutionQuarter(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
+  if (kind == kDouble)
+    return dst.ChangeResolutionDouble(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
+  if (kind == kFourfold)
+    return dst.ChangeResolutionFourfold(c.x, c.y, c.w, c.h, src, c.sx, c.sy, c.behind);
 }
 
 void ChangeAllBy(KXVOffscreen& dst, KXVOffscreen* src, Kind kind) {
-  switch (kind) {
-    case kHalf:
-      return dst.ChangeResolutionHalfAll(src);
-    case kQuarter:
-      return dst.ChangeResolutionQuarterAll(src);
-    case kDouble:
-      return dst.ChangeResolutionDoubleAll(src);
-    case kFourfold:
-      return dst.ChangeResolutionFourfoldAll(src);
-  }
+  if (kind == kHalf) return dst.ChangeResolutionHalfAll(src);
+  if (kind == kQuarter) return dst.ChangeResolutionQuarterAll(src);
+  if (kind == kDouble) return dst.ChangeResolutionDoubleAll(src);
+  if (kind == kFourfold) return dst.ChangeResolutionFourfoldAll(src);
 }
 
 TEST(IntegerRatios, EqualTheirRulesAtEveryPairOfDepths) {

@@ -19,16 +19,10 @@ class Turning : public testing::Test {
 constexpr int kKinds = 4;
 
 KXVOffscreen* Turned(KXVOffscreen& src, int kind) {
-  switch (kind) {
-    case 0:
-      return src.CreateAndRotate90();
-    case 1:
-      return src.CreateAndRotate90R();
-    case 2:
-      return src.CreateAndReverseHorz();
-    default:
-      return src.CreateAndReverseVert();
-  }
+  if (kind == 0) return src.CreateAndRotate90();
+  if (kind == 1) return src.CreateAndRotate90R();
+  if (kind == 2) return src.CreateAndReverseHorz();
+  return src.CreateAndReverseVert();
 }
 
 KXPoint TargetOf(int kind, int x, int y, int w, int h) {
