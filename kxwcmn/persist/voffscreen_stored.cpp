@@ -226,6 +226,10 @@ Conversion ConversionOf(int bitCount, BYTE pixelOrder) {
   return nullptr;
 }
 
+/// Room for the streams of most cels' blocks. Room for any stream would lie in a huge page, and to
+/// clear that takes the host as long as to inflate a flat block.
+constexpr DWORD kStreamRoom = 0x10000;
+
 void ReadBlocks(KXArchive& ar, Section& outer, KXVOffscreen& image, const Header& header) {
   const Extent extent = ReadExtent(ar, outer);
   int firstColumn, lastColumn, firstRow, lastRow;
@@ -238,8 +242,8 @@ void ReadBlocks(KXArchive& ar, Section& outer, KXVOffscreen& image, const Header
   kxw::PtrBlock buffer;
   DWORD bufferSize = 0;
   if (extent.isCompressed) {
-    buffer = kxw::AllocateBlock(bytes, kxw::kAllocUninitialized);
-    bufferSize = bytes;
+    bufferSize = std::min(bytes, kStreamRoom);
+    buffer = kxw::AllocateBlock(bufferSize, kxw::kAllocUninitialized);
   }
 
   Section section(ar, &outer);

@@ -47,8 +47,10 @@ std::span<const BYTE> kxw::WholeDeflater::Run(const BYTE* data, std::size_t size
 
 std::optional<kxw::InflatedSizes> kxw::InflateWhole(const BYTE* source, DWORD sourceSize,
                                                     BYTE* dest, DWORD destSize) {
-  const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> owner(
-      libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+  // Its 11 KiB are cleared when they are made: too long for streams of flat blocks.
+  thread_local std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)>
+      owner(nullptr, libdeflate_free_decompressor);
+  if (!owner) owner.reset(libdeflate_alloc_decompressor());
   if (!owner) kxThrowError(kErrorNotEnoughMemory);
   std::size_t stream = 0, contents = 0;
   if (libdeflate_deflate_decompress_ex(owner.get(), source, sourceSize, dest, destSize, &stream,
@@ -57,6 +59,8 @@ std::optional<kxw::InflatedSizes> kxw::InflateWhole(const BYTE* source, DWORD so
   }
   return InflatedSizes{static_cast<DWORD>(stream), static_cast<DWORD>(contents)};
 }
+
+DWORD kxw::Adler32(const BYTE* data, std::size_t size) { return libdeflate_adler32(1, data, size); }
 
 #else
 
@@ -81,6 +85,10 @@ std::optional<kxw::InflatedSizes> kxw::InflateWhole(const BYTE* source, DWORD so
   inflateEnd(&stream);
   if (result != Z_STREAM_END) return {};
   return sizes;
+}
+
+DWORD kxw::Adler32(const BYTE* data, std::size_t size) {
+  return static_cast<DWORD>(adler32_z(1, data, size));
 }
 
 #endif

@@ -9,7 +9,6 @@
 #include <span>
 
 #include "kxwcmn/core/exception.h"
-#include "kxwcmn/persist/adler_internal.h"
 #include "kxwcmn/persist/archive.h"
 #include "kxwcmn/persist/streams_internal.h"
 #include "kxwcmn/persist/zlib_internal.h"
