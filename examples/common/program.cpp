@@ -52,6 +52,15 @@ int Arguments::Number(int low, int high) {
   return value;
 }
 
+void Arguments::TakeName(const char* what, std::string& name) const {
+  const std::string word(Word());
+  if (word.starts_with("-")) throw UserError("unknown option " + word + "; --help lists them");
+  if (!name.empty()) {
+    throw UserError(std::string("more than one ") + what + ": " + name + " and " + word);
+  }
+  name = word;
+}
+
 bool MemoryOptions::Take(Arguments& arguments) {
   if (arguments.Word() == "--budget") {
     budget = arguments.Number(1, 4095);

@@ -29,6 +29,9 @@ class Arguments {
   /// which names the option, if there is none, or if it is no number from `low` to `high`.
   std::string_view Value();
   int Number(int low, int high);
+  /// Takes the word as the one `what`, such as "picture", that a program is about, into `name`.
+  /// Raises UserError for an option, which nobody knew then, and for a second name.
+  void TakeName(const char* what, std::string& name) const;
 
  private:
   int argc_;

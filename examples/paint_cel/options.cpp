@@ -57,15 +57,8 @@ Options ParseOptions(int argc, char** argv) {
       options.margin = arguments.Number(1, 254);
     } else if (word == "--width") {
       options.width = arguments.Number(1, 262144);
-    } else if (options.memory.Take(arguments)) {
-      continue;
-    } else if (word.starts_with("-")) {
-      throw examples::UserError("unknown option " + std::string(word) + "; --help lists them");
-    } else if (!options.drawing.empty()) {
-      throw examples::UserError("more than one drawing: " + options.drawing + " and " +
-                                std::string(word));
-    } else {
-      options.drawing = word;
+    } else if (!options.memory.Take(arguments)) {
+      arguments.TakeName("drawing", options.drawing);
     }
   }
   if (options.drawing.empty()) {

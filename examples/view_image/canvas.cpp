@@ -21,8 +21,12 @@ Canvas::~Canvas() {
 }
 
 void Canvas::Show(const KXBitImage& image) {
-  const int width = image.GetWidth(), height = image.GetHeight();
-  image.DrawGDI(&gdi_, 0, 0, width, height, 0, 0, width, height);
+  Show(image, KXRect(0, 0, image.GetWidth(), image.GetHeight()));
+}
+
+void Canvas::Show(const KXBitImage& image, const KXRect& part) {
+  image.DrawGDI(&gdi_, part.left, part.top, part.Width(), part.Height(), part.left, part.top,
+                part.Width(), part.Height());
   cairo_surface_flush(surface_);
 }
 

@@ -16,8 +16,9 @@ class Canvas {
   Canvas& operator=(const Canvas&) = delete;
   ~Canvas();
 
-  /// Draws an image in its own size.
+  /// Draws an image, or a part of it, in its own size and at its own place.
   void Show(const KXBitImage& image);
+  void Show(const KXBitImage& image, const KXRect& part);
 
  private:
   cairo_surface_t* surface_;

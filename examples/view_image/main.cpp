@@ -38,10 +38,11 @@ void WriteScreenshot(const Options& options) {
   Session session(Open(options), size);
   Show(options, session);
   session.Finish();
+  session.Draw();
 
   const std::size_t width = static_cast<std::size_t>(size.cx);
   std::vector<BYTE> pixels(4 * width * static_cast<std::size_t>(size.cy)), row(3 * width);
-  viewimage::Canvas(pixels.data(), size, static_cast<int>(4 * width)).Show(session.Draw());
+  viewimage::Canvas(pixels.data(), size, static_cast<int>(4 * width)).Show(session.Image());
   for (const BYTE* from = pixels.data(); from != pixels.data() + pixels.size();) {
     for (std::size_t x = 0; x < width; ++x, from += 4) std::copy_n(from, 3, &row[3 * x]);
     writer.WriteRow(row.data());

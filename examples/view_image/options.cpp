@@ -1,5 +1,6 @@
 #include "view_image/options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 
@@ -7,6 +8,7 @@ namespace viewimage {
 namespace {
 
 constexpr int kMostSide = 0x7FFFFF00, kMostWindow = 16384;
+constexpr int kMostDrawn = 32767;  // pixels of a side that a drawing context takes
 
 /// Takes a number of `low` to `high` from the front of a text.
 template <class Number>
@@ -72,7 +74,8 @@ Shows a picture of any size in a window. Drag it to move it; the wheel zooms abo
 
 Keys: 0 whole picture, 1 its own size, + and - zoom, arrows move, H and V flip it, F1 lists them, Q
 closes. The exit status is 0 when the window is closed or the PNG written, 2 when something is wrong
-with a file, an option or the display, and 130 when the user stopped with Ctrl-C.
+with a file, an option or the display, 1 when the display goes away meanwhile, and 130 when the user
+stopped with Ctrl-C.
 )";
 
 Options ParseOptions(int argc, char** argv) {
@@ -91,16 +94,13 @@ Options ParseOptions(int argc, char** argv) {
       options.dpi = arguments.Number(48, 768);
     } else if (word == "--screenshot") {
       options.screenshot = arguments.Value();
-    } else if (options.memory.Take(arguments)) {
-      continue;
-    } else if (word.starts_with("-")) {
-      throw examples::UserError("unknown option " + std::string(word) + "; --help lists them");
-    } else if (!options.file.empty()) {
-      throw examples::UserError("more than one picture: " + options.file + " and " +
-                                std::string(word));
-    } else {
-      options.file = word;
+    } else if (!options.memory.Take(arguments)) {
+      arguments.TakeName("picture", options.file);
     }
+  }
+  if (std::max(options.size.cx, options.size.cy) * std::max(options.dpi, 96) / 96 > kMostDrawn) {
+    throw examples::UserError("--size and --dpi ask for a window of more than " +
+                              std::to_string(kMostDrawn) + " pixels");
   }
   return options;
 }

@@ -13,9 +13,12 @@ namespace {
 
 // Lengths at 96 dots an inch.
 constexpr int kBarHeight = 30, kFontHeight = 13, kPad = 12, kSwatch = 14, kSquare = 8;
-constexpr int kPositionWidth = 160, kColorWidth = 150, kZoomWidth = 80, kBlocksWidth = 340;
+constexpr int kPositionWidth = 160, kColorWidth = 150, kZoomWidth = 80, kBlocksWidth = 360;
 constexpr int kHelpLine = 24, kHelpKeys = 110, kHelpWidth = 380;
 constexpr int kArrowMoves = 64;
+constexpr int kMostName = 60;  // bytes of it in the title
+/// Between two looks at the numbers of blocks, while they change by themselves.
+constexpr std::chrono::milliseconds kCountEvery(250);
 
 constexpr QMCOLORREF kBarColor = 0xFFF4F4F4, kBarEdge = 0xFFC8C4C0, kInk = 0xFF282320;
 constexpr QMCOLORREF kFaint = 0xFF8A8480, kPanelEdge = 0xFF9A9490;
@@ -41,6 +44,13 @@ std::string Grouped(int number) {
   std::string text = std::to_string(number);
   for (std::size_t left = text.size(); left > 3;) text.insert(left -= 3, 1, ' ');
   return text;
+}
+
+/// The beginning of a text in UTF-8, no character of which is cut.
+std::string Shortened(const std::string& text, std::size_t most) {
+  if (text.size() <= most) return text;
+  while (most > 0 && (text[most] & 0xC0) == 0x80) --most;
+  return text.substr(0, most) + "...";
 }
 
 template <class... Values>
@@ -73,8 +83,8 @@ Session::Session(Document document, KXSize window)
 
 std::string Session::Title() const {
   const KXVOffscreen& picture = *document_.picture;
-  return Format("%.60s - %d x %d pixels, %d bits", document_.name.c_str(), picture.GetWidth(),
-                picture.GetHeight(), picture.GetBitCount());
+  return Format("%s - %d x %d pixels, %d bits", Shortened(document_.name, kMostName).c_str(),
+                picture.GetWidth(), picture.GetHeight(), picture.GetBitCount());
 }
 
 void Session::Resize(KXSize window) {
@@ -129,7 +139,7 @@ void Session::Do(Command command) {
 void Session::Point(std::optional<KXPoint> at) {
   if (at && at->y >= view_.Window().cy) at.reset();
   pointer_ = at;
-  isStale_ = true;
+  isBarStale_ = true;
 }
 
 void Session::Drag(int dx, int dy) {
@@ -147,14 +157,17 @@ bool Session::Work(int milliseconds) {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
   const KXRect seen = VisibleBlocks(view_);
+  bool isMore = true;
   do {
     if (pyramid_.MakeOne(view_.Zoom().level, seen)) {
       isStale_ = true;
-    } else if (!pyramid_.MakeOne()) {
-      return false;
+    } else {
+      isMore = pyramid_.MakeOne();
     }
-  } while (Clock::now() < end);
-  return true;
+    hasMade_ |= isMore;
+  } while (isMore && Clock::now() < end);
+  if (hasMade_ && (!isMore || end >= counted_ + kCountEvery)) isBarStale_ = true;
+  return isMore;
 }
 
 void Session::Finish() {
@@ -163,12 +176,15 @@ void Session::Finish() {
   while (pyramid_.MakeOne(view_.Zoom().level, seen)) abort.CheckAbort();
 }
 
-KXBitImage& Session::Draw() {
-  DrawFrame(pyramid_, view_, ground_, frame_);
-  if (showsHelp_) DrawHelp();
+KXRect Session::Draw() {
+  const KXRect drawn = isStale_ ? KXRect(0, 0, window_.cx, window_.cy) : Bar();
+  if (isStale_) {
+    DrawFrame(pyramid_, view_, ground_, frame_);
+    if (showsHelp_) DrawHelp();
+  }
   DrawBar();
-  isStale_ = false;
-  return frame_;
+  isStale_ = isBarStale_ = false;
+  return drawn;
 }
 
 KXRect Session::Bar() const { return KXRect(0, view_.Window().cy, window_.cx, window_.cy); }
@@ -231,14 +247,23 @@ void Session::DrawBar() {
   const double percent = 100 * view_.Zoom().Scale();
   DrawText(frame_, zoom, Format(percent < 10 ? "%.1f %%" : "%.0f %%", percent), font, kInk,
            Align::kLeft);
+  DrawCounts(KXRect(left, bar.top, bar.right - Scaled(kPad), bar.bottom));
+}
+
+void Session::DrawCounts(const KXRect& rect) {
   const KXVirtualMemory& memory = *document_.picture->GetVirtualMemory();
   const int inMemory = memory.GetStatistics().blocksOnMemory;
-  const int all = static_cast<int>(memory.GetUsedBlockCount());
-  const bool isWide = bar.right - left >= Scaled(kBlocksWidth);
-  DrawText(frame_, KXRect(left, bar.top, bar.right - Scaled(kPad), bar.bottom),
-           Format(isWide ? "blocks: %s in memory, %s in the swap file" : "blocks: %s + %s",
-                  Grouped(inMemory).c_str(), Grouped(std::max(all - inMemory, 0)).c_str()),
-           font, kInk, Align::kRight);
+  const int others = std::max(static_cast<int>(memory.GetUsedBlockCount()) - inMemory, 0);
+  // Those of one colour take no place on the disk, and the others are packed there.
+  const int onDisk = static_cast<int>(memory.GetUsedDiskSize() >> 20);
+  DrawText(frame_, rect,
+           rect.Width() >= Scaled(kBlocksWidth)
+               ? Format("blocks: %s in memory, %s paged out (%s MiB on disk)",
+                        Grouped(inMemory).c_str(), Grouped(others).c_str(), Grouped(onDisk).c_str())
+               : Format("blocks: %s + %s", Grouped(inMemory).c_str(), Grouped(others).c_str()),
+           Scaled(kFontHeight), kInk, Align::kRight);
+  counted_ = std::chrono::steady_clock::now();
+  hasMade_ = false;
 }
 
 void Session::DrawHelp() {

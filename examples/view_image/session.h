@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -55,14 +56,17 @@ class Session {
   void Finish();
 
   /// Whether the window would look otherwise now than it was drawn last.
-  bool IsStale() const { return isStale_; }
-  /// Draws the window, and returns it: an image of 32 bits of its size.
-  KXBitImage& Draw();
+  bool IsStale() const { return isStale_ || isBarStale_; }
+  /// Draws what would look otherwise, and returns where that is.
+  KXRect Draw();
+  /// The window as it was drawn last: an image of 32 bits of its size.
+  const KXBitImage& Image() const { return frame_; }
 
  private:
   KXRect Bar() const;
   KXPoint About() const;
   void DrawBar();
+  void DrawCounts(const KXRect& rect);
   std::string ColorAt(KXPoint pixel, QMCOLORREF& color);
   void DrawHelp();
 
@@ -75,6 +79,9 @@ class Session {
   std::optional<KXPoint> pointer_;
   bool showsHelp_ = false;
   bool isStale_ = true;
+  bool isBarStale_ = false;                        // alone
+  std::chrono::steady_clock::time_point counted_;  // when the bar's numbers were new
+  bool hasMade_ = false;                           // copies since then
 };
 
 }  // namespace viewimage

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -79,6 +80,21 @@ bool ToCommand(SDL_Keycode key, Command& command) {
   }
 }
 
+/// Whether a key that is held down does it again and again.
+bool Repeats(Command command) {
+  switch (command) {
+    case Command::kIn:
+    case Command::kOut:
+    case Command::kLeft:
+    case Command::kRight:
+    case Command::kUp:
+    case Command::kDown:
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 /// SDL, and its window.
@@ -88,6 +104,8 @@ class Window::Desktop {
     // Ctrl-C is the program's own matter, and nothing is drawn that a display card could speed up.
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
+    // Somebody who looks at a picture for long has no reason to leave the screen on.
+    SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     if (SDL_Init(SDL_INIT_VIDEO) != 0) {
       throw examples::UserError(
           std::string("there is no display to open a window on; --screenshot needs none (") +
@@ -97,7 +115,10 @@ class Window::Desktop {
     window_ = SDL_CreateWindow("view_image", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
                                Scaled(size.cx), Scaled(size.cy),
                                SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
-    if (window_) return;
+    if (window_) {
+      MeetPoints(size, dpi);
+      return;
+    }
     const std::string words = SDL_GetError();
     SDL_Quit();
     throw examples::UserError("no window can be opened: " + words);
@@ -118,22 +139,36 @@ class Window::Desktop {
     return KXSize(std::max(width, 1), std::max(height, 1));
   }
 
-  /// Brings an image to the window. Where the window has another size meanwhile, it is drawn again
-  /// soon.
-  void Show(const KXBitImage& image) {
+  /// Brings a part of an image to the window, and all of it where the window holds nothing of it
+  /// yet. Where the window has another size meanwhile, it is drawn again soon.
+  void Show(const KXBitImage& image, KXRect part) {
     SDL_Surface* const surface = SDL_GetWindowSurface(window_);
     if (!surface) throw examples::UserError(std::string("the display is gone: ") + SDL_GetError());
+    const KXRect all(0, 0, image.GetWidth(), image.GetHeight());
+    if (std::exchange(isExposed_, false) || surface != std::exchange(surface_, surface)) part = all;
+    part &= KXRect(0, 0, surface->w, surface->h);
+    if (part.IsRectEmpty()) return;
     const Uint32 format = surface->format->format;
+    SDL_Rect changed = {part.left, part.top, part.Width(), part.Height()};
     if (format == SDL_PIXELFORMAT_RGB888 || format == SDL_PIXELFORMAT_ARGB8888) {
-      ShowOn(surface, image);
+      ShowOn(surface, image, part);
     } else {
       const std::unique_ptr<SDL_Surface, SurfaceDeleter> own(
           SDL_CreateRGBSurfaceWithFormat(0, surface->w, surface->h, 32, SDL_PIXELFORMAT_RGB888));
       if (!own) kxThrowError(kxw::kErrorNotEnoughMemory);
-      ShowOn(own.get(), image);
-      SDL_BlitSurface(own.get(), nullptr, surface, nullptr);
+      ShowOn(own.get(), image, part);
+      SDL_Rect at = changed;
+      SDL_BlitSurface(own.get(), &changed, surface, &at);
     }
-    SDL_UpdateWindowSurface(window_);
+    SDL_UpdateWindowSurfaceRects(window_, &changed, 1);
+  }
+
+  /// Where the pointer is, if that is in the window.
+  std::optional<KXPoint> Pointer() const {
+    if (SDL_GetMouseFocus() != window_) return std::nullopt;
+    int x = 0, y = 0;
+    SDL_GetMouseState(&x, &y);
+    return ToPixels(x, y);
   }
 
   /// Takes what the user has done; `session` may be null. Waits for it for so long at most.
@@ -147,12 +182,27 @@ class Window::Desktop {
     } while (!isClosed_ && SDL_PollEvent(&event));
   }
 
-  bool TakeExposed() { return std::exchange(isExposed_, false); }
+  /// Whether something of the window is to be shown again that did not change.
+  bool IsExposed() const { return isExposed_; }
 
  private:
-  static void ShowOn(SDL_Surface* surface, const KXBitImage& image) {
+  /// Some desktops count in points, of several pixels on a dense screen, and have scaled what they
+  /// were told: there the ratio of the two is the density, unless the user gives one.
+  void MeetPoints(KXSize size, int dpi) {
+    int width = 0, height = 0;
+    SDL_GetWindowSize(window_, &width, &height);
+    const double ratio = Size().cx / static_cast<double>(std::max(width, 1));
+    if (ratio <= 1) return;
+    if (dpi <= 0) SetScreenDensity(static_cast<int>(std::lround(ratio * kPlainDpi)));
+    const auto points = [ratio](int length) {
+      return static_cast<int>(std::lround(Scaled(length) / ratio));
+    };
+    SDL_SetWindowSize(window_, points(size.cx), points(size.cy));
+  }
+
+  static void ShowOn(SDL_Surface* surface, const KXBitImage& image, const KXRect& part) {
     if (SDL_MUSTLOCK(surface) && SDL_LockSurface(surface) != 0) return;
-    Canvas(surface->pixels, KXSize(surface->w, surface->h), surface->pitch).Show(image);
+    Canvas(surface->pixels, KXSize(surface->w, surface->h), surface->pitch).Show(image, part);
     if (SDL_MUSTLOCK(surface)) SDL_UnlockSurface(surface);
   }
 
@@ -177,18 +227,18 @@ class Window::Desktop {
         if (session && event.window.event == SDL_WINDOWEVENT_LEAVE) session->Point(std::nullopt);
         return;
       case SDL_KEYDOWN:
-        TakeKey(event.key.keysym.sym, session);
+        TakeKey(event.key, session);
         return;
       default:
         if (session) TakeMouse(event, *session);
     }
   }
 
-  void TakeKey(SDL_Keycode key, Session* session) {
+  void TakeKey(const SDL_KeyboardEvent& key, Session* session) {
     Command command;
-    if (key == SDLK_q || key == SDLK_ESCAPE) {
+    if (key.keysym.sym == SDLK_q || key.keysym.sym == SDLK_ESCAPE) {
       isClosed_ = true;
-    } else if (session && ToCommand(key, command)) {
+    } else if (session && ToCommand(key.keysym.sym, command) && (!key.repeat || Repeats(command))) {
       session->Do(command);
     }
   }
@@ -219,6 +269,7 @@ class Window::Desktop {
   }
 
   SDL_Window* window_ = nullptr;
+  SDL_Surface* surface_ = nullptr;  // on which the image was shown last; SDL's
   bool isClosed_ = false, isExposed_ = true, isDragging_ = false;
   KXPoint dragged_;
 };
@@ -234,14 +285,14 @@ bool Window::IsClosed() {
   if (now < answered_ + kAnswerMilliseconds) return desktop_->IsClosed();
   answered_ = now;
   desktop_->TakeEvents(nullptr, 0);
-  if (desktop_->TakeExposed()) {
+  if (desktop_->IsExposed()) {
     const KXSize size = desktop_->Size();
     KXBitImage image;
     image.Create(size.cx, size.cy, 32);
     const KXRect all(0, 0, size.cx, size.cy);
     image.RectFill(all, Ground().beside, 0);
     DrawText(image, all, "Opening the picture...", Scaled(15), 0xFFD0D0D0, Align::kMiddle);
-    desktop_->Show(image);
+    desktop_->Show(image, all);
   }
   return desktop_->IsClosed();
 }
@@ -249,16 +300,18 @@ bool Window::IsClosed() {
 void Window::Run(Session& session, const std::function<bool()>& isStopped) {
   desktop_->SetTitle(session.Title());
   session.Resize(desktop_->Size());
+  session.Point(desktop_->Pointer());
   bool isWorkLeft = true;
   while (!desktop_->IsClosed() && !isStopped()) {
-    desktop_->TakeEvents(&session, isWorkLeft || session.IsStale() ? 0 : kWaitMilliseconds);
+    const bool isWaiting = !isWorkLeft && !session.IsStale();
+    desktop_->TakeEvents(&session, isWaiting ? kWaitMilliseconds : 0);
     if (desktop_->IsClosed()) break;
     if (session.IsStale()) {
-      desktop_->Show(session.Draw());
-      desktop_->TakeExposed();
+      const KXRect part = session.Draw();
+      desktop_->Show(session.Image(), part);
       isWorkLeft = true;
-    } else if (desktop_->TakeExposed()) {
-      desktop_->Show(session.Draw());
+    } else if (desktop_->IsExposed()) {
+      desktop_->Show(session.Image(), KXRect(0, 0, 0, 0));
     }
     if (isWorkLeft) isWorkLeft = session.Work(kWorkMilliseconds);
   }

@@ -103,8 +103,8 @@ class ViewImage : public ProgramTest {
     return WaitFor([&] { return process_->HasEnded() || Seen() == expected; }) &&
            Seen() == expected;
   }
-  int InkInBar() const {
-    const std::vector<unsigned> bar = display_->Pixels(left_, top_ + kHeight - kBar, kWidth, kBar);
+  int InkInBar(int width = kWidth) const {
+    const std::vector<unsigned> bar = display_->Pixels(left_, top_ + kHeight - kBar, width, kBar);
     return static_cast<int>(
         std::count_if(bar.begin(), bar.end(), [](unsigned c) { return (c & 255) < 96; }));
   }
@@ -131,6 +131,12 @@ TEST_F(ViewImage, FollowsMouseAndKeys) {
   }
   // A window has 450 rows of picture, and pixel (320, 225) in their middle.
   EXPECT_TRUE(Shows(Screenshot("--view 700,500,1"))) << Read(Path("output"));
+  // The pointer has been there since before the window, which tells its position.
+  EXPECT_TRUE(WaitFor([&] { return InkInBar(150) > 50; }));
+  const std::vector<unsigned> bar = display_->Pixels(left_, top_ + kHeight - kBar, 150, kBar);
+  Do(MoveTo(20, 30));
+  EXPECT_TRUE(
+      WaitFor([&] { return display_->Pixels(left_, top_ + kHeight - kBar, 150, kBar) != bar; }));
   Do(MoveTo(320, 225) + " click 4 click 4 click 4 click 4");
   EXPECT_TRUE(Shows(Screenshot("--view 700,500,2")));
   EXPECT_GT(InkInBar(), 300);
@@ -175,6 +181,26 @@ TEST_F(ViewImage, IsClosedDuringItsWork) {
   EXPECT_TRUE(fs::is_empty(Path("swap")));
 }
 
+TEST_F(ViewImage, EndsWithItsDisplay) {
+  fs::create_directory(Path("swap"));
+  // A name of 85 bytes, which is cut behind the 60th or where a character ends in front of it.
+  std::string name = "a";
+  for (int i = 0; i < 40; ++i) name += "\u00E9";
+  ASSERT_TRUE(WritePlaces(Path(name + ".png"), 900, 700));
+  if (!Open({"--swap", Path("swap"), Path(name + ".png")})) {
+    GTEST_SKIP() << "takes Xvfb and xdotool";
+  }
+  EXPECT_TRUE(WaitFor([&] {
+    Do("getwindowname " + window_);
+    return output_.find(name.substr(0, 59) + "... - 900 x 700") != std::string::npos;
+  })) << output_;
+  display_.reset();
+  EXPECT_TRUE(WaitFor([&] { return process_->HasEnded(); }));
+  EXPECT_EQ(process_->ExitStatus(), 1);
+  EXPECT_NE(Read(Path("output")).find("broken"), std::string::npos) << Read(Path("output"));
+  EXPECT_TRUE(fs::is_empty(Path("swap")));
+}
+
 TEST_F(ViewImage, ShowsThePixelsOfThePicture) {
   ASSERT_TRUE(WritePlaces(Path("places.png"), 900, 700));
   const std::vector<unsigned> pixels = Screenshot("--view 320,225,1");
@@ -196,6 +222,7 @@ TEST_F(ViewImage, ComplainsInOneLine) {
   ExpectComplaint(out + "--view 3,4 " + Path("places.png"), "--view takes");
   ExpectComplaint(out + "--view 3,4,33 " + Path("places.png"), "--view takes");
   ExpectComplaint(out + "--size 10x10 " + Path("places.png"), "--size takes");
+  ExpectComplaint(out + "--size 16384x80 --dpi 240 " + Path("places.png"), "32767");
   ExpectComplaint("a.png b.png", "more than one picture");
   ExpectComplaint(Path("places.png"), "no display", "env -u DISPLAY SDL_VIDEODRIVER=x11 ");
   ExpectComplaint(Path("places.png"), "no display", "DISPLAY=:9999 SDL_VIDEODRIVER=x11 ");
