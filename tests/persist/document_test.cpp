@@ -155,6 +155,12 @@ TEST(Document, SavesInPlaceElsewhereAndAsACopy) {
   EXPECT_EQ(note.modes, "a---ac");
   EXPECT_EQ(folder.ReadFile("copy"), folder.ReadFile("a"));
   EXPECT_EQ(folder.Count(), 2);
+  // Meant: a copy to the own place takes back what the application put by itself.
+  note.PushBackup();
+  note.PopModify();
+  note.SetSaveMode(2);
+  EXPECT_EQ(note.OnSaveDocument(nullptr), 1);
+  EXPECT_TRUE(note.IsModified());
 }
 
 TEST(Document, AFailedSaveLeavesTheOldFileAndState) {
