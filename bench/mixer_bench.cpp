@@ -159,6 +159,17 @@ void PixmanOver(State& state, Pixels over, Pixels under) {
 }
 #endif
 
+/// The limit of a blend that computes for nothing: one picture is read, and another written.
+void CopyPicture(State& state) {
+  const Pixels from = Noise(1, false);
+  Pixels to = Noise(2, false);
+  for (auto _ : state) {
+    std::memcpy(to.data(), from.data(), from.size() * sizeof(DWORD));
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kSide * kSide);
+}
+
 // --- Plain loops: what a user would write over two arrays ----------------------------------------
 
 /// A mixer over noise beside the loop that does the same. What lies under is put back each time.
@@ -251,6 +262,9 @@ const bool kAdded = [] {
                         [blend](State& s) { PixmanOver(s, blend.over(), blend.under()); });
 #endif
   }
+  Add(
+      "blend, noise over opaque, limit", 0.7,
+      [](State& s) { Blend(s, Noise(1, false), Noise(2, true)); }, "memcpy", CopyPicture);
   // Three times the time is what masks and patterns may cost: the wanted ratio is a third.
   const auto plain = [](State& s) { Blend(s, Cel(), Noise(2, true)); };
   Add(

@@ -130,19 +130,33 @@ KXW_IN_AVX2 inline void Lay16(Word32* pixels, const Word32* colors) {
 
 enum class Alphas { kClear, kOpaque, kOther };
 
+constexpr bool IsFlat(DWORD color) { return color >> 24 == 0 || color >> 24 == 255; }
+
 /// What the alphas of `kCount` pixels are, all of them.
 template <int kCount>
 KXW_IN_AVX2 inline Alphas LookAt(const Word32* words) {
-  const DWORD first = words[0] >> 24;
-  if (first != 0 && first != 255) return Alphas::kOther;
+  if (!IsFlat(words[0])) return Alphas::kOther;
   const __m256i mask = Spread(0xFF000000);
   __m256i any = Load(words), all = any;
   for (int i = kVector; i < kCount; i += kVector) {
     any = _mm256_or_si256(any, Load(words + i));
     all = _mm256_and_si256(all, Load(words + i));
   }
-  if (first == 0) return _mm256_testz_si256(any, mask) ? Alphas::kClear : Alphas::kOther;
+  if (words[0] >> 24 == 0) return _mm256_testz_si256(any, mask) ? Alphas::kClear : Alphas::kOther;
   return _mm256_testc_si256(all, mask) ? Alphas::kOpaque : Alphas::kOther;
+}
+
+/// A stretch over any pixels, most of which is flat: where a cel has an edge.
+KXW_IN_AVX2 inline void LayEdge(Word32* pixels, const Word32* colors) {
+  for (int i = 0; i < kStretch; i += 2 * kVector) {
+    const Alphas some = LookAt<2 * kVector>(colors + i);
+    if (some == Alphas::kClear) continue;
+    if (some == Alphas::kOpaque) {
+      std::memcpy(pixels + i, colors + i, 2 * kVector * sizeof(Word32));
+    } else {
+      Lay16(pixels + i, colors + i);
+    }
+  }
 }
 
 KXW_IN_AVX2 bool LayStretchByAvx2(Word32* pixels, const Word32* colors, int count) {
@@ -155,17 +169,10 @@ KXW_IN_AVX2 bool LayStretchByAvx2(Word32* pixels, const Word32* colors, int coun
     for (int i = 0; i < kStretch; i += kVector) {
       Store(pixels + i, LayOverOpaque(Load(pixels + i), Load(colors + i)));
     }
+  } else if (IsFlat(colors[0]) || IsFlat(colors[kStretch - 1])) {
+    LayEdge(pixels, colors);
   } else {
-    // Where a cel has an edge, most of its stretch is flat.
-    for (int i = 0; i < kStretch; i += 2 * kVector) {
-      const Alphas some = LookAt<2 * kVector>(colors + i);
-      if (some == Alphas::kClear) continue;
-      if (some == Alphas::kOpaque) {
-        std::memcpy(pixels + i, colors + i, 2 * kVector * sizeof(Word32));
-      } else {
-        Lay16(pixels + i, colors + i);
-      }
-    }
+    for (int i = 0; i < kStretch; i += 2 * kVector) Lay16(pixels + i, colors + i);
   }
   return true;
 }
