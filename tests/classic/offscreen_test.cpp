@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <tuple>
 
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
@@ -219,21 +220,27 @@ TEST(ClassicFill, EqualsThePixelByPixelFill) {
 // A large fill goes past the caches, in other stores.
 TEST(ClassicFill, LargeOnesKeepToTheirEdges) {
   for (int bits : kDepths) {
-    for (int left : {32, 3}) {
+    // Whole groups of 16 bytes, others, and rows of others.
+    for (const auto& [width, left, count] :
+         {std::tuple(4096, 32, 4032), {4096, 3, 4040}, {4100, 32, 4032}}) {
       KXOffscreen image;
-      image.Create(4096, (40 << 20) / (512 * bits), bits, 0xFFFFFFFF, 1);
+      image.Create(width, (40 << 20) / (512 * bits), bits, 0xFFFFFFFF, 1);
       image.Lock();
       const std::vector<BYTE> blank(image.GetBaseAddress(),
                                     image.GetBaseAddress() + image.GetRowBytes());
-      image.SetForeColor(DWORD{0x40000000});
-      if (bits == 1) image.RectFillScamp({left, 1, 4063, image.GetHeight() - 1});
-      if (bits > 1) image.RectFill({left, 1, 4064, image.GetHeight() - 1});
-      KXOffscreen row;
-      row.Create(4096, 1, bits, 0xFFFFFFFF, 1);
-      row.Lock();
-      for (int x = bits == 1 ? left / 32 * 32 : left; x < 4064; ++x) {
-        Model::Set(row, 32, 0x40000000, x, 0);
+      const DWORD color = bits == 1 ? 0x40000000 : 0x40302010;
+      image.SetForeColor(color);
+      int from = left, to = left + count;
+      if (bits == 1) {
+        image.RectFillScamp({from, 1, to, image.GetHeight() - 1});
+        from = from / 32 * 32, to = (to + 31) / 32 * 32;
+      } else {
+        image.RectFill({from, 1, to, image.GetHeight() - 1});
       }
+      KXOffscreen row;
+      row.Create(width, 1, bits, 0xFFFFFFFF, 1);
+      row.Lock();
+      for (int x = from; x < to; ++x) Model::Set(row, 32, color, x, 0);
       for (int y = 0; y < image.GetHeight(); ++y) {
         const bool isEdge = y == 0 || y == image.GetHeight() - 1;
         const BYTE* const like = isEdge ? blank.data() : row.GetBaseAddress();
