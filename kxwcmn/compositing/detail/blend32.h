@@ -19,12 +19,12 @@ inline constexpr int kStretch = 64;
 // the share 0, and one that is opaque or lies on nothing the share 1, which leave p and give c: all
 // cases are one.
 //
-// In floats A and B are exact, and t is off by less than 2^-23. Adding 768 brings d * t into
-// [512, 1024), where the lowest of a float's bits is worth 2^-14: 14 bits are a fraction, and the
-// eight above them, added to p, are the result. By t, the product and the sum this is off by less
-// than one of the lowest bit. So where the fraction is not 0 the whole number is right. Where it is
-// 0, the number may end on a half, or near it: a few pixels in ten thousand, which go through the
-// rule itself. There doubles decide, whose rounding is part of it.
+// Adding 768 brings d * t into [512, 1024), where the lowest of a float's bits is worth 2^-14: 14
+// bits are a fraction, and the eight above them, added to p, are the result. In floats t is off by
+// some 2^-24, and with the product and the sum that comes to about one lowest bit. So where the
+// fraction is not 0 the whole number is right, which the tests show for all alphas and all d. Where
+// it is 0, the number may end on a half, or near it: a few pixels in ten thousand, which go through
+// the rule itself. There doubles decide, whose rounding is part of it.
 inline constexpr int kFractionBits = 14;
 inline constexpr float kRounded = 768.5f;
 // With an opaque pixel d * t is a multiple of 1 / 255, and this brings it nowhere near a fraction
