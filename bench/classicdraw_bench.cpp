@@ -1,5 +1,5 @@
-// Polygons of the classic images beside those of OpenCV, and what extracts masks and extents beside
-// a plain scan of the same bytes.
+// Polygons of the classic images beside those of OpenCV and Cairo, and what extracts masks and
+// extents beside a plain scan of the same bytes.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -123,17 +123,12 @@ void Scan(State& state, int bits) {
 }
 
 const bool kAdded = [] {
-#ifdef KXWCMN_WITH_OPENCV
-  Add("classic FillPolygon, star of 1000 points, 8 bits", 1.5, FillStar, "OpenCV fillPoly",
-      OpenCvStar);
-  Add(
-      "classic FillPolygonConvex, 10,000 triangles, 32 bits", 1.5,
-      [](State& state) { FillTriangles(state, 32); }, "OpenCV fillConvexPoly", OpenCvTriangles);
-#else
-  AddOurs("classic FillPolygon, star of 1000 points, 8 bits", 1.5, FillStar);
-  AddOurs("classic FillPolygonConvex, 10,000 triangles, 32 bits", 1.5,
-          [](State& state) { FillTriangles(state, 32); });
-#endif
+  const std::string star = "classic FillPolygon, star of 1000 points, 8 bits";
+  AddOurs(star, 1.5, FillStar);
+  AddStarPeers<8>(star);
+  const std::string triangles = "classic FillPolygonConvex, 10,000 triangles, 32 bits";
+  AddOurs(triangles, 1.5, [](State& state) { FillTriangles(state, 32); });
+  AddTrianglePeers(triangles);
   for (int bits : {1, 8, 24, 32}) {
     const auto add = [bits](const std::string& name, auto ours) {
       Add(

@@ -1,4 +1,4 @@
-// Shapes beside a plain fill of the same bytes, and beside the polygons of OpenCV.
+// Shapes beside a plain fill of the same bytes, and beside the shapes of OpenCV and Cairo.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -28,10 +28,6 @@ using kxw::bench::kTriangles;
 using kxw::bench::kTriangleSide;
 using kxw::bench::Star;
 using kxw::bench::Triangles;
-#ifdef KXWCMN_WITH_OPENCV
-using kxw::bench::OpenCvStar;
-using kxw::bench::OpenCvTriangles;
-#endif
 
 /// An image whose blocks all have their memory.
 KXVOffscreenPtr Picture(int bits, int width, int height) {
@@ -87,14 +83,15 @@ void Memset(State& state) {
 
 // --- Polygons ------------------------------------------------------------------------------------
 
+template <int kBits>
 void FillStar(State& state) {
-  const KXVOffscreenPtr image = Picture(8, kStarSide, kStarSide);
+  const KXVOffscreenPtr image = Picture(kBits, kStarSide, kStarSide);
   const std::vector<KXPoint> star = Star();
   for (auto _ : state) {
-    image->FillPolygon(star.data(), 1000, nullptr, 0x80000000, 1);
+    image->FillPolygon(star.data(), 1000, nullptr, 0xFF000000, 1);
     benchmark::ClobberMemory();
   }
-  if (ColorAt(*image, 2000, 2000) != 0x80000000) {
+  if (ColorAt(*image, 2000, 2000) != 0xFF000000) {
     state.SkipWithError("the middle was not filled");
   }
 }
@@ -186,21 +183,21 @@ const bool kAdded = [] {
   Add("RectFill, 4096 x 4096, 24 bits", 0.9, RectFill<24>, "memset", Memset<24>);
   Add("RectFill, 4096 x 4096, 32 bits", 0.9, RectFill<32>, "memset", Memset<32>);
   Add("RectFill, 4096 x 4096, 64 bits", 0.9, RectFill<64>, "memset", Memset<64>);
+  const std::string star = "FillPolygon, star of 1000 points, ";
+  kxw::bench::AddOurs(star + "8 bits", 2, FillStar<8>);
+  kxw::bench::AddStarPeers<8>(star + "8 bits");
+  kxw::bench::AddOurs(star + "32 bits", 2, FillStar<32>);
+  kxw::bench::AddStarPeers<32>(star + "32 bits");
+  const std::string triangles = "FillPolygon, 10,000 triangles, 32 bits";
+  kxw::bench::AddOurs(triangles, 2, FillTriangles);
+  kxw::bench::AddTrianglePeers(triangles);
+  const std::string plain = "CircleFill, blend, 1000 of diameter 200, 32 bits";
+  const std::string smooth = "CircleFillAA, blend, 1000 of radius 30, 32 bits";
+  kxw::bench::AddOurs(plain, 0, FillCircles<false>);
+  kxw::bench::AddOurs(smooth, 0, FillCircles<true>);
 #ifdef KXWCMN_WITH_OPENCV
-  Add("FillPolygon, star of 1000 points, 8 bits", 2, FillStar, "OpenCV fillPoly", OpenCvStar);
-  Add("FillPolygon, 10,000 triangles, 32 bits", 2, FillTriangles, "OpenCV fillConvexPoly",
-      OpenCvTriangles);
-  Add("CircleFill, blend, 1000 of diameter 200, 32 bits", 0, FillCircles<false>,
-      "OpenCV circle, opaque", OpenCvCircles<false>);
-  Add("CircleFillAA, blend, 1000 of radius 30, 32 bits", 0, FillCircles<true>,
-      "OpenCV circle, opaque", OpenCvCircles<true>);
-#else
-  benchmark::RegisterBenchmark("FillPolygon, star of 1000 points, 8 bits|ours", FillStar);
-  benchmark::RegisterBenchmark("FillPolygon, 10,000 triangles, 32 bits|ours", FillTriangles);
-  benchmark::RegisterBenchmark("CircleFill, blend, 1000 of diameter 200, 32 bits|ours",
-                               FillCircles<false>);
-  benchmark::RegisterBenchmark("CircleFillAA, blend, 1000 of radius 30, 32 bits|ours",
-                               FillCircles<true>);
+  kxw::bench::AddSide(plain, "OpenCV circle, opaque", OpenCvCircles<false>);
+  kxw::bench::AddSide(smooth, "OpenCV circle, opaque", OpenCvCircles<true>);
 #endif
   return true;
 }();

@@ -40,12 +40,15 @@ PolygonScan::PolygonScan(const tagPOINT* points, int count, bool breaks) {
   if (!points || count < 1) return;
   if (count > kLocalEdges) {
     const auto capacity = static_cast<std::size_t>(count);
-    edgeMemory_.reset(new (std::nothrow) Edge[2 * capacity]);
-    crossingMemory_.reset(new (std::nothrow) int[capacity]);
-    if (!edgeMemory_ || !crossingMemory_) kxThrowError(kErrorNotEnoughMemory);
+    edgeMemory_.reset(new (std::nothrow) Edge[capacity]);
+    slopeMemory_.reset(new (std::nothrow) double[2 * capacity]);
+    columnMemory_.reset(new (std::nothrow) int[2 * capacity]);
+    if (!edgeMemory_ || !slopeMemory_ || !columnMemory_) kxThrowError(kErrorNotEnoughMemory);
     edges_ = edgeMemory_.get();
-    active_ = edges_ + capacity;
-    crossings_ = crossingMemory_.get();
+    x_ = slopeMemory_.get();
+    slopes_ = x_ + capacity;
+    bottoms_ = columnMemory_.get();
+    crossings_ = bottoms_ + capacity;
   }
   for (int i = 0; i < count; ++i) {
     const tagPOINT& p = points[i];
@@ -70,26 +73,36 @@ void PolygonScan::EndAtGap() {
 bool PolygonScan::NextRow(i64 endRow) {
   int kept = 0;
   for (int i = 0; i < activeCount_; ++i) {
-    if (active_[i].bottom > row_) active_[kept++] = active_[i];
+    if (bottoms_[i] > row_) MoveActive(kept++, i);
   }
   activeCount_ = kept;
   for (;; ++nextEdge_) {
     if (nextEdge_ == edgeCount_) break;
-    Edge edge = edges_[nextEdge_];
+    const Edge& edge = edges_[nextEdge_];
     if (edge.top > row_) {
       if (activeCount_ > 0) break;
       row_ = edge.top;  // rows between outlines hold nothing
     }
     if (edge.bottom <= row_) continue;
-    edge.x = AddRepeatedly(edge.x, edge.slope, row_ - edge.top);
-    active_[activeCount_++] = edge;
+    x_[activeCount_] = AddRepeatedly(edge.x, edge.slope, row_ - edge.top);
+    slopes_[activeCount_] = edge.slope;
+    bottoms_[activeCount_++] = edge.bottom;
   }
   if (activeCount_ == 0 || row_ >= endRow) return false;
   changeRow_ = nextEdge_ < edgeCount_ ? edges_[nextEdge_].top : std::numeric_limits<i64>::max();
-  for (int i = 0; i < activeCount_; ++i) {
-    changeRow_ = std::min<i64>(changeRow_, active_[i].bottom);
-  }
+  for (int i = 0; i < activeCount_; ++i) changeRow_ = std::min<i64>(changeRow_, bottoms_[i]);
   return true;
+}
+
+void PolygonScan::SortAll() {
+  // There have been as many edges as are active: their places serve to sort in.
+  for (int i = 0; i < activeCount_; ++i) edges_[i] = {x_[i], slopes_[i], 0, bottoms_[i]};
+  std::sort(edges_, edges_ + activeCount_, [](const Edge& a, const Edge& b) { return a.x < b.x; });
+  for (int i = 0; i < activeCount_; ++i) {
+    x_[i] = edges_[i].x;
+    slopes_[i] = edges_[i].slope;
+    bottoms_[i] = edges_[i].bottom;
+  }
 }
 
 void PolygonScan::SortActive() {
@@ -98,15 +111,17 @@ void PolygonScan::SortActive() {
   i64 moves = 0;
   const i64 mostMoves = 64 + 8 * static_cast<i64>(activeCount_);
   for (int i = 1; i < activeCount_; ++i) {
-    if (active_[i - 1].x <= active_[i].x) continue;
-    const Edge edge = active_[i];
+    if (x_[i - 1] <= x_[i]) continue;
+    const double x = x_[i], slope = slopes_[i];
+    const int bottom = bottoms_[i];
     int at = i;
-    for (; at > 0 && active_[at - 1].x > edge.x; --at) active_[at] = active_[at - 1];
-    active_[at] = edge;
+    for (; at > 0 && x_[at - 1] > x; --at) MoveActive(at, at - 1);
+    x_[at] = x;
+    slopes_[at] = slope;
+    bottoms_[at] = bottom;
     moves += i - at;
     if (moves > mostMoves) {
-      std::sort(active_, active_ + activeCount_,
-                [](const Edge& a, const Edge& b) { return a.x < b.x; });
+      SortAll();
       return;
     }
   }

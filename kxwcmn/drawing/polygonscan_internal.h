@@ -6,6 +6,7 @@
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/platform/number.h"
 #include "kxwcmn/platform/types.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace kxw {
 
@@ -47,22 +48,28 @@ class PolygonScan {
   /// partner, which only an outline that does not close can have, is dropped. A scan runs once.
   template <class Crossings = RoundedCrossings, class Op>
   void Run(i64 firstRow, i64 endRow, int left, int right, Op op) {
+    const double low = static_cast<double>(left) - Crossings::kReach, high = right;
     for (row_ = firstRow; NextRow(endRow);) {
       // One set of edges, until the next one begins or ends.
-      for (const i64 end = std::min(changeRow_, endRow); row_ < end; ++row_) {
-        if (!TakeColumns<Crossings>(left, right)) {
+      const i64 end = std::min(changeRow_, endRow);
+      if (activeCount_ == 2) {
+        if (!RunPair<Crossings>(end, low, high, op)) return;
+        continue;
+      }
+      for (; row_ < end; ++row_) {
+        if (!TakeColumns<Crossings>(low, high)) {
           SortActive();
-          TakeColumns<Crossings>(left, right);
+          TakeColumns<Crossings>(low, high);
         }
         if (!op(static_cast<int>(row_), crossings_, activeCount_ & ~1)) return;
-        for (int i = 0; i < activeCount_; ++i) active_[i].x += active_[i].slope;
+        InVectors<Step>(x_, slopes_, activeCount_);
       }
     }
   }
 
  private:
   struct Edge {
-    double x;  // at the current row
+    double x;  // at its top
     double slope;
     int top, bottom;
   };
@@ -72,31 +79,69 @@ class PolygonScan {
   /// Brings the active edges to those of the current row or, where it has none, of the next row
   /// that does. Returns false if there is none before `endRow`.
   bool NextRow(i64 endRow);
-  /// Puts the active edges into the order of their crossings.
+  /// Puts active edge `i` in the place of `to`.
+  void MoveActive(int to, int i) {
+    x_[to] = x_[i];
+    slopes_[to] = slopes_[i];
+    bottoms_[to] = bottoms_[i];
+  }
+  /// Puts the active edges into the order of their crossings: where few have changed places, and
+  /// any.
   void SortActive();
+  void SortAll();
+
+  static void Step(double* x, const double* slopes, int count) {
+    for (int i = 0; i < count; ++i) x[i] += slopes[i];
+  }
+
+  template <class Crossings>
+  static int ColumnOf(double x, double low, double high) {
+    // Cut before it is rounded, which comes to the same and keeps it small.
+    return Crossings::Column(std::min(std::max(x, low), high));
+  }
+  template <class Crossings>
+  static int ColumnsOf(const double* x, int count, double low, double high, int* columns) {
+    for (int i = 0; i < count; ++i) columns[i] = ColumnOf<Crossings>(x[i], low, high);
+    int ordered = 1;
+    for (int i = 1; i < count; ++i) ordered &= columns[i - 1] <= columns[i];
+    return ordered;
+  }
   /// Returns false if the active edges are out of order.
   template <class Crossings>
-  bool TakeColumns(int left, int right) {
-    const double low = static_cast<double>(left) - Crossings::kReach, high = right;
-    int ordered = 1;
-    for (int i = 0, last = left - Crossings::kReach; i < activeCount_; ++i) {
-      // Cut before it is rounded, which comes to the same and keeps it small.
-      const int column = Crossings::Column(std::min(std::max(active_[i].x, low), high));
-      ordered &= column >= last;
-      crossings_[i] = last = column;
+  bool TakeColumns(double low, double high) {
+    return InVectors<ColumnsOf<Crossings>>(x_, activeCount_, low, high, crossings_) != 0;
+  }
+
+  /// The rows up to `end` of two edges, as most shapes have them, in the order that each row needs.
+  /// Returns false if `op` did.
+  template <class Crossings, class Op>
+  bool RunPair(i64 end, double low, double high, Op& op) {
+    double a = x_[0], b = x_[1];
+    for (; row_ < end; ++row_, a += slopes_[0], b += slopes_[1]) {
+      const int columnA = ColumnOf<Crossings>(a, low, high);
+      const int columnB = ColumnOf<Crossings>(b, low, high);
+      int columns[] = {std::min(columnA, columnB), std::max(columnA, columnB)};
+      if (!op(static_cast<int>(row_), columns, 2)) return false;
     }
-    return ordered;
+    x_[0] = a;
+    x_[1] = b;
+    return true;
   }
 
   struct Local {
-    Edge edges[2 * kLocalEdges];
-    int crossings[kLocalEdges];
+    Edge edges[kLocalEdges];
+    double x[kLocalEdges], slopes[kLocalEdges];
+    int bottoms[kLocalEdges], crossings[kLocalEdges];
   } local_;
   std::unique_ptr<Edge[]> edgeMemory_;
-  std::unique_ptr<int[]> crossingMemory_;
-  Edge* edges_ = local_.edges;                 // by their tops
-  Edge* active_ = local_.edges + kLocalEdges;  // those of the current row
-  int* crossings_ = local_.crossings;
+  std::unique_ptr<double[]> slopeMemory_;
+  std::unique_ptr<int[]> columnMemory_;
+  Edge* edges_ = local_.edges;  // by their tops; those before `nextEdge_` are of no use any more
+  // The edges of the current row: their crossings, slopes and bottoms.
+  double* x_ = local_.x;
+  double* slopes_ = local_.slopes;
+  int* bottoms_ = local_.bottoms;
+  int* crossings_ = local_.crossings;  // as columns
   int edgeCount_ = 0;
   int activeCount_ = 0;
   int nextEdge_ = 0;  // the first edge that the scan has not reached

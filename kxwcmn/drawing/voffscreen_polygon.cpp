@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 
 #include "kxwcmn/drawing/fillrules_internal.h"
 #include "kxwcmn/drawing/polygonscan_internal.h"
@@ -42,6 +43,66 @@ void ForEachRowOfSpans(const KXPoint* points, int count, bool breaks, bool close
   }
 }
 
+/// Spans of rows that lie in one row of blocks, put by so that each block is entered once for many
+/// of them.
+class SpanBand {
+ public:
+  static constexpr int kMostColumns = 2048;
+
+  /// Whether `columns`, two for each span of a row, find room.
+  bool HasRoom(int y, int columns) const {
+    return rowCount_ < kMostRows && columns <= kMostColumns - columnCount_ &&
+           (rowCount_ == 0 || (y ^ rows_[0].y) <= KXVOffscreen::kBlockMask);
+  }
+  void Add(int y, const int* spans, int columns) {
+    const int first = columnCount_;
+    for (int i = 0; i < columns; i += 2) {
+      columns_[columnCount_] = spans[i];
+      columns_[columnCount_ + 1] = spans[i + 1];
+      columnCount_ += spans[i] <= spans[i + 1] ? 2 : 0;  // an empty one makes place for the next
+    }
+    if (first == columnCount_) return;
+    rows_[rowCount_++] = {y, first, columnCount_};
+    firstColumn_ = std::min(firstColumn_, columns_[first]);
+  }
+  /// Takes all spans out, block by block: calls `enter(x, y)` with a point of the block, which
+  /// gives its memory or null, and `paint(block, x, y, count)` for the parts of spans there.
+  template <class Enter, class Paint>
+  void Empty(Enter enter, Paint paint) {
+    while (firstColumn_ != kNone) {
+      const int last = firstColumn_ | KXVOffscreen::kBlockMask;  // of the block
+      BYTE* const block = enter(firstColumn_, rows_[0].y);
+      firstColumn_ = kNone;
+      for (int i = 0; i < rowCount_; ++i) {
+        Row& row = rows_[i];
+        for (; row.next < row.end && columns_[row.next] <= last; row.next += 2) {
+          int& x = columns_[row.next];
+          const int end = columns_[row.next + 1];
+          if (block) paint(block, x, row.y, std::min(end, last) - x + 1);
+          if (end > last) {
+            x = last + 1;  // what is left of it
+            break;
+          }
+        }
+        if (row.next < row.end) firstColumn_ = std::min(firstColumn_, columns_[row.next]);
+      }
+    }
+    rowCount_ = columnCount_ = 0;
+  }
+
+ private:
+  static constexpr int kMostRows = 64, kNone = std::numeric_limits<int>::max();
+  struct Row {
+    int y;
+    int next, end;  // the columns of the spans that are left
+  };
+
+  int rowCount_ = 0, columnCount_ = 0;
+  int firstColumn_ = kNone;  // of all that is left
+  Row rows_[kMostRows];
+  int columns_[kMostColumns];  // the first and the last one of each span
+};
+
 }  // namespace
 
 template <class Depth, class Fill>
@@ -51,24 +112,25 @@ void KXVOffscreen::FillPolygonWith(const KXPoint* points, int count, const tagRE
   KXRect bounds = clip ? KXRect(*clip) : GetRect();
   bounds.left = std::max(bounds.left, 0);
   bounds.right = std::min(bounds.right, width_);
-  const auto paint = [&](int y, const int* spans, int columns) {
-    // The row in memory of the columns from `left` up to but not `right`, which are of one block.
-    BYTE* row = nullptr;
-    int left = 0, right = 0;
-    for (int i = 0; i < columns; i += 2) {
-      for (int x = spans[i], end; x <= spans[i + 1]; x = end) {
-        if (x < left || x >= right) {
-          row = EnterRow(x, y);
-          left = x & ~kBlockMask;
-          right = left + kBlockSize;
-        }
-        end = std::min(spans[i + 1] + 1, right);
-        if (row) kxw::FillRun<Depth>(row, x - left, end - x, fill);
-      }
+  SpanBand band;
+  const auto paintBand = [&] {
+    band.Empty([this](int x, int y) { return EnterRow(x, y & ~kBlockMask); },
+               [fill](BYTE* block, int x, int y, int runLength) {
+                 BYTE* const row = block + (y & kBlockMask) * kxw::kRowBytes<Depth>;
+                 kxw::FillRun<Depth>(row, x & kBlockMask, runLength, fill);
+               });
+  };
+  const auto add = [&](int y, const int* spans, int columns) {
+    for (int left = columns; left > 0;) {
+      const int part = std::min(left, SpanBand::kMostColumns);
+      if (!band.HasRoom(y, part)) paintBand();
+      band.Add(y, spans + (columns - left), part);
+      left -= part;
     }
     return true;
   };
-  ForEachRowOfSpans(points, count, true, closed != 0, bounds, GetRect(), paint);
+  ForEachRowOfSpans(points, count, true, closed != 0, bounds, GetRect(), add);
+  paintBand();
 }
 
 void KXVOffscreen::FillPolygon(const KXPoint* points, int count, tagRECT* clip, DWORD color,

@@ -23,22 +23,43 @@ inline void FillPattern(BYTE* at, std::size_t bytes, const BYTE* pattern, int le
   }
 }
 
-/// A memset whose short runs are stored in line, the last store overlapping the one before.
-inline void FillBytes(BYTE* at, BYTE value, std::size_t bytes) {
-  if (bytes > 32) {
-    std::memset(at, value, bytes);
-    return;
-  }
-  const u64 wide = value * 0x0101010101010101u;
+/// Writes `fill` to the `count` pixels at `at`, which are of 1, 2, 4 or 8 bytes. Runs that are
+/// short, as most in drawings are, take a few stores without a loop: its end would be guessed wrong
+/// nearly each time. Those from the end overlap those from the start.
+template <class Depth>
+inline void FillPixels(BYTE* at, int count, typename Depth::Fill fill) {
+  constexpr std::size_t kPixel = Depth::kBits / 8, kWide = 16;
+  const std::size_t bytes = static_cast<std::size_t>(count) * kPixel;
+  BYTE wide[kWide];
+  for (std::size_t i = 0; i < kWide; i += kPixel) Depth::Store(wide + i, 0, fill);
   BYTE* const end = at + bytes;
-  if (bytes >= 8) {
-    for (; at < end - 8; at += 8) std::memcpy(at, &wide, 8);
-    std::memcpy(end - 8, &wide, 8);
-  } else if (bytes >= 4) {
-    std::memcpy(at, &wide, 4);
-    std::memcpy(end - 4, &wide, 4);
-  } else if (bytes > 0) {
-    at[0] = at[bytes / 2] = end[-1] = value;
+  const auto store = [&wide](BYTE* to) { std::memcpy(to, wide, kWide); };
+  if (bytes > 4 * kWide) {
+    BYTE* const last = end - 4 * kWide;
+    for (; at < last; at += 4 * kWide) {
+      for (std::size_t i = 0; i < 4; ++i) store(at + i * kWide);
+    }
+    for (std::size_t i = 0; i < 4; ++i) store(last + i * kWide);
+  } else if (bytes > 2 * kWide) {
+    store(at);
+    store(at + kWide);
+    store(end - 2 * kWide);
+    store(end - kWide);
+  } else if (bytes >= kWide) {
+    store(at);
+    store(end - kWide);
+  } else if (bytes >= 8) {
+    std::memcpy(at, wide, 8);
+    std::memcpy(end - 8, wide, 8);
+  } else if (kPixel <= 4 && bytes >= 4) {
+    std::memcpy(at, wide, 4);
+    std::memcpy(end - 4, wide, 4);
+  } else if (kPixel <= 2 && bytes > 0) {
+    // The first, the middle and the last of up to three pixels.
+    const std::size_t pixels = bytes / kPixel;
+    Depth::Store(at, 0, fill);
+    Depth::Store(at + pixels / 2 * kPixel, 0, fill);
+    Depth::Store(end - kPixel, 0, fill);
   }
 }
 
@@ -63,7 +84,12 @@ inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill)
     std::memset(at, fill, static_cast<std::size_t>(end - at));
     if (tail) merge(end, tail);
   } else if constexpr (Depth::kBits == 8) {
-    FillBytes(row + column, fill, static_cast<std::size_t>(count));
+    constexpr int kLong = 256;
+    if (count > kLong) {
+      std::memset(row + column, fill, static_cast<std::size_t>(count));
+    } else {
+      FillPixels<Depth>(row + column, count, fill);
+    }
   } else if constexpr (Depth::kBits == 24) {
     // Sixteen pixels are three stores of 16 bytes, eight are three of 8. The last ones overlap what
     // is there instead of leaving a rest.
@@ -85,18 +111,7 @@ inline void FillRun(BYTE* row, int column, int count, typename Depth::Fill fill)
       for (; at != end; at += 3) Depth::Store(at, 0, fill);
     }
   } else {
-    // Stores of 16 bytes, the last of which overlaps what is there instead of leaving a rest.
-    constexpr int kBytes = Depth::kBits / 8, kWide = 16;
-    BYTE* at = row + ByteOfColumn<Depth>(column);
-    BYTE* const end = at + count * kBytes;
-    if (end - at < kWide) {
-      for (; at != end; at += kBytes) Depth::Store(at, 0, fill);
-      return;
-    }
-    BYTE pattern[kWide];
-    for (int i = 0; i < kWide; i += kBytes) Depth::Store(pattern + i, 0, fill);
-    for (; end - at > kWide; at += kWide) std::memcpy(at, pattern, kWide);
-    std::memcpy(end - kWide, pattern, kWide);
+    FillPixels<Depth>(row + ByteOfColumn<Depth>(column), count, fill);
   }
 }
 
