@@ -216,7 +216,7 @@ const bool kAdded = [] {
     };
     add("aligned", 0.9, kBlock, kBlock);
     add("aligned in x", 0.8, kBlock, 7);
-    add("not aligned", 0.6, 13, 7);
+    add("not aligned", 1, 13, 7);
   }
   Add(
       "Copy, 2 % of 32768 x 32768 with memory", 0.9, [](State& s) { CopySparse<true>(s, 0); },

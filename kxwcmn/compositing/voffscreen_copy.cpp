@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "kxwcmn/compositing/detail/blockwalk.h"
@@ -6,6 +9,7 @@
 #include "kxwcmn/offscreen/autolock.h"
 #include "kxwcmn/offscreen/detail/fillrun.h"
 #include "kxwcmn/offscreen/voffscreen_depths.h"
+#include "kxwcmn/platform/vectorize_internal.h"
 
 namespace {
 
@@ -30,6 +34,30 @@ struct CopyClear<Depth, true> {
     return aligned ? 0 : Depth::ClearFill(clear);
   }
 };
+
+/// Copies stretches of `bytes` bytes, at least `kStep`, of `rows` rows that are `rowBytes` apart on
+/// both sides. The last step of a stretch overlaps the one before.
+template <std::size_t kStep>
+inline void CopyRowsBy(BYTE* to, const BYTE* from, std::size_t bytes, int rows, int rowBytes) {
+  for (; rows > 0; --rows, to += rowBytes, from += rowBytes) {
+    for (std::size_t i = 0; i + kStep < bytes; i += kStep) std::memcpy(to + i, from + i, kStep);
+    std::memcpy(to + bytes - kStep, from + bytes - kStep, kStep);
+  }
+}
+
+/// The same for any stretches of whole bytes that lie apart, in steps as wide as they are: a call
+/// for each row would cost as much as what it copies.
+inline void CopyRows(BYTE* to, const BYTE* from, std::size_t bytes, int rows, int rowBytes) {
+  if (bytes >= 64) {
+    CopyRowsBy<64>(to, from, bytes, rows, rowBytes);
+  } else if (bytes >= 16) {
+    CopyRowsBy<16>(to, from, bytes, rows, rowBytes);
+  } else if (bytes >= 4) {
+    CopyRowsBy<4>(to, from, bytes, rows, rowBytes);
+  } else if (bytes > 0) {
+    CopyRowsBy<1>(to, from, bytes, rows, rowBytes);
+  }
+}
 
 /// A copy between two different images of one depth.
 template <class Depth>
@@ -63,16 +91,44 @@ class BlockCopy {
       kxw::CopyRun(dst_, src_, base, part, area_.dx, area_.dy);
       return;
     }
-    const bool aligned = IsAlignedX();
-    kxw::ForEachRowPair(dst_, src_, base, part, area_.dx, area_.dy, true,
-                        [=](BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count,
-                            int /*x*/, int /*y*/) {
-                          if (aligned) {
-                            kxw::CopyAlignedRow<Depth>(to, from, toColumn, count);
-                          } else {
-                            kxw::CopyRow<Depth>(to, toColumn, from, fromColumn, count);
-                          }
-                        });
+    // Across a seam of the destination the wider side comes first: it walks the memory of the
+    // source in order, and the narrower one finds it in the caches.
+    const int seam = ((part.left + area_.dx) | KXVOffscreen::kBlockMask) + 1 - area_.dx;
+    KXRect left = part, right = part;
+    left.right = std::min(seam, part.right);
+    right.left = left.right;
+    if (left.Width() < right.Width()) std::swap(left, right);
+    CopySide(left, base);
+    if (right.Width() > 0) CopySide(right, base);
+  }
+
+  void CopySide(const KXRect& part, const BYTE* base) {
+    if constexpr (Depth::kBits < 8) {
+      const bool aligned = IsAlignedX();
+      kxw::ForEachRowPair(dst_, src_, base, part, area_.dx, area_.dy, true,
+                          [=](BYTE* to, int toColumn, const BYTE* from, int fromColumn, int count,
+                              int /*x*/, int /*y*/) {
+                            if (aligned) {
+                              kxw::CopyAlignedRow<Depth>(to, from, toColumn, count);
+                            } else {
+                              kxw::CopyRow<Depth>(to, toColumn, from, fromColumn, count);
+                            }
+                          });
+    } else {
+      kxw::ForEachTarget(dst_, TargetOf(part), true, [=, this](const KXRect& piece, BYTE* to) {
+        kxw::InVectors<CopyRows>(PixelAt(to, piece.left, piece.top),
+                                 PixelAt(base, piece.left - area_.dx, piece.top - area_.dy),
+                                 static_cast<std::size_t>(kxw::ByteOfColumn<Depth>(piece.Width())),
+                                 piece.Height(), kxw::kRowBytes<Depth>);
+      });
+    }
+  }
+
+  /// The pixel of a block, by its place in the image.
+  template <class Byte>
+  static Byte* PixelAt(Byte* base, int x, int y) {
+    return kxw::RowOf(base, y, kxw::kRowBytes<Depth>) +
+           kxw::ByteOfColumn<Depth>(x & KXVOffscreen::kBlockMask);
   }
 
   void CopyHole(const KXRect& part) {

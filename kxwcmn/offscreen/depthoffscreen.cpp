@@ -29,12 +29,16 @@ void DepthOffscreen<Depth>::ClearBlock(BYTE* address) {
     std::memset(address, pattern[0], kBlockBytes<Depth>);
     return;
   }
-  // A few rows from the pattern, the others from them: these stay in the nearest cache.
-  constexpr int kRows = 8;
-  FillPattern(address, kRows * kRowBytes<Depth>, pattern, length);
-  for (int row = kRows; row < kBlockSize; row += kRows) {
-    std::memcpy(address + row * kRowBytes<Depth>, address, kRows * kRowBytes<Depth>);
+  // Patterns of every depth come out even in three words of 16 bytes, and all but those of three
+  // bytes in one: what a block has beyond threes is a few of these.
+  constexpr int kWord = 16, kWords = 3;
+  BYTE words[kWords * kWord];
+  FillPattern(words, sizeof words, pattern, length);
+  BYTE* const end = address + kBlockBytes<Depth>;
+  for (; end - address >= kWords * kWord; address += kWords * kWord) {
+    for (int i = 0; i < kWords; ++i) std::memcpy(address + i * kWord, words + i * kWord, kWord);
   }
+  std::memcpy(address, words, static_cast<std::size_t>(end - address));
 }
 
 // --- Steps --------------------------------------------------------------------------------------

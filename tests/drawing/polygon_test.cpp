@@ -72,7 +72,10 @@ void ScanPlainly(const std::vector<KXPoint>& points, bool breaks, bool closed, c
 /// Outlines of all sizes around an image of 300 by 280; with `breaks` two closed ones.
 std::vector<KXPoint> AnyOutline(Random& random, bool breaks) {
   const int reach = random.OneIn(3) ? 2000 : random.OneIn(3) ? 30 : 120;
-  const int count = random.OneIn(4) ? random.Int(33, 200) : random.Int(0, 9);
+  // Some have more crossings in a row than are painted at once.
+  const int count = random.OneIn(99)  ? 5000
+                    : random.OneIn(4) ? random.Int(33, 200)
+                                      : random.Int(0, 9);
   std::vector<KXPoint> points;
   for (int outline = 0; outline < (breaks ? 2 : 1); ++outline) {
     const int x = random.Edge(0, 300), y = random.Edge(0, 280);
