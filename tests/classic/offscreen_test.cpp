@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <tuple>
+#include <utility>
 
 #include "kxwcmn/platform/detail/faults.h"
 #include "kxwcmn/platform/error.h"
@@ -220,11 +220,10 @@ TEST(ClassicFill, EqualsThePixelByPixelFill) {
 // A large fill goes past the caches, in other stores.
 TEST(ClassicFill, LargeOnesKeepToTheirEdges) {
   for (int bits : kDepths) {
-    // Whole groups of 16 bytes, others, and rows of others.
-    for (const auto& [width, left, count] :
-         {std::tuple(4096, 32, 4032), {4096, 3, 4040}, {4100, 32, 4032}}) {
+    // Whole groups of 16 bytes, others, and a start between them.
+    for (const auto& [left, count] : {std::pair(32, 4032), {32, 4040}, {3, 4032}}) {
       KXOffscreen image;
-      image.Create(width, (40 << 20) / (512 * bits), bits, 0xFFFFFFFF, 1);
+      image.Create(4096, (40 << 20) / (512 * bits), bits, 0xFFFFFFFF, 1);
       image.Lock();
       const std::vector<BYTE> blank(image.GetBaseAddress(),
                                     image.GetBaseAddress() + image.GetRowBytes());
@@ -238,7 +237,7 @@ TEST(ClassicFill, LargeOnesKeepToTheirEdges) {
         image.RectFill({from, 1, to, image.GetHeight() - 1});
       }
       KXOffscreen row;
-      row.Create(width, 1, bits, 0xFFFFFFFF, 1);
+      row.Create(4096, 1, bits, 0xFFFFFFFF, 1);
       row.Lock();
       for (int x = from; x < to; ++x) Model::Set(row, 32, color, x, 0);
       for (int y = 0; y < image.GetHeight(); ++y) {
