@@ -1,8 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <limits>
-
 #include "kxwcmn/core/geometry.h"
 #include "kxwcmn/platform/export.h"
 
@@ -97,14 +94,7 @@ class KX_EXPORT KXMatrix2D {
   static KXPointF Narrow(const tagPOINTD& p) {
     return {static_cast<float>(p.x), static_cast<float>(p.y)};
   }
-  static KXPoint Whole(const tagPOINTD& p) { return {Whole(p.x), Whole(p.y)}; }
-  /// As kxw::Truncate, but without a branch, so that a loop over points becomes one of vectors.
-  static int Whole(double value) {
-    using Limits = std::numeric_limits<int>;
-    const double known = value == value ? value : 0;
-    return static_cast<int>(
-        std::min(std::max(known, double{Limits::min()}), double{Limits::max()}));
-  }
+  static KXPoint Whole(const tagPOINTD& p) { return {kxw::Truncate(p.x), kxw::Truncate(p.y)}; }
 
   /// Applies `step` to the plane with `centre` as its origin.
   template <class Step>

@@ -115,7 +115,13 @@ KXString& KXString::operator+=(const char* text) {
 KXString& KXString::operator+=(const KXString& other) { return *this += other.GetCStrPtr(); }
 
 KXString& KXString::operator+=(char c) {
-  Append(&c, c ? 1 : 0);
+  if (c && appended_ != kUnknown && appended_ < room_) {
+    // As in Append, without what only other texts need: many are made byte by byte.
+    buffer_[0] = kUnsetLength;
+    buffer_[1 + appended_++] = c;
+  } else {
+    Append(&c, c ? 1 : 0);
+  }
   return *this;
 }
 
