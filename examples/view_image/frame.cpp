@@ -99,6 +99,63 @@ class BlockPainter {
   std::vector<DWORD> converted_;
 };
 
+/// Draws what stands for blocks of reduced copies until they are made: pixels of the finer parts
+/// that are at hand, picked here and there. It brings no block into memory, for nobody may wait.
+class RoughPainter {
+ public:
+  RoughPainter(Pyramid& pyramid, const View& view, const Ground& ground, KXBitImage& frame)
+      : pyramid_(pyramid), view_(view), ground_(ground), frame_(frame) {}
+
+  /// Draws what is known of a block that is not made, in its square of the frame.
+  void Paint(int level, int column, int row, const KXRect& square, const KXRect& seen) {
+    KXVOffscreen& finer = pyramid_.Level(level - 1);
+    int columns, rows;
+    finer.GetBlockCount(&columns, &rows);
+    for (int i = 0; i < 4; ++i) {
+      const int x = 2 * column + i % 2, y = 2 * row + i / 2;
+      const KXRect part = Quarter(square, i % 2, i / 2), visible = part & seen;
+      if (x >= columns || y >= rows || visible.IsRectEmpty()) continue;
+      if (!pyramid_.IsMade(level - 1, x, y)) {
+        if (part.Width() >= 2 * kLeast) Paint(level - 1, x, y, part, visible);
+      } else if (finer.IsBlockOnMemory(x * kBlock, y * kBlock)) {
+        Pick(finer, KXPoint(x * kBlock, y * kBlock), part, visible);
+      }
+    }
+  }
+
+ private:
+  /// The least side of what is drawn, so that parts are not as many as pixels.
+  static constexpr int kLeast = 8;
+
+  static KXRect Quarter(const KXRect& square, int isRight, int isLower) {
+    const int x = (square.left + square.right) / 2, y = (square.top + square.bottom) / 2;
+    return KXRect(isRight ? x : square.left, isLower ? y : square.top, isRight ? square.right : x,
+                  isLower ? square.bottom : y);
+  }
+
+  /// Each pixel of the frame becomes one of the block at `origin` that `part` stands for.
+  void Pick(KXVOffscreen& image, KXPoint origin, const KXRect& part, const KXRect& visible) {
+    const int width = std::min(kBlock, image.GetWidth() - origin.x);
+    const int height = std::min(kBlock, image.GetHeight() - origin.y);
+    DWORD pixels[kBlock];
+    for (int y = visible.top; y < visible.bottom; ++y) {
+      const int line = origin.y + std::min((y - part.top) * kBlock / part.Height(), height - 1);
+      ReadAsShown(image, KXRect(origin.x, line, origin.x + width, line + 1), pixels, width);
+      DWORD* const row = RowOf(frame_, y);
+      for (int x = visible.left; x < visible.right; ++x) {
+        row[x] = pixels[std::min((x - part.left) * kBlock / part.Width(), width - 1)];
+      }
+    }
+    ground_.board.LayOver(RowOf(frame_, visible.top) + visible.left, frame_.GetWidth(),
+                          visible.Size(), visible.left - view_.Left(), visible.top - view_.Top());
+  }
+
+  Pyramid& pyramid_;
+  const View& view_;
+  const Ground& ground_;
+  KXBitImage& frame_;
+};
+
 /// The part of the window that the picture covers, flips undone.
 KXRect Covered(const View& view) {
   const auto cut = [](i64 at, int window) {
@@ -160,6 +217,7 @@ void DrawFrame(Pyramid& pyramid, const View& view, const Ground& ground, KXBitIm
   const int level = view.Zoom().level, side = view.Zoom().side;
   const KXRect covered = Covered(view), blocks = VisibleBlocks(view);
   BlockPainter painter(pyramid.Level(level), view, ground, frame);
+  RoughPainter rough(pyramid, view, ground, frame);
   for (int row = blocks.top; row < blocks.bottom; ++row) {
     for (int column = blocks.left; column < blocks.right; ++column) {
       const int left = static_cast<int>(view.Left() + i64{column} * side);
@@ -170,6 +228,7 @@ void DrawFrame(Pyramid& pyramid, const View& view, const Ground& ground, KXBitIm
         painter.Paint(column, row, square, seen);
       } else {
         frame.RectFill(seen, ground.unmade, 0);
+        rough.Paint(level, column, row, square, seen);
       }
     }
   }
