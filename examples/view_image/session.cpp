@@ -13,7 +13,7 @@ namespace {
 
 // Lengths at 96 dots an inch.
 constexpr int kBarHeight = 30, kFontHeight = 13, kPad = 12, kSwatch = 14, kSquare = 8;
-constexpr int kPositionWidth = 160, kColorWidth = 150, kZoomWidth = 80, kBlocksWidth = 360;
+constexpr int kPositionWidth = 160, kColorWidth = 150, kZoomWidth = 80, kBlocksWidth = 300;
 constexpr int kHelpLine = 24, kHelpKeys = 110, kHelpWidth = 380;
 constexpr int kArrowMoves = 64;
 constexpr int kMostName = 60;  // bytes of it in the title
@@ -253,14 +253,12 @@ void Session::DrawBar() {
 void Session::DrawCounts(const KXRect& rect) {
   const KXVirtualMemory& memory = *document_.picture->GetVirtualMemory();
   const int inMemory = memory.GetStatistics().blocksOnMemory;
+  // In the swap file, or known without it, as those of one colour are.
   const int others = std::max(static_cast<int>(memory.GetUsedBlockCount()) - inMemory, 0);
-  // Those of one colour take no place on the disk, and the others are packed there.
-  const int onDisk = static_cast<int>(memory.GetUsedDiskSize() >> 20);
   DrawText(frame_, rect,
-           rect.Width() >= Scaled(kBlocksWidth)
-               ? Format("blocks: %s in memory, %s paged out (%s MiB on disk)",
-                        Grouped(inMemory).c_str(), Grouped(others).c_str(), Grouped(onDisk).c_str())
-               : Format("blocks: %s + %s", Grouped(inMemory).c_str(), Grouped(others).c_str()),
+           Format(rect.Width() >= Scaled(kBlocksWidth) ? "blocks: %s in memory, %s paged out"
+                                                       : "blocks: %s + %s",
+                  Grouped(inMemory).c_str(), Grouped(others).c_str()),
            Scaled(kFontHeight), kInk, Align::kRight);
   counted_ = std::chrono::steady_clock::now();
   hasMade_ = false;
