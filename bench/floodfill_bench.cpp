@@ -185,41 +185,67 @@ void Ours(State& state, const Scene& (*scene)(), int bits, int margin, int type,
   state.counters["pixels"] = static_cast<double>(pixels);
 }
 
-void Add(const std::string& name, const Scene& (*scene)(), int bits, int margin, double wanted) {
+/// What every fill of a whole picture has to move at least.
+void Copy(State& state, const Scene& (*scene)(), int bits) {
+  const Bytes picture = scene().Picture(bits);
+  Bytes copy(picture.size());
+  for (auto _ : state) {
+    std::memcpy(copy.data(), picture.data(), picture.size());
+    benchmark::DoNotOptimize(copy.data());
+  }
+}
+
+/// A scene and the ratio that is wanted: of OpenCV or, in a maze, of both others.
+struct Line {
+  const char* name;
+  const Scene& (*scene)();
+  double wanted;
+};
+
+void Add(const Line& line, int bits, int margin) {
+  const Scene& (*const scene)() = line.scene;
   const int type = bits == 8 ? CV_8UC1 : bits == 24 || margin ? CV_8UC3 : CV_32SC1;
   const std::string with = ", " + std::to_string(bits) + (margin ? " bits, margin 16" : " bits");
   for (const bool inPlace : {true, false}) {
-    const std::string line = name + with + (inPlace ? ", in place" : ", onto a layer");
+    const std::string operation =
+        "flood fill: " + (line.name + with) + (inPlace ? ", in place" : ", onto a layer");
     kxw::bench::Add(
-        "flood fill: " + line, wanted,
+        operation, line.wanted,
         [=](State& state) { Ours(state, scene, bits, margin, type, inPlace); }, "OpenCV floodFill",
         [=](State& state) { OpenCv(state, scene, type, margin); });
     if (margin == 0) {
-      kxw::bench::AddSide("flood fill: " + line, "a stack of spans", [=](State& state) {
+      kxw::bench::AddSide(operation, "a stack of spans", [=](State& state) {
         bits == 8 ? BySpans<BYTE>(state, scene) : BySpans<DWORD>(state, scene);
       });
     }
+    kxw::bench::AddSide(operation, "memcpy", [=](State& state) { Copy(state, scene, bits); });
   }
 }
 
 const bool kAdded = [] {
-  for (const int bits : {8, 32}) {
-    Add("blank", Blank, bits, 0, 2.5);
-    Add("discs", Cels, bits, 0, 2.5);
-    Add("specks", Specks, bits, 0, 2);
-    Add("maze of 1 pixel", NarrowMaze, bits, 0, 2);
-    Add("maze of 8 pixels", WideMaze, bits, 0, 2);
+  const Line kExact[] = {
+      {"blank", Blank, 2.5},
+      {"discs", Cels, 2.5},
+      {"specks", Specks, 2},
+      {"maze of 1 pixel", NarrowMaze, 2},
+      {"maze of 8 pixels", WideMaze, 2},
 #ifdef KXWCMN_WITH_PNG
-    Add("drawing", Drawing, bits, 0, 2.5);
+      {"drawing", Drawing, 2.5},
 #endif
+  };
+  const Line kWithMargin[] = {
+      {"blank", Blank, 2},
+      {"grain", Grain, 2},
+      {"discs with grain", ScannedCels, 2},
+#ifdef KXWCMN_WITH_PNG
+      {"drawing", Drawing, 2},
+#endif
+  };
+  for (const int bits : {8, 32}) {
+    for (const Line& line : kExact) Add(line, bits, 0);
   }
   for (const int bits : {24, 32}) {
-    Add("blank", Blank, bits, 16, 2);
-    Add("grain", Grain, bits, 16, 2);
-    Add("discs with grain", ScannedCels, bits, 16, 2);
-#ifdef KXWCMN_WITH_PNG
-    Add("drawing", Drawing, bits, 16, 2);
-#endif
+    for (const Line& line : kWithMargin) Add(line, bits, 16);
   }
   return true;
 }();
