@@ -149,7 +149,7 @@ TEST(Theme, NeedsTheSixthControls) {
   for (const auto& [version, isLater] :
        {std::pair("5.82", false), {"6", true}, {"6.10", true}, {"10.0", true}}) {
     kxw::HostProcedures procedures;
-    procedures.theme.controlsVersion = [version] { return version; };
+    procedures.theme.controlsVersion = [controls = version] { return controls; };
     kxw::SetHostProcedures(procedures);
     EXPECT_EQ(kxwIsUseCommCtlVersion60() != 0, isLater) << version;
   }
