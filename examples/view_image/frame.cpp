@@ -109,6 +109,8 @@ class RoughPainter {
   /// Draws what is known of a block that is not made, in its square of the frame.
   void Paint(int level, int column, int row, const KXRect& square, const KXRect& seen) {
     KXVOffscreen& finer = pyramid_.Level(level - 1);
+    // One answer for all parts of a level, of which some are a pixel wider than others.
+    const bool hasParts = view_.Zoom().side >> (view_.Zoom().level - (level - 1)) >= 2 * kLeast;
     int columns, rows;
     finer.GetBlockCount(&columns, &rows);
     for (int i = 0; i < 4; ++i) {
@@ -116,7 +118,7 @@ class RoughPainter {
       const KXRect part = Quarter(square, i % 2, i / 2), visible = part & seen;
       if (x >= columns || y >= rows || visible.IsRectEmpty()) continue;
       if (!pyramid_.IsMade(level - 1, x, y)) {
-        if (part.Width() >= 2 * kLeast) Paint(level - 1, x, y, part, visible);
+        if (hasParts) Paint(level - 1, x, y, part, visible);
       } else if (finer.IsBlockOnMemory(x * kBlock, y * kBlock)) {
         Pick(finer, KXPoint(x * kBlock, y * kBlock), part, visible);
       }
@@ -128,7 +130,7 @@ class RoughPainter {
   static constexpr int kLeast = 8;
 
   static KXRect Quarter(const KXRect& square, int isRight, int isLower) {
-    const int x = (square.left + square.right) / 2, y = (square.top + square.bottom) / 2;
+    const int x = square.left + square.Width() / 2, y = square.top + square.Height() / 2;
     return KXRect(isRight ? x : square.left, isLower ? y : square.top, isRight ? square.right : x,
                   isLower ? square.bottom : y);
   }
@@ -137,14 +139,17 @@ class RoughPainter {
   void Pick(KXVOffscreen& image, KXPoint origin, const KXRect& part, const KXRect& visible) {
     const int width = std::min(kBlock, image.GetWidth() - origin.x);
     const int height = std::min(kBlock, image.GetHeight() - origin.y);
+    const auto column = [&](int x) {
+      return std::min((x - part.left) * kBlock / part.Width(), width - 1);
+    };
+    const int first = column(visible.left), count = column(visible.right - 1) + 1 - first;
     DWORD pixels[kBlock];
     for (int y = visible.top; y < visible.bottom; ++y) {
       const int line = origin.y + std::min((y - part.top) * kBlock / part.Height(), height - 1);
-      ReadAsShown(image, KXRect(origin.x, line, origin.x + width, line + 1), pixels, width);
+      const int left = origin.x + first;
+      ReadAsShown(image, KXRect(left, line, left + count, line + 1), pixels, count);
       DWORD* const row = RowOf(frame_, y);
-      for (int x = visible.left; x < visible.right; ++x) {
-        row[x] = pixels[std::min((x - part.left) * kBlock / part.Width(), width - 1)];
-      }
+      for (int x = visible.left; x < visible.right; ++x) row[x] = pixels[column(x) - first];
     }
     ground_.board.LayOver(RowOf(frame_, visible.top) + visible.left, frame_.GetWidth(),
                           visible.Size(), visible.left - view_.Left(), visible.top - view_.Top());

@@ -74,7 +74,7 @@ Shows a picture of any size in a window. Drag it to move it; the wheel zooms abo
 
 Keys: 0 whole picture, 1 its own size, + and - zoom, arrows move, H and V flip it, F1 lists them, Q
 closes. The exit status is 0 when the window is closed or the PNG written, 2 when something is wrong
-with a file, an option or the display, 1 when the display goes away meanwhile, and 130 when the user
+with a file, an option or the display, 1 or 2 when the display goes away meanwhile, and 130 when the user
 stopped with Ctrl-C.
 )";
 
@@ -98,9 +98,9 @@ Options ParseOptions(int argc, char** argv) {
       arguments.TakeName("picture", options.file);
     }
   }
-  if (std::max(options.size.cx, options.size.cy) * std::max(options.dpi, 96) / 96 > kMostDrawn) {
-    throw examples::UserError("--size and --dpi ask for a window of more than " +
-                              std::to_string(kMostDrawn) + " pixels");
+  if (std::max(options.size.cx, options.size.cy) * std::max(options.dpi, 96) / 96 >= kMostDrawn) {
+    throw examples::UserError("--size and --dpi ask for a window of " + std::to_string(kMostDrawn) +
+                              " pixels or more");
   }
   return options;
 }

@@ -137,7 +137,7 @@ void Session::Do(Command command) {
 }
 
 void Session::Point(std::optional<KXPoint> at) {
-  if (at && at->y >= view_.Window().cy) at.reset();
+  if (at && !KXRect(0, 0, window_.cx, view_.Window().cy).PtInRect(*at)) at.reset();
   pointer_ = at;
   isBarStale_ = true;
 }
@@ -237,7 +237,9 @@ void Session::DrawBar() {
                     frame_.GetWidth(), inside.Size(), inside.left - swatch.left,
                     inside.top - swatch.top);
     }
-    frame_.DrawRect(swatch.left, swatch.top, swatch.right - 1, swatch.bottom - 1, 1, kFaint, 0);
+    if (inside == swatch) {
+      frame_.DrawRect(swatch.left, swatch.top, swatch.right - 1, swatch.bottom - 1, 1, kFaint, 0);
+    }
     DrawText(frame_, KXRect(swatch.right + Scaled(kPad) / 2, color.top, color.right, color.bottom),
              words, font, kInk, Align::kLeft);
   } else {

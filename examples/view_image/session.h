@@ -57,7 +57,7 @@ class Session {
 
   /// Whether the window would look otherwise now than it was drawn last.
   bool IsStale() const { return isStale_ || isBarStale_; }
-  /// Draws what would look otherwise, and returns where that is.
+  /// Draws what would look otherwise, the bar at least, and returns where that is.
   KXRect Draw();
   /// The window as it was drawn last: an image of 32 bits of its size.
   const KXBitImage& Image() const { return frame_; }

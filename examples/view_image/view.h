@@ -83,7 +83,6 @@ class View {
   };
 
   void Confine();
-  void Set(const viewimage::Zoom& zoom, KXPoint about);
   KXPoint Middle() const { return KXPoint(window_.cx / 2, window_.cy / 2); }
   /// The zoom that shows the whole picture with a little room around it.
   viewimage::Zoom Fitting() const;

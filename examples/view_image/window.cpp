@@ -145,7 +145,8 @@ class Window::Desktop {
     SDL_Surface* const surface = SDL_GetWindowSurface(window_);
     if (!surface) throw examples::UserError(std::string("the display is gone: ") + SDL_GetError());
     const KXRect all(0, 0, image.GetWidth(), image.GetHeight());
-    if (std::exchange(isExposed_, false) || surface != std::exchange(surface_, surface)) part = all;
+    const bool isNew = surface != std::exchange(surface_, surface);
+    if (std::exchange(isExposed_, false) || isNew) part = all;
     part &= KXRect(0, 0, surface->w, surface->h);
     if (part.IsRectEmpty()) return;
     const Uint32 format = surface->format->format;
@@ -223,7 +224,10 @@ class Window::Desktop {
       case SDL_WINDOWEVENT:
         if (event.window.event == SDL_WINDOWEVENT_CLOSE) isClosed_ = true;
         if (event.window.event == SDL_WINDOWEVENT_EXPOSED) isExposed_ = true;
-        if (session && event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) session->Resize(Size());
+        if (session && event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
+          session->Resize(Size());
+          session->Point(Pointer());
+        }
         if (session && event.window.event == SDL_WINDOWEVENT_LEAVE) session->Point(std::nullopt);
         return;
       case SDL_KEYDOWN:

@@ -60,6 +60,7 @@ std::optional<kxw::InflatedSizes> kxw::InflateWhole(const BYTE* source, DWORD so
   return InflatedSizes{static_cast<DWORD>(stream), static_cast<DWORD>(contents)};
 }
 
+// zlib's own would take half of the time of reading flat colours: it goes byte by byte.
 DWORD kxw::Adler32(const BYTE* data, std::size_t size) { return libdeflate_adler32(1, data, size); }
 
 #else

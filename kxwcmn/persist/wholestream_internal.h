@@ -49,7 +49,7 @@ std::optional<InflatedSizes> InflateWhole(const BYTE* source, DWORD sourceSize, 
                                           DWORD destSize);
 
 /// The checksum at the end of a zlib stream, of all that the stream stands for. `data` may be null
-/// for nothing. zlib's own takes half of the time of reading flat colours: it goes byte by byte.
+/// for nothing.
 DWORD Adler32(const BYTE* data, std::size_t size);
 
 }  // namespace kxw

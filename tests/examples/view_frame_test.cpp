@@ -247,6 +247,12 @@ TEST(ViewFrame, PicksWhatIsNotMadeYetFromMemory) {
     }
   }
   EXPECT_FALSE(image->IsBlockOnMemory(0, 0));
+  // Parts of 15 and of 16 pixels are alike.
+  View narrow(KXSize(1100, 1100), KXSize(30, 30));
+  narrow.Show(KXPoint(550, 550), 1.0 / 33);
+  ASSERT_EQ(narrow.Zoom(), (Zoom{5, 248}));
+  screen.Draw(pyramid, narrow);
+  for (int x = 0; x < 30; ++x) ASSERT_EQ(screen.At(x, 15), unmade) << x;
 }
 
 TEST(ViewFrame, MakesWhatIsSeen) {
