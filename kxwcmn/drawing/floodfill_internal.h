@@ -81,6 +81,7 @@ enum Look { kNothing, kPainted, kFar };
 /// The fill itself, by runs of an `Access`:
 ///
 /// - `IsSeedFilled()`: whether the seed holds the fill value already; if not, takes the base.
+/// - `GoesOn()`: whether to look at one more run; else the fill ends unfinished.
 /// - `Enter(x, y, dy)`: whether the row lies in the image. The operations that follow are in
 ///   this row, which is left towards `y + dy`.
 /// - `PaintShort(parent, x, run)`: looks for the next pixel that matches, from `x` on to the end of
@@ -101,7 +102,8 @@ class Fill {
  public:
   Fill(const Request& request, Access& access) : request_(request), access_(access) {}
 
-  /// Returns false, with `outcome` left alone, if the seed holds the fill value already.
+  /// Returns false, with `outcome` left alone, if the seed holds the fill value already or the fill
+  /// does not go on.
   bool Run(Outcome& outcome);
 
  private:
@@ -137,6 +139,7 @@ bool Fill<Access>::Run(Outcome& outcome) {
   *top++ = {seed.y, seed.x, seed.x, 1};
   *top++ = {seed.y + 1, seed.x, seed.x, -1};
   while (top != stack_.Begin()) {
+    if (!access_.GoesOn()) return false;
     Poll();
     --top;
     top = FillRow(*top, top);

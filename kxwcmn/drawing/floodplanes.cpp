@@ -23,19 +23,24 @@ int CutAtSeam(int at, int size, int n) {
 
 }  // namespace
 
-Planes::Planes(const Request& request, const PlaneTests& tests, int mostTiles)
+Planes::Planes(const Request& request, const PlaneTests& tests, int mostTiles, int mostShortRuns)
     : request_(request),
       tests_(tests),
       height_(request.paint.GetHeight()),
-      mostTiles_(static_cast<std::size_t>(mostTiles)) {}
+      mostTiles_(static_cast<std::size_t>(mostTiles)),
+      mostShortRuns_(mostShortRuns) {}
 
 Planes::~Planes() = default;
 
 // --- Tiles --------------------------------------------------------------------------------------
 
 void Planes::Switch(int x, int y) {
-  column_ = row_ = -1;
   if (made_.size() >= mostTiles_ && tests_.readsBack) Forget();
+  SwitchTo(x, y);
+}
+
+void Planes::SwitchTo(int x, int y) {
+  column_ = row_ = -1;
   const auto column = static_cast<std::size_t>(x >> KXVOffscreen::kBlockShift);
   const auto row = static_cast<std::size_t>(y >> KXVOffscreen::kBlockShift);
   if (tiles_.size() <= row) tiles_.resize(row + 1);
@@ -57,6 +62,8 @@ void Planes::Switch(int x, int y) {
 }
 
 void Planes::Forget() {
+  column_ = row_ = -1;
+  hasForgotten_ = true;
   Flush();
   made_.clear();
   tiles_.clear();
@@ -116,6 +123,7 @@ void Planes::Load(Tile& tile, int y) {
     }
   }
   if (oddity) {
+    hasOdd_ = true;
     tile.odd[band] = std::make_unique<OddBand>();
     std::memcpy(tile.odd[band]->right, right, sizeof right);
     std::memcpy(tile.odd[band]->skip, skip, sizeof skip);
@@ -146,6 +154,7 @@ void Planes::Ask(KXVOffscreen& image, const RowTest& test, const KXPoint& at, in
 }
 
 void Planes::Flush() {
+  SettleAll();
   for (Tile* tile : made_) {
     for (DWORD bands = tile->known & ~tile->written; bands; bands &= bands - 1) {
       Write(*tile, std::countr_zero(bands));
@@ -278,6 +287,7 @@ bool Planes::Reaches(int y, int left, int right) {
 }
 
 bool FillPlanes(const Request& request, Planes& planes, Outcome& outcome) {
+  if (Fill<Planes>(request, planes).Run(outcome) || planes.FillByParts(outcome)) return true;
   return Fill<Planes>(request, planes).Run(outcome);
 }
 

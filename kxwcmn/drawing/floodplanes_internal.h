@@ -7,20 +7,27 @@
 
 #include "kxwcmn/drawing/detail/floodrows.h"
 #include "kxwcmn/drawing/floodfill_internal.h"
+#include "kxwcmn/drawing/floodparts_internal.h"
 
 /// The fast form of the fill: by bits.
 ///
 /// What can be painted, and what was, is kept as two bits for each pixel, in tiles that stand for
 /// the blocks of the painted image. The rows of a tile are worked out in bands as the fill reaches
-/// them: the only time that pixels are read. Runs are then found, painted and passed over in words
-/// of bits, whatever the depths are, and at the end each block is painted in one go.
+/// them: the only time that pixels are read. What goes on then is a matter of words of bits,
+/// whatever the depths are, and at the end each block is painted in one go. A band that has nothing
+/// left to be painted is written at once, while its pixels are near.
 ///
-/// A band of rows that is painted all over is written at once, while its pixels are near.
+/// A fill begins by runs, in the order that is told for it. Where a pixel is judged alike from all
+/// sides, the order has no part in what is painted: a fill that has met many short runs, as in a
+/// maze, and no odd band, begins again from the bits that are there and goes by parts. Those pixels
+/// of a band, or of a tile, that are connected in there are joined once, and are reached, one with
+/// all others, from any neighbour. Should a band turn out to be odd, it all goes by runs.
 ///
-/// The memory of a tile is a quarter of a block of 8 bits, and three eighths more if all of its
-/// bands are odd. A fill of more than `kMostTiles` blocks paints what it has and forgets all tiles:
-/// painted pixels hold the fill value, so that a tile that is reached again is worked out with the
-/// same answers. Where they do not read back, none is forgotten.
+/// The memory of a tile is a quarter of a block of 8 bits, three eighths more if all of its bands
+/// are odd, and seldom more than such a block where it has narrow ways: 200 KiB if every second
+/// pixel is a part of its own. A fill of more than `kMostTiles` blocks paints what it has and
+/// forgets all tiles: painted pixels hold the fill value, so that a tile that is reached again is
+/// worked out with the same answers. Where they do not read back, none is forgotten.
 namespace kxw::flood {
 
 /// How the pixels of the images become bits. The tests are not owned.
@@ -36,24 +43,27 @@ struct PlaneTests {
   bool readsBack = false;
   /// Whether a painted pixel matches while the next run is looked for.
   bool paintedMatches = false;
+  /// Whether bands may be odd: pixels judged by direction, or matching ones that are not painted.
+  bool mayBeOdd = true;
 };
-
-/// The rows of a tile that are worked out at a time.
-inline constexpr int kBandRows = 16;
-using BandBits = u64[kBandRows][4];
 
 class Planes {
  public:
-  static constexpr int kMostTiles = 1024;  // 17 to 41 MiB
+  static constexpr int kMostTiles = 1024;  // 17 to 41 MiB, by parts 80 or so in noise, 240 at worst
+
+  /// So many of them tell a fill of narrow ways; what they took is lost, which is little beside it.
+  static constexpr int kMostShortRuns = 32768;
 
   /// The images are locked by the caller, and the seed lies in the columns of the clip.
-  Planes(const Request& request, const PlaneTests& tests, int mostTiles = kMostTiles);
+  Planes(const Request& request, const PlaneTests& tests, int mostTiles = kMostTiles,
+         int mostShortRuns = kMostShortRuns);
   ~Planes();
   Planes(const Planes&) = delete;
   Planes& operator=(const Planes&) = delete;
 
   // The operations of a `Fill`. Whether the seed is filled is asked before.
   bool IsSeedFilled() const { return false; }
+  bool GoesOn() { return shortRuns_ < mostShortRuns_ || !IsForParts(); }
   bool Enter(int x, int y, int dy);
   Look PaintShort(const Span& parent, int x, ShortRun& run);
   void PaintAround(int x, int y, int& start, int& end);
@@ -64,8 +74,14 @@ class Planes {
   /// Writes what was painted into the image. Raises 8 if a block cannot be brought in.
   void Flush();
 
+  /// Runs a fill that did not go on by runs. Returns false at an odd band: then nothing counts as
+  /// painted any more, and the fill is to be run by runs, to its end.
+  bool FillByParts(Outcome& outcome);
+
  private:
-  static constexpr int kRowWords = KXVOffscreen::kBlockSize / kWordBits;
+  static constexpr int kBands = KXVOffscreen::kBlockSize / kBandRows;
+  /// The runs of a band from which on its tile is taken for one of narrow ways.
+  static constexpr int kManyRuns = 96;
 
   /// Of a row, in a line of the cache.
   struct alignas(64) Row {
@@ -83,11 +99,14 @@ class Planes {
     const Row& RowOf(int y) const { return rows[y & KXVOffscreen::kBlockMask]; }
 
     Row rows[KXVOffscreen::kBlockSize];
-    std::unique_ptr<OddBand> odd[KXVOffscreen::kBlockSize / kBandRows];
+    std::unique_ptr<OddBand> odd[kBands];
+    std::unique_ptr<Parts> parts[kBands];  // at the first band that they are of
     int left, top;
-    DWORD known = 0;    // a bit for each band
-    DWORD regular = 0;  // the same: known and not odd
-    DWORD written = 0;  // the same: painted all over, and in the image
+    DWORD known = 0;       // a bit for each band
+    DWORD regular = 0;     // the same: known and not odd
+    DWORD written = 0;     // the same: nothing is left to be painted, and all is in the image
+    DWORD settled = 0;     // the same, in a fill by parts: what was reached is noted as painted
+    bool isWhole = false;  // in such a fill: the parts are those of all rows
   };
   using TileRow = std::vector<std::unique_ptr<Tile>>;
 
@@ -103,6 +122,7 @@ class Planes {
     return *tile_;
   }
   void Switch(int x, int y);
+  void SwitchTo(int x, int y);
   void Load(Tile& tile, int y);
   /// Puts two questions to the pixels of an image that stand for those of a band from `bit` on.
   static void Ask(KXVOffscreen& image, const RowTest& test, const KXPoint& at, int count, int rows,
@@ -124,6 +144,26 @@ class Planes {
   void WriteIfFull(Tile& tile, int y);
   int PaintLeft(int x, int y);
 
+  /// Pixels side by side, from (x, y) to the right or downward, whose parts are to be reached.
+  struct Border {
+    int x, y, count;
+    bool isColumn;
+  };
+  bool IsForParts();
+  bool Reach(Border border);
+  /// The rows whose parts are looked for together: of a band, or of a tile.
+  struct Piece {
+    int top, rows;
+  };
+  Piece WholeOf(const Tile& tile) const;
+  Piece PieceOf(const Tile& tile, int band) const;
+  static DWORD BandsOf(const Piece& piece);  // one for each band
+  void MakeParts(Tile& tile, int band);
+  void PushBeyond(Tile& tile, const Piece& piece, const Parts::Stretch& stretch);
+  void Settle(Tile& tile, const Piece& piece);
+  void SettleAll();
+  void StartAgain();
+
   const Request& request_;
   const PlaneTests& tests_;
   const int height_;
@@ -138,6 +178,12 @@ class Planes {
   // The row that was entered, if it is one of those and regular as its neighbours are; else null.
   Row* here_ = nullptr;
   std::ptrdiff_t ahead_ = 0;  // leads to the next row
+  i64 shortRuns_ = 0, mostShortRuns_;
+  bool hasForgotten_ = false, hasOdd_ = false;
+  // Of a fill by parts: where it goes on, and what it has painted in the bands that are settled.
+  std::vector<Border> borders_;
+  KXRect box_;  // inclusive at its right and bottom
+  i64 count_ = 0;
 };
 
 inline bool Planes::Enter(int x, int y, int dy) {
@@ -179,6 +225,7 @@ inline Look Planes::PaintShort(const Span& parent, int x, ShortRun& run) {
   if (!after || !before || end == first) return kFar;
   const u64 bits = (~u64{0} >> start) & ~(~u64{0} >> end);
   here_->open[word] = open ^ bits;
+  ++shortRuns_;
   run.start = x - at + start;
   run.end = x - at + end;
   run.isMoreToRight = end < last && ((found << end) != 0 || last >= kWordBits);

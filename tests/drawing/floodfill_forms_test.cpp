@@ -2,8 +2,10 @@
 
 #include <climits>
 
+#include "kxwcmn/core/abort.h"
 #include "kxwcmn/drawing/detail/floodrun.h"
 #include "tests/drawing/drawing_support.h"
+#include "tests/support/failure.h"
 
 // The fill by bits against the fill by pixels, which defines it: the same answers and the same
 // pixels, for every variant and every pair of depths, over half-painted images.
@@ -82,6 +84,7 @@ void ExpectFormsAgree(int own, const char* name) {
       clip = KXRect(random.Edge(-5, 100), random.Edge(-5, 100), random.Edge(90, width + 9),
                     random.Edge(90, height + 9));
     }
+    if (random.OneIn(9)) clip.left = 255;
     if (random.OneIn(9)) clip.bottom = clip.top + random.Int(0, 2);
     const int ends[] = {INT_MIN, INT_MIN + 1, -1, height + 1, INT_MAX};
     if (random.OneIn(9)) clip.top = ends[random.Int(0, 4)];
@@ -107,7 +110,8 @@ void ExpectFormsAgree(int own, const char* name) {
       if (!IsForPlanes(request) || i == 0) {
         ran[i] = RunPlain<Variant>(request, fill, outcome[i]);
       } else {
-        ran[i] = RunPlanes<Variant>(request, fill, outcome[i], random.OneIn(3) ? 1 : 4096);
+        ran[i] = RunPlanes<Variant>(request, fill, outcome[i], random.OneIn(3) ? 1 : 4096,
+                                    random.OneIn(2) ? 0 : random.Int(1, 300));
       }
       ASSERT_EQ(paint[i]->GetLockCount(), 0u);
     }
@@ -132,6 +136,88 @@ TEST(FloodFill, ByBitsIsAsByPixels) {
   ExpectFormsAgree<From64>(64, "64 bits");
   ExpectFormsAgree<From64Exact>(64, "64 bits, exact");
   ExpectFormsAgree<FromGeneric>(24, "generic");
+}
+
+/// Ways of one pixel with walls between them, joined in every 60th row and cut off 30 rows below,
+/// so that each has a dead end in the tile.
+ImagePtr MakeComb() {
+  ImagePtr image = MakeImage(8, 600, 520);
+  KXVOffscreenAutoLock lock(image.get(), 1);
+  for (int y = 0; y < 520; ++y) {
+    for (int x = 0; x < 600; ++x) {
+      const bool isWall = y % 60 == 30 ? x % 50 != 0 : y % 60 != 0 && x % 2 == 1;
+      if (!isWall) continue;
+      image->MoveCursor(x, y);
+      image->Set8BitColor(255);
+    }
+  }
+  return image;
+}
+
+// All by parts from the first run on. A pixel that matches but is filled already makes its band
+// odd: the fill goes on behind it, down to the dead end, though the pixel is not painted.
+TEST(FloodFill, ByPartsIsAsByPixelsInNarrowWays) {
+  const ImagePtr comb = MakeComb();
+  const KXPoint kFilled[] = {{2, 89}, {298, 80}, {598, 519}, {-1, -1}};
+  for (const KXRect& clip :
+       {KXRect(0, 0, 600, 520), KXRect(255, 0, 600, 520), KXRect(256, 0, 600, 256),
+        KXRect(250, 3, 512, 514), KXRect(1, 257, 511, 512), KXRect(280, 240, 300, 520)}) {
+    for (const KXPoint& filled : kFilled) {
+      SCOPED_TRACE(testing::Message() << clip.left << " " << clip.top << ", " << filled.x);
+      ImagePtr paint[2];
+      Outcome outcome[2] = {};
+      for (int i = 0; i < 2; ++i) {
+        paint[i] = MakeImage(8, 600, 520);
+        if (filled.x >= 0) {
+          KXVOffscreenAutoLock lock(paint[i].get(), 1);
+          paint[i]->MoveCursor(filled.x, filled.y);
+          paint[i]->Set8BitColor(77);
+        }
+        const KXPoint seed(290, clip.top > 240 ? 300 : 60);
+        const Request request(*paint[i], *comb, nullptr, seed, KXPoint(0, 0), clip, 0, 0);
+        ASSERT_TRUE(i == 0 ? RunPlain<From8Exact>(request, 77, outcome[i])
+                           : RunPlanes<From8Exact>(request, 77, outcome[i], 4096, 0));
+      }
+      EXPECT_EQ(outcome[0].count, outcome[1].count);
+      EXPECT_EQ(outcome[0].box, outcome[1].box);
+      EXPECT_TRUE(AreSame(*paint[0], *paint[1]));
+    }
+  }
+}
+
+int pollsLeft;
+int StopAfterPolls() { return --pollsLeft < 0 ? 1 : 0; }
+
+TEST(FloodFill, ByPartsKeepsWhatWasPaintedBeforeAnAbort) {
+  const ImagePtr comb = MakeComb();
+  i64 before = -1;
+  for (const int most : {0, 1, 40, 300, 1000000}) {
+    const ImagePtr paint = MakeImage(8, 600, 520);
+    const Request request(*paint, *comb, nullptr, KXPoint(290, 60), KXPoint(0, 0), paint->GetRect(),
+                          0, 1);
+    Outcome outcome = {};
+    pollsLeft = most;
+    KXAbort::SetCallback(&StopAfterPolls);
+    const int code = CodeOf([&] { RunPlanes<From8Exact>(request, 77, outcome, 4096, 0); });
+    KXAbort::SetCallback(nullptr);
+    EXPECT_EQ(code, most < 1000000 ? 0x20010004 : 0);
+    EXPECT_EQ(outcome.count != 0, code == 0);
+    EXPECT_EQ(paint->GetLockCount() + comb->GetLockCount(), 0u);
+    i64 painted = 0;
+    KXVOffscreenAutoLock paintLock(paint.get(), 0), combLock(comb.get(), 0);
+    for (int y = 0; y < 520; ++y) {
+      for (int x = 0; x < 600; ++x) {
+        paint->MoveCursor(x, y);
+        comb->MoveCursor(x, y);
+        if (paint->Get8BitColor() == 0) continue;
+        ++painted;
+        ASSERT_TRUE(paint->Get8BitColor() == 77 && comb->Get8BitColor() == 0) << x << ", " << y;
+      }
+    }
+    EXPECT_GT(painted, before) << "more with each poll, and nothing before the first one";
+    EXPECT_EQ(painted == 0, most == 0);
+    before = painted;
+  }
 }
 
 }  // namespace

@@ -108,6 +108,8 @@ class PlainAccess {
     return false;
   }
 
+  bool GoesOn() const { return true; }
+
   bool Enter(int x, int y, int) {
     paint_.MoveCursor(x, y);
     CheckBlock(paint_);

@@ -97,10 +97,11 @@ void SetUpPaint(PlaneSetup& setup, const Request& request, typename Variant::Val
   if (unfilled.IsPossible()) tests.unfilled = Keep<Depth>(setup.unfilled, unfilled);
 }
 
-/// The fill by bits. After `mostTiles` of them it starts with new ones.
+/// The fill by bits. After `mostTiles` of them it starts with new ones; from so many short runs on
+/// it goes by parts.
 template <class Variant>
 bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& outcome,
-               int mostTiles = Planes::kMostTiles) {
+               int mostTiles = Planes::kMostTiles, int mostShortRuns = Planes::kMostShortRuns) {
   KXVOffscreen& paint = request.paint;
   KXVOffscreen& reference = request.reference;
   PlaneSetup setup;
@@ -138,7 +139,9 @@ bool RunPlanes(const Request& request, typename Variant::Value fill, Outcome& ou
     }
   }
 
-  Planes planes(request, tests, mostTiles);
+  tests.mayBeOdd = tests.unfilled || !Variant::kSkipsAsItPaints;
+
+  Planes planes(request, tests, mostTiles, mostShortRuns);
   try {
     FillPlanes(request, planes, outcome);
   } catch (...) {
